@@ -1,0 +1,23 @@
+# The libraries under the project, all from the distribution. scripts/bootstrap installs them.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core)
+find_package(QCoro6 REQUIRED COMPONENTS Core)
+find_package(spdlog REQUIRED)
+find_package(fmt REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(simdjson REQUIRED)
+
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale libswresample)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
+pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
+    xcb xcb-shm xcb-damage xcb-composite xcb-randr xcb-xinput xcb-xfixes xcb-ewmh xcb-icccm)
+
+if(VARNELLE_TESTS)
+    find_package(GTest REQUIRED)
+endif()
+if(VARNELLE_BENCHMARKS)
+    find_package(benchmark REQUIRED)
+endif()

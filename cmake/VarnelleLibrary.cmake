@@ -1,0 +1,35 @@
+# Build rules that every target of the project shares.
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+add_library(varnelle_options INTERFACE)
+target_compile_options(varnelle_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
+if(VARNELLE_SANITIZE)
+    target_compile_options(varnelle_options INTERFACE -fsanitize=${VARNELLE_SANITIZE} -fno-omit-frame-pointer)
+    target_link_options(varnelle_options INTERFACE -fsanitize=${VARNELLE_SANITIZE})
+endif()
+
+# varnelle_library(<folder> SOURCES <file>... [LINK <folder or library>...] [PRIVATE <library>...])
+#
+# One static library per folder of src/. A header of the folder is included as "<folder>/Header.h", and that path
+# resolves only for targets that link the folder: each library exports an include root of its own which holds
+# nothing but a link to its folder. This is what keeps includes from going up the house.
+function(varnelle_library folder)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK;PRIVATE" ${ARGN})
+    set(include_root ${PROJECT_BINARY_DIR}/include/${folder})
+    file(MAKE_DIRECTORY ${include_root})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${folder} ${include_root}/${folder} SYMBOLIC)
+    add_library(${folder} STATIC ${ARG_SOURCES})
+    target_include_directories(${folder} PUBLIC ${include_root})
+    target_link_libraries(${folder} PUBLIC ${ARG_LINK} PRIVATE varnelle_options ${ARG_PRIVATE})
+endfunction()
+
+# varnelle_program(<name> SOURCES <file>... LINK <library>...)
+function(varnelle_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE varnelle_options ${ARG_LINK})
+endfunction()

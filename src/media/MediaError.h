@@ -1,0 +1,20 @@
+#pragma once
+
+#include "foundation/Error.h"
+#include "foundation/URL.h"
+
+namespace varnelle {
+
+/// A movie can't be read, written or encoded. The text is a sentence that names the file.
+class MediaError : public Error {
+public:
+    enum class Code { cannotOpen, notAMovie, cannotDecode, cannotEncode, cannotWrite, unsupportedSize, cancelled };
+
+    MediaError(Code code, const std::string& message) : Error(message), code_(code) {}
+    [[nodiscard]] Code code() const { return code_; }
+
+private:
+    Code code_;
+};
+
+}  // namespace varnelle
