@@ -1,0 +1,306 @@
+#include "camera/CursorRecordingFile.h"
+
+#include <simdjson.h>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+#include "foundation/AtomicFile.h"
+
+namespace varnelle {
+namespace {
+
+namespace ondemand = simdjson::ondemand;
+
+// simdjson's exceptions carry the reason; readCursorRecording turns them into errors that name the file.
+
+std::optional<CGRect> readFrame(ondemand::value value) {
+    std::array<double, 4> numbers{};
+    std::size_t count = 0;
+    for (ondemand::array pair : value.get_array()) {
+        for (const double number : pair) {
+            if (count == numbers.size()) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
+            numbers.at(count++) = number;
+        }
+    }
+    if (count != numbers.size()) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
+    return CGRect{{numbers[0], numbers[1]}, {numbers[2], numbers[3]}};
+}
+
+template <typename Kind>
+Kind readKind(std::string_view word, int count) {
+    for (int i = 0; i < count; ++i) {
+        if (rawString(static_cast<Kind>(i)) == word) return static_cast<Kind>(i);
+    }
+    throw CursorRecordingError("an unknown kind “" + std::string(word) + "”");
+}
+
+bool readOptionalVisibility(ondemand::object& object) {
+    bool isVisible = true;
+    const auto error = object["isVisible"].get(isVisible);
+    if (error != simdjson::SUCCESS && error != simdjson::NO_SUCH_FIELD) throw simdjson::simdjson_error(error);
+    return isVisible;
+}
+
+CursorMovementSample readMovement(ondemand::object object) {
+    CursorMovementSample sample;
+    sample.isVisible = object["isVisible"].get_bool();
+    sample.normalizedX = object["normalizedX"].get_double();
+    sample.normalizedY = object["normalizedY"].get_double();
+    sample.timeSeconds = object["timeSeconds"].get_double();
+    return sample;
+}
+
+CursorActivitySample readActivity(ondemand::object object) {
+    CursorActivitySample sample;
+    sample.isVisible = object["isVisible"].get_bool();
+    sample.kind = readKind<CursorActivityKind>(object["kind"].get_string(), 4);
+    sample.normalizedX = object["normalizedX"].get_double();
+    sample.normalizedY = object["normalizedY"].get_double();
+    sample.timeSeconds = object["timeSeconds"].get_double();
+    return sample;
+}
+
+CursorScrollSample readScroll(ondemand::object object) {
+    CursorScrollSample sample;
+    sample.isMomentum = object["isMomentum"].get_bool();
+    sample.isVisible = readOptionalVisibility(object);
+    sample.normalizedDeltaX = object["normalizedDeltaX"].get_double();
+    sample.normalizedDeltaY = object["normalizedDeltaY"].get_double();
+    sample.timeSeconds = object["timeSeconds"].get_double();
+    return sample;
+}
+
+CursorKeyboardActivitySample readKeyboard(ondemand::object object) {
+    CursorKeyboardActivitySample sample;
+    sample.isVisible = readOptionalVisibility(object);
+    sample.kind = readKind<CursorKeyboardActivityKind>(object["kind"].get_string(), 3);
+    sample.timeSeconds = object["timeSeconds"].get_double();
+    return sample;
+}
+
+CursorWindowContextSample readWindowContext(ondemand::object object) {
+    CursorWindowContextSample sample;
+    bool hasTime = false;
+    for (ondemand::field field : object) {
+        const std::string_view key = field.unescaped_key();
+        ondemand::value value = field.value();
+        if (value.is_null()) continue;
+        if (key == "timeSeconds") {
+            sample.timeSeconds = value.get_double();
+            hasTime = true;
+        } else if (key == "activeWindowFrame") {
+            sample.activeWindowFrame = readFrame(value);
+        } else if (key == "focusedElementFrame") {
+            sample.focusedElementFrame = readFrame(value);
+        } else if (key == "focusedElementRole") {
+            sample.focusedElementRole = std::string(std::string_view(value.get_string()));
+        } else if (key == "keyboardFocusedElementFrame") {
+            sample.keyboardFocusedElementFrame = readFrame(value);
+        } else if (key == "keyboardFocusedElementRole") {
+            sample.keyboardFocusedElementRole = std::string(std::string_view(value.get_string()));
+        }
+    }
+    if (!hasTime) throw simdjson::simdjson_error(simdjson::NO_SUCH_FIELD);
+    return sample;
+}
+
+template <typename Sample>
+void readList(ondemand::value value, std::vector<Sample>& samples, Sample (*read)(ondemand::object)) {
+    for (ondemand::object object : value.get_array()) samples.push_back(read(object));
+}
+
+CursorRecording readDocument(ondemand::document& document) {
+    CursorRecording recording;
+    bool hasRegion = false;
+    bool hasMovement = false;
+    bool hasActivity = false;
+    for (ondemand::field field : document.get_object()) {
+        const std::string_view key = field.unescaped_key();
+        ondemand::value value = field.value();
+        if (key == "captureRegion") {
+            ondemand::object region = value.get_object();
+            recording.captureRegion.height = region["height"].get_double();
+            recording.captureRegion.originX = region["originX"].get_double();
+            recording.captureRegion.originY = region["originY"].get_double();
+            recording.captureRegion.width = region["width"].get_double();
+            hasRegion = true;
+        } else if (key == "movementSamples") {
+            readList(value, recording.movementSamples, readMovement);
+            hasMovement = true;
+        } else if (key == "activitySamples") {
+            readList(value, recording.activitySamples, readActivity);
+            hasActivity = true;
+        } else if (key == "windowContextSamples") {
+            readList(value, recording.windowContextSamples, readWindowContext);
+        } else if (key == "scrollSamples") {
+            readList(value, recording.scrollSamples, readScroll);
+        } else if (key == "keyboardSamples") {
+            readList(value, recording.keyboardSamples, readKeyboard);
+        }
+    }
+    if (!hasRegion || !hasMovement || !hasActivity) throw simdjson::simdjson_error(simdjson::NO_SUCH_FIELD);
+    // Only past the end of the text there is no location any more.
+    if (document.current_location().error() == simdjson::SUCCESS) {
+        throw simdjson::simdjson_error(simdjson::TRAILING_CONTENT);
+    }
+    recording.sortSamples();
+    return recording;
+}
+
+/// Builds JSON text into a file in bounded memory.
+class JSONStream {
+public:
+    explicit JSONStream(AtomicFile& file) : file_(file) { buffer_.reserve(kFlushBytes + 4096); }
+
+    JSONStream& text(std::string_view literal) {
+        buffer_ += literal;
+        if (buffer_.size() >= kFlushBytes) flush();
+        return *this;
+    }
+    JSONStream& number(double value) {
+        std::array<char, 32> digits{};
+        // JSON has no word for what isn't finite, and no sample should hold it.
+        const double usable = std::isfinite(value) ? value : 0;
+        const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), usable);
+        return text({digits.data(), static_cast<std::size_t>(result.ptr - digits.data())});
+    }
+    JSONStream& boolean(bool value) { return text(value ? "true" : "false"); }
+    JSONStream& string(std::string_view value) {
+        text("\"");
+        for (const char c : value) {
+            if (c == '"' || c == '\\') {
+                text("\\").text({&c, 1});
+            } else if (static_cast<unsigned char>(c) < 0x20) {
+                std::array<char, 8> escape{};
+                std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(c));
+                text(escape.data());
+            } else {
+                text({&c, 1});
+            }
+        }
+        return text("\"");
+    }
+    JSONStream& frame(const CGRect& frame) {
+        text("[[").number(frame.minX()).text(",").number(frame.minY()).text("],[");
+        return number(frame.width()).text(",").number(frame.height()).text("]]");
+    }
+    void flush() {
+        file_.write(buffer_);
+        buffer_.clear();
+    }
+
+private:
+    static constexpr std::size_t kFlushBytes = 1 << 20;
+
+    AtomicFile& file_;
+    std::string buffer_;
+};
+
+void write(JSONStream& json, const CursorMovementSample& sample) {
+    json.text("{\"isVisible\":").boolean(sample.isVisible);
+    json.text(",\"normalizedX\":").number(sample.normalizedX);
+    json.text(",\"normalizedY\":").number(sample.normalizedY);
+    json.text(",\"timeSeconds\":").number(sample.timeSeconds).text("}");
+}
+
+void write(JSONStream& json, const CursorActivitySample& sample) {
+    json.text("{\"isVisible\":").boolean(sample.isVisible);
+    json.text(",\"kind\":").string(rawString(sample.kind));
+    json.text(",\"normalizedX\":").number(sample.normalizedX);
+    json.text(",\"normalizedY\":").number(sample.normalizedY);
+    json.text(",\"timeSeconds\":").number(sample.timeSeconds).text("}");
+}
+
+void write(JSONStream& json, const CursorScrollSample& sample) {
+    json.text("{\"isMomentum\":").boolean(sample.isMomentum);
+    json.text(",\"isVisible\":").boolean(sample.isVisible);
+    json.text(",\"normalizedDeltaX\":").number(sample.normalizedDeltaX);
+    json.text(",\"normalizedDeltaY\":").number(sample.normalizedDeltaY);
+    json.text(",\"timeSeconds\":").number(sample.timeSeconds).text("}");
+}
+
+void write(JSONStream& json, const CursorKeyboardActivitySample& sample) {
+    json.text("{\"isVisible\":").boolean(sample.isVisible);
+    json.text(",\"kind\":").string(rawString(sample.kind));
+    json.text(",\"timeSeconds\":").number(sample.timeSeconds).text("}");
+}
+
+void write(JSONStream& json, const CursorWindowContextSample& sample) {
+    json.text("{");
+    if (sample.activeWindowFrame) json.text("\"activeWindowFrame\":").frame(*sample.activeWindowFrame).text(",");
+    if (sample.focusedElementFrame) json.text("\"focusedElementFrame\":").frame(*sample.focusedElementFrame).text(",");
+    if (sample.focusedElementRole) json.text("\"focusedElementRole\":").string(*sample.focusedElementRole).text(",");
+    if (sample.keyboardFocusedElementFrame) {
+        json.text("\"keyboardFocusedElementFrame\":").frame(*sample.keyboardFocusedElementFrame).text(",");
+    }
+    if (sample.keyboardFocusedElementRole) {
+        json.text("\"keyboardFocusedElementRole\":").string(*sample.keyboardFocusedElementRole).text(",");
+    }
+    json.text("\"timeSeconds\":").number(sample.timeSeconds).text("}");
+}
+
+template <typename Sample>
+void writeList(JSONStream& json, std::string_view key, const std::vector<Sample>& samples) {
+    json.text("\"").text(key).text("\":[");
+    bool isFirst = true;
+    for (const Sample& sample : samples) {
+        if (!isFirst) json.text(",");
+        isFirst = false;
+        write(json, sample);
+    }
+    json.text("]");
+}
+
+}  // namespace
+
+CursorRecording readCursorRecording(const URL& url) {
+    const auto fail = [&url](const std::string& reason) {
+        throw CursorRecordingError("The telemetry file “" + url.string() + "” can't be read: " + reason + ".");
+    };
+    try {
+        auto json = simdjson::padded_string::load(url.string());
+        if (json.error() != simdjson::SUCCESS) readFile(url);  // throws the system's reason
+        ondemand::parser parser;
+        ondemand::document document = parser.iterate(json.value());
+        return readDocument(document);
+    } catch (const simdjson::simdjson_error& error) {
+        fail(error.what());
+    } catch (const CursorRecordingError& error) {
+        fail(error.what());
+    }
+    return {};
+}
+
+void writeCursorRecording(const CursorRecording& recording, const URL& url) {
+    AtomicFile file(url);
+    JSONStream json(file);
+    json.text("{");
+    writeList(json, "activitySamples", recording.activitySamples);
+    const CursorCaptureRegion& region = recording.captureRegion;
+    json.text(",\"captureRegion\":{\"height\":").number(region.height);
+    json.text(",\"originX\":").number(region.originX);
+    json.text(",\"originY\":").number(region.originY);
+    json.text(",\"width\":").number(region.width).text("}");
+    if (!recording.keyboardSamples.empty()) {
+        json.text(",");
+        writeList(json, "keyboardSamples", recording.keyboardSamples);
+    }
+    json.text(",");
+    writeList(json, "movementSamples", recording.movementSamples);
+    if (!recording.scrollSamples.empty()) {
+        json.text(",");
+        writeList(json, "scrollSamples", recording.scrollSamples);
+    }
+    if (!recording.windowContextSamples.empty()) {
+        json.text(",");
+        writeList(json, "windowContextSamples", recording.windowContextSamples);
+    }
+    json.text("}");
+    json.flush();
+    file.commit();
+}
+
+}  // namespace varnelle
