@@ -23,15 +23,15 @@ struct ShareableDisplay {
 /// A running program that has windows.
 struct ShareableApplication {
     std::int64_t processID = 0;
-    std::string bundleIdentifier;
+    std::string name;
 
     bool operator==(const ShareableApplication&) const = default;
 };
 
 /// What the desktop has to offer for recording at one moment.
 struct ShareableContent {
-    std::vector<ShareableDisplay> displays;  ///< the primary one first
-    std::vector<ShareableApplication> applications;
+    std::vector<ShareableDisplay> displays;          ///< the primary one first
+    std::vector<ShareableApplication> applications;  ///< empty where the desktop can't leave windows out
 };
 
 }  // namespace varnelle

@@ -85,7 +85,7 @@ bool hasWindowManager(xcb_connection_t* connection) {
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
-                           const std::vector<std::string>& environment, int inheritedDescriptor) {
+                           const std::vector<std::string>& environment, int inheritedDescriptor, int output) {
     // Everything that allocates happens before the fork: other threads may hold the allocator's lock.
     std::vector<std::string> argumentStrings = arguments;
     std::vector<std::string> environmentStrings = environmentWith(environment);
@@ -96,6 +96,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
     if (processID_ > 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (inheritedDescriptor >= 0) fcntl(inheritedDescriptor, F_SETFD, 0);
+    if (output >= 0) dup2(output, STDOUT_FILENO);
     const int silence = open("/dev/null", O_RDWR);
     if (std::getenv("VARNELLE_TEST_OUTPUT") == nullptr) dup2(silence, STDERR_FILENO);
     execvpe(argv[0], argv.data(), envp.data());

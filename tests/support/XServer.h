@@ -12,10 +12,11 @@ namespace varnelle::test {
 class ChildProcess {
 public:
     /// `environment` holds "NAME=value" entries that are added to the test's own. `inheritedDescriptor` stays
-    /// open in the program under the same number; -1 for none. Throws `std::runtime_error` if the program
-    /// can't be started.
+    /// open in the program under the same number, and what it prints goes to `output`; -1 for neither. Throws
+    /// `std::runtime_error` if the program can't be started.
     explicit ChildProcess(const std::vector<std::string>& arguments,
-                          const std::vector<std::string>& environment = {}, int inheritedDescriptor = -1);
+                          const std::vector<std::string>& environment = {}, int inheritedDescriptor = -1,
+                          int output = -1);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
