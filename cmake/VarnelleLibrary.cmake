@@ -8,7 +8,9 @@ endif()
 add_library(varnelle_options INTERFACE)
 target_compile_options(varnelle_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
 if(VARNELLE_SANITIZE)
-    target_compile_options(varnelle_options INTERFACE -fsanitize=${VARNELLE_SANITIZE} -fno-omit-frame-pointer)
+    # The instrumentation hides from the compiler what is set before use, so that warning is left to the other builds.
+    target_compile_options(varnelle_options INTERFACE
+        -fsanitize=${VARNELLE_SANITIZE} -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     target_link_options(varnelle_options INTERFACE -fsanitize=${VARNELLE_SANITIZE})
 endif()
 
