@@ -13,7 +13,7 @@ constexpr int kMinimumQueueDepth = 4;
 constexpr int kMaximumQueueDepth = 12;
 constexpr std::uint64_t kFilteredFramesPerLogLine = 120;
 
-void logStop(std::exception_ptr failure) {
+void logStop(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const std::exception& error) {

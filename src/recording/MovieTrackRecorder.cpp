@@ -26,7 +26,7 @@ AssetWriterInput* addTrack(Add add, const std::string& message) {
     }
 }
 
-std::string textOf(std::exception_ptr failure) {
+std::string textOf(const std::exception_ptr& failure) {
     if (!failure) return "Unknown writer error.";
     try {
         std::rethrow_exception(failure);

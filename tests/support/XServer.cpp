@@ -97,6 +97,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (inheritedDescriptor >= 0) fcntl(inheritedDescriptor, F_SETFD, 0);
     if (output >= 0) dup2(output, STDOUT_FILENO);
+    // A server that a test kills complains; set this variable to read what a program says.
     const int silence = open("/dev/null", O_RDWR);
     if (std::getenv("VARNELLE_TEST_OUTPUT") == nullptr) dup2(silence, STDERR_FILENO);
     execvpe(argv[0], argv.data(), envp.data());

@@ -114,7 +114,7 @@ private:
         queue_.async([handler = handler_, sample = std::move(sample)] { (*handler)(sample); });
     }
 
-    void reportEnd(std::exception_ptr error) {
+    void reportEnd(const std::exception_ptr& error) {
         if (isStopping() || !onStop_) return;
         queue_.async([onStop = onStop_, error] { onStop(error); });
     }
