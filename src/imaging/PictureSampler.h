@@ -1,0 +1,120 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "foundation/Geometry.h"
+
+namespace varnelle {
+
+/// A decoded picture that someone else owns. Row 0 is the top row.
+struct PlanarPicture {
+    enum class Layout { i420, nv12, bgra };
+    enum class Matrix { bt709, bt601 };
+    struct Plane {
+        const std::uint8_t* data = nullptr;
+        std::ptrdiff_t bytesPerRow = 0;
+    };
+
+    Layout layout = Layout::i420;
+    int width = 0;   ///< pixels
+    int height = 0;  ///< pixels
+    std::array<Plane, 3> planes;
+    Matrix matrix = Matrix::bt709;  ///< ITU-R BT.709 or BT.601; not for BGRA
+    bool isFullRange = false;       ///< luma 0 to 255 instead of 16 to 235; not for BGRA
+};
+
+namespace detail {
+
+/// Where eight neighbouring output pixels find the two source samples that each is interpolated between: bytes picked
+/// out of 16 from `base` on, as the low halves of 16-bit lanes, and the weight of the second in 1/32768.
+struct ColumnGroups {
+    std::vector<std::int32_t> bases;
+    std::vector<std::uint8_t> first;   ///< 16 a group
+    std::vector<std::uint8_t> second;  ///< 16 a group
+    std::vector<std::int16_t> weights;  ///< 8 a group
+};
+
+/// Constants of a conversion to RGB on values with six fractional bits, as 1/32768.
+struct ColorMatrix {
+    std::int16_t lumaOffset = 0;
+    std::int16_t lumaGain = 0;     ///< what exceeds 1
+    std::int16_t redFromV = 0;     ///< what exceeds 2
+    std::int16_t greenFromU = 0;   ///< negative
+    std::int16_t greenFromV = 0;   ///< negative
+    std::int16_t blueFromU = 0;    ///< what exceeds 2
+};
+
+/// Two rows of a plane, already resampled across, and how far the output row lies between them.
+struct RowPair {
+    const std::int16_t* upper = nullptr;
+    const std::int16_t* lower = nullptr;
+    std::int16_t weight = 0;  ///< of the lower row, in 1/32768
+};
+
+/// The kernels, each for the best instruction set of the machine. Counts are rounded up to whole groups of 8 (rows
+/// across) or 16 (merging) samples, for which there must be room.
+void resampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
+void mergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
+                std::uint8_t* bgra);
+void mergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra);
+
+/// The same in plain loops, to compare with.
+void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
+void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
+                      std::uint8_t* bgra);
+void mergeBGRScalar(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra);
+
+}  // namespace detail
+
+/// Puts a picture into a rectangle of a canvas: bilinear, with the edge pixels repeated beyond the edges, and
+/// area-averaged first where it is shrunk by more than a factor of two. YCbCr planes are sampled straight into BGRA.
+/// Chroma is taken to lie in the middle of its four pixels.
+///
+/// Rows are resampled across once and kept while neighbouring output rows need them, so ask for rows in order. One
+/// sampler is for one thread; several may read the same picture.
+class PictureSampler {
+public:
+    /// `destination` is where the whole picture lands, in canvas pixels with y downwards; only columns `firstColumn`
+    /// to `firstColumn + columnCount` will be asked for.
+    PictureSampler(const PlanarPicture& picture, const CGRect& destination, int firstColumn, int columnCount);
+
+    /// Writes the columns of canvas row `y`, opaque, to `bgra` (4 bytes a pixel; `columnCount` pixels).
+    void row(int y, std::uint8_t* bgra);
+
+private:
+    /// One component of the picture, as it is resampled.
+    struct Component {
+        PlanarPicture::Plane plane;
+        int byteOffset = 0;  ///< of the component within a sample
+        int byteStride = 1;  ///< from sample to sample
+        int width = 0;
+        int height = 0;
+        int reduceX = 1;  ///< samples averaged to one, across
+        int reduceY = 1;
+        double scaleY = 1;  ///< reduced rows per canvas row
+        const detail::ColumnGroups* groups = nullptr;
+        std::array<std::vector<std::int16_t>, 2> rows;
+        std::array<int, 2> rowIndices{-1, -1};
+    };
+
+    void addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride, int width, int height,
+                      int subsampling);
+    [[nodiscard]] int reducedHeight(const Component& component) const;
+    detail::RowPair rowPair(Component& component, int y);
+    const std::int16_t* resampledRow(Component& component, int index, int keep);
+    const std::uint8_t* sourceRow(const Component& component, int index);
+
+    PlanarPicture picture_;
+    CGRect destination_;
+    int firstColumn_;
+    int columnCount_;
+    detail::ColorMatrix matrix_;
+    std::array<detail::ColumnGroups, 2> groups_;  // of full-size and of subsampled components
+    std::vector<Component> components_;
+    std::vector<std::uint8_t> scratch_;
+    std::vector<std::uint32_t> sums_;
+};
+
+}  // namespace varnelle

@@ -1,0 +1,171 @@
+#include "render/CustomVideoCompositor.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "render/OrientedFrame.h"
+#include "render/VideoCompositorError.h"
+
+namespace varnelle {
+namespace {
+
+/// As many frames in work as processors less one, which leaves room for decoding and encoding, within 2 and 4.
+std::size_t framesInWork() {
+    return std::clamp<std::size_t>(std::max(std::thread::hardware_concurrency(), 1U) - 1, 2, 4);
+}
+
+constexpr std::size_t kRecentFrames = 6;
+
+/// The camera to follow. While a range is left, the view holds the moment when the leaving began, so that the picture
+/// doesn't pan as it zooms out.
+std::optional<SmoothingCameraSnapshot> cameraFor(const OverlayVideoCompositionInstruction::Contents& contents,
+                                                 const ZoomPanState& state, const CMTime& sourceTime) {
+    if (!contents.smoothingCamera) return std::nullopt;
+    auto snapshot = contents.smoothingCamera->snapshot(sourceTime);
+    if (!snapshot || state.phase != ZoomPanPhase::leaving || state.isEmpty) return snapshot;
+    const CMTime leaving = timeFromSeconds(std::max(state.rangeEnd - state.transitionDuration, state.rangeStart));
+    const auto frozen = contents.smoothingCamera->snapshot(contents.sourceTimeMapper.sourceTime(leaving));
+    return frozen ? frozen : snapshot;
+}
+
+}  // namespace
+
+FramePlan planFrame(const OverlayVideoCompositionInstruction& instruction, const CMTime& compositionTime,
+                    CGSize sourceSize, CGSize canvas) {
+    const auto& contents = instruction.contents();
+    const OverlayConfiguration configuration = contents.overlayController->configuration();
+    const CMTime sourceTime = contents.sourceTimeMapper.sourceTime(compositionTime);
+    FramePlanInput input;
+    input.canvas = canvas;
+    input.sourceSize = sourceSize;
+    input.configuration = &configuration;
+    input.zoomPanState = contents.zoomPanClipsController->state(compositionTime, kZoomTransitionSeconds);
+    input.snapshot = cameraFor(contents, input.zoomPanState, sourceTime);
+    input.cursorState.visibility = CursorVisibility::noData;
+    if (contents.cursorRecording) {
+        input.cursorState = contents.cursorRecording->cursorState(sourceTime);
+        input.captureRegion = contents.cursorRecording->captureRegion;
+    }
+    return makeFramePlan(input);
+}
+
+CustomVideoCompositor::CustomVideoCompositor()
+    : renderQueue_("com.varnelle.editor.customcompositor", framesInWork()) {}
+
+void CustomVideoCompositor::renderContextChanged(std::shared_ptr<VideoRenderContext> context) {
+    const CGSize size = context ? context->size() : CGSize{};
+    bool hasSizeChanged = false;
+    {
+        const std::lock_guard lock(contextLock_);
+        hasSizeChanged = size != lastRenderSize_;
+        renderContext_ = std::move(context);
+        lastRenderSize_ = size;
+    }
+    // A frame in work may still put a picture of the old size into a cache; its key holds the size, so it is never
+    // found for the new one.
+    if (hasSizeChanged) {
+        painter_.removeCachedLayers();
+        const std::lock_guard lock(recentLock_);
+        recentFrames_.clear();
+    }
+}
+
+void CustomVideoCompositor::startRequest(std::shared_ptr<VideoCompositionRequest> request) {
+    std::uint64_t generation = 0;
+    {
+        const std::lock_guard lock(stateLock_);
+        generation = cancelGeneration_;
+    }
+    renderQueue_.async([this, request = std::move(request), generation] { renderFrame(*request, generation); });
+}
+
+void CustomVideoCompositor::cancelAllPendingRequests() {
+    const std::lock_guard lock(stateLock_);
+    ++cancelGeneration_;
+}
+
+bool CustomVideoCompositor::isCancelled(std::uint64_t generation) const {
+    const std::lock_guard lock(stateLock_);
+    return generation != cancelGeneration_;
+}
+
+void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::uint64_t generation) {
+    if (isCancelled(generation)) return request.finishCancelledRequest();
+    try {
+        const auto instruction =
+            std::dynamic_pointer_cast<const OverlayVideoCompositionInstruction>(request.instruction());
+        std::shared_ptr<VideoRenderContext> context;
+        {
+            const std::lock_guard lock(contextLock_);
+            context = renderContext_;
+        }
+        const auto source =
+            instruction ? request.sourceFrame(instruction->contents().screenTrackID) : std::optional<VideoFrame>();
+        if (!instruction || !context || !source) throw VideoCompositorError::renderContextUnavailable();
+
+        const VideoFrame screen = orientedFrame(*source, instruction->contents().screenTransform);
+        const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
+        const FramePlan plan = planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
+        const auto frame = frameFor(plan, screen, *context, generation);
+        if (!frame) return request.finishCancelledRequest();
+        request.finish(*frame);
+    } catch (...) {
+        request.finish(std::current_exception());
+    }
+}
+
+std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan, const VideoFrame& source,
+                                                          VideoRenderContext& context, std::uint64_t generation) {
+    std::promise<VideoFrame> promise;
+    bool isMine = false;
+    const auto output = recentFrame(plan, source, promise, isMine);
+    if (!isMine) {
+        const VideoFrame frame = output.get();
+        if (!frame.isEmpty()) return frame;
+        // The thread that was drawing it gave up: it was cancelled, and so is this request, or it failed.
+    }
+    if (isCancelled(generation)) {
+        if (isMine) {
+            forget(plan, source);
+            promise.set_value({});
+        }
+        return std::nullopt;
+    }
+    VideoFrame frame;
+    try {
+        frame = context.newPixelBuffer();
+        painter_.paint(plan, source, {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
+        frame = frame.tagged({ColorDescription::Primaries::bt709, ColorDescription::Transfer::bt709,
+                              ColorDescription::Matrix::rgb, ColorDescription::Range::full});
+    } catch (...) {
+        if (isMine) {
+            forget(plan, source);
+            promise.set_value({});
+        }
+        throw;
+    }
+    if (isMine) promise.set_value(frame);
+    if (isCancelled(generation)) return std::nullopt;
+    return frame;
+}
+
+std::shared_future<VideoFrame> CustomVideoCompositor::recentFrame(const FramePlan& plan, const VideoFrame& source,
+                                                                  std::promise<VideoFrame>& promise, bool& isMine) {
+    const std::lock_guard lock(recentLock_);
+    for (const RecentFrame& recent : recentFrames_) {
+        if (recent.source.sharesStorage(source) && recent.plan == plan) return recent.output;
+    }
+    isMine = true;
+    recentFrames_.push_back({plan, source, promise.get_future().share()});
+    if (recentFrames_.size() > kRecentFrames) recentFrames_.pop_front();
+    return recentFrames_.back().output;
+}
+
+void CustomVideoCompositor::forget(const FramePlan& plan, const VideoFrame& source) {
+    const std::lock_guard lock(recentLock_);
+    std::erase_if(recentFrames_, [&](const RecentFrame& recent) {
+        return recent.source.sharesStorage(source) && recent.plan == plan;
+    });
+}
+
+}  // namespace varnelle

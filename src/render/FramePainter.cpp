@@ -1,0 +1,214 @@
+#include "render/FramePainter.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "imaging/Blending.h"
+#include "imaging/RoundedRectMask.h"
+#include "imaging/ShadowField.h"
+#include "imaging/Sprite.h"
+#include "render/CanvasBackground.h"
+
+namespace varnelle {
+namespace {
+
+/// Canvas rectangles have y upwards, pictures in memory have it downwards.
+CGRect flipped(const CGRect& rect, double canvasHeight) {
+    return {{rect.minX(), canvasHeight - rect.maxY()}, rect.size};
+}
+
+std::string backgroundKey(const FramePlan& plan) {
+    return fmt::format("{:.2f}|{:.2f}|{}|{}", plan.canvas.width, plan.canvas.height, rawString(plan.backgroundStyle),
+                       plan.wallpaperPath);
+}
+
+std::string backdropKey(const FramePlan& plan) {
+    const CGRect& rect = plan.screenRect;
+    return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{}", rect.minX(), rect.minY(),
+                       rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity, plan.shadow->radius,
+                       backgroundKey(plan));
+}
+
+ShadowField shadowField(const FramePlan& plan, int width, int height) {
+    return {flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius, plan.shadow->opacity,
+            plan.shadow->radius, width, height};
+}
+
+/// The cursor of a plan as pixels, or nothing.
+std::optional<Sprite> cursorSprite(const FramePlan& plan, const CursorImageRecipe& recipe) {
+    const double scale = plan.cursor->pixelsPerPoint / recipe.masterScale;
+    const bool isDrawable = std::isfinite(scale) && scale > 0 && std::isfinite(plan.cursor->hotSpot.x) &&
+                            std::isfinite(plan.cursor->hotSpot.y);
+    if (!isDrawable) return std::nullopt;
+    // Beyond this a single cursor would fill any screen many times over.
+    constexpr double largestScale = 64;
+    const double used = std::min(scale, largestScale);
+    return Sprite(recipe.image.view(), used,
+                  {plan.cursor->hotSpot.x - used * recipe.hotSpot.x,
+                   plan.canvas.height - plan.cursor->hotSpot.y - used * recipe.hotSpot.y});
+}
+
+/// Draws the rows of one frame.
+class RowPainter {
+public:
+    RowPainter(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output, const Bitmap& background,
+               std::optional<ShadowField> movingShadow, std::optional<Sprite> cursor)
+        : output_(output),
+          background_(background),
+          movingShadow_(std::move(movingShadow)),
+          cursor_(std::move(cursor)),
+          screenRect_(flipped(plan.screenRect, plan.canvas.height)),
+          mask_(screenRect_, plan.hasMask ? plan.cornerRadius : 0, output.width),
+          shares_(static_cast<std::size_t>(output.width)) {
+        firstColumn_ = static_cast<int>(std::clamp<double>(std::floor(screenRect_.minX()), 0, output.width));
+        endColumn_ = static_cast<int>(std::clamp<double>(std::ceil(screenRect_.maxX()), 0, output.width));
+        if (endColumn_ > firstColumn_ && !screenRect_.isEmpty()) {
+            sampler_.emplace(planarPicture(screen), screenRect_, firstColumn_, endColumn_ - firstColumn_);
+            screenRow_.resize(static_cast<std::size_t>(endColumn_ - firstColumn_) * 4);
+        }
+    }
+
+    void paintRow(int y) {
+        const RoundedRectMask::Row mask = sampler_ ? mask_.row(y) : RoundedRectMask::Row{};
+        if (mask.begin >= mask.end) {
+            paintBackground(y, 0, output_.width);
+            return;
+        }
+        // Under the wholly covered stretch the background needn't be drawn at all.
+        paintBackground(y, 0, mask.fullBegin);
+        paintBackground(y, mask.fullEnd, output_.width);
+
+        sampler_->row(y, screenRow_.data());
+        paintCursor(y);
+        std::uint8_t* output = output_.row(y);
+        const std::uint8_t* picture = screenRow_.data() - std::ptrdiff_t{4} * firstColumn_;
+        blendByCoverage(picture + 4 * mask.begin, mask.leftCoverage, mask.fullBegin - mask.begin,
+                        output + 4 * mask.begin);
+        std::memcpy(output + 4 * mask.fullBegin, picture + 4 * mask.fullBegin,
+                    static_cast<std::size_t>(mask.fullEnd - mask.fullBegin) * 4);
+        blendByCoverage(picture + 4 * mask.fullEnd, mask.rightCoverage, mask.end - mask.fullEnd,
+                        output + 4 * mask.fullEnd);
+    }
+
+private:
+    void paintBackground(int y, int from, int to) {
+        if (to <= from) return;
+        const std::uint8_t* source = background_.view().pixel(from, y);
+        if (movingShadow_) {
+            movingShadow_->row(y, from, to, shares_.data());
+            darken(source, shares_.data() + from, to - from, output_.pixel(from, y));
+        } else {
+            std::memcpy(output_.pixel(from, y), source, static_cast<std::size_t>(to - from) * 4);
+        }
+    }
+
+    void paintCursor(int y) {
+        if (!cursor_ || y < cursor_->top() || y >= cursor_->bottom()) return;
+        const int from = std::max(cursor_->left(), firstColumn_);
+        const int to = std::min(cursor_->right(), endColumn_);
+        if (to <= from) return;
+        compositeOver(cursor_->row(y) + std::ptrdiff_t{4} * (from - cursor_->left()), to - from,
+                      screenRow_.data() + std::ptrdiff_t{4} * (from - firstColumn_));
+    }
+
+    BitmapView output_;
+    Bitmap background_;
+    std::optional<ShadowField> movingShadow_;
+    std::optional<Sprite> cursor_;
+    CGRect screenRect_;
+    RoundedRectMask mask_;
+    int firstColumn_ = 0;
+    int endColumn_ = 0;
+    std::optional<PictureSampler> sampler_;
+    std::vector<std::uint8_t> screenRow_;
+    std::vector<float> shares_;
+};
+
+}  // namespace
+
+void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output) {
+    const bool isKept = !plan.shadow || plan.isShadowStill;
+    const Bitmap background = plan.shadow && plan.isShadowStill ? backdrop(plan) : backgroundLayer(plan);
+    std::optional<ShadowField> movingShadow;
+    if (!isKept) {
+        const RoundedRectMask mask(flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius, output.width);
+        if (!mask.coversCanvas(output.height)) movingShadow = shadowField(plan, output.width, output.height);
+    }
+    std::optional<Sprite> cursor;
+    if (plan.cursor) cursor = cursorSprite(plan, *cursorRecipe(plan.cursor->shape));
+    RowPainter painter(plan, screen, output, background, std::move(movingShadow), std::move(cursor));
+    for (int y = 0; y < output.height; ++y) painter.paintRow(y);
+}
+
+void FramePainter::removeCachedLayers() {
+    backgroundLayerCache_.removeAllObjects();
+    backdropCache_.removeAllObjects();
+    cursorCache_.removeAllObjects();
+}
+
+Bitmap FramePainter::backgroundLayer(const FramePlan& plan) {
+    const std::string key = backgroundKey(plan);
+    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
+    const std::lock_guard lock(backgroundLayerBuildLock_);
+    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
+    Bitmap layer = paintCanvasBackground(plan.backgroundStyle, plan.wallpaperPath,
+                                         static_cast<int>(plan.canvas.width), static_cast<int>(plan.canvas.height));
+    backgroundLayerCache_.setObject(key, layer);
+    return layer;
+}
+
+Bitmap FramePainter::backdrop(const FramePlan& plan) {
+    const std::string key = backdropKey(plan);
+    if (auto picture = backdropCache_.object(key)) return *picture;
+    const Bitmap background = backgroundLayer(plan);
+    const std::lock_guard lock(backgroundLayerBuildLock_);
+    if (auto picture = backdropCache_.object(key)) return *picture;
+    Bitmap picture(background.width(), background.height());
+    ShadowField shadow = shadowField(plan, picture.width(), picture.height());
+    std::vector<float> shares(static_cast<std::size_t>(picture.width()));
+    for (int y = 0; y < picture.height(); ++y) {
+        shadow.row(y, 0, picture.width(), shares.data());
+        darken(background.view().row(y), shares.data(), picture.width(), picture.view().row(y));
+    }
+    backdropCache_.setObject(key, picture);
+    return picture;
+}
+
+std::shared_ptr<const CursorImageRecipe> FramePainter::cursorRecipe(CursorShape shape) {
+    const int key = static_cast<int>(shape);
+    if (auto recipe = cursorCache_.object(key)) return *recipe;
+    auto recipe = makeCursorRecipe(shape);
+    cursorCache_.setObject(key, recipe);
+    return recipe;
+}
+
+PlanarPicture planarPicture(const VideoFrame& frame) {
+    PlanarPicture picture;
+    picture.width = frame.width();
+    picture.height = frame.height();
+    for (std::size_t i = 0; i < picture.planes.size(); ++i) {
+        picture.planes.at(i) = {frame.plane(i).data, frame.plane(i).bytesPerRow};
+    }
+    switch (frame.format()) {
+        case PixelFormat::bgra:
+            picture.layout = PlanarPicture::Layout::bgra;
+            break;
+        case PixelFormat::i420:
+            picture.layout = PlanarPicture::Layout::i420;
+            break;
+        case PixelFormat::nv12:
+            picture.layout = PlanarPicture::Layout::nv12;
+            break;
+    }
+    picture.matrix = frame.color().matrix == ColorDescription::Matrix::bt601 ? PlanarPicture::Matrix::bt601
+                                                                              : PlanarPicture::Matrix::bt709;
+    picture.isFullRange = frame.color().range == ColorDescription::Range::full;
+    return picture;
+}
+
+}  // namespace varnelle

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "foundation/CountedCache.h"
+#include "imaging/Bitmap.h"
+#include "imaging/PictureSampler.h"
+#include "media/VideoFrame.h"
+#include "render/CursorArt.h"
+#include "render/FramePlan.h"
+
+namespace varnelle {
+
+/// Draws frame plans. Rows are finished one after the other while they are in the processor's cache: background
+/// (darkened by the shadow) where it shows, the screen sampled from its YUV planes straight into place, the cursor over
+/// it, cut by the mask. Backgrounds with a still shadow, and the cursors' masters, are kept. Safe to share between
+/// threads.
+class FramePainter {
+public:
+    /// Draws onto `output`, whose size is the plan's canvas. `screen` is the oriented source picture.
+    void paint(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output);
+
+    /// Forgets the kept backgrounds and cursors.
+    void removeCachedLayers();
+
+private:
+    [[nodiscard]] Bitmap backgroundLayer(const FramePlan& plan);
+    /// The background with the plan's still shadow on it.
+    [[nodiscard]] Bitmap backdrop(const FramePlan& plan);
+    [[nodiscard]] std::shared_ptr<const CursorImageRecipe> cursorRecipe(CursorShape shape);
+
+    std::mutex backgroundLayerBuildLock_;  // one thread at a time builds a background or backdrop
+    CountedCache<std::string, Bitmap> backgroundLayerCache_{10};
+    CountedCache<std::string, Bitmap> backdropCache_{4};
+    CountedCache<int, std::shared_ptr<const CursorImageRecipe>> cursorCache_{10};
+};
+
+/// How a decoded frame is read by the sampler.
+PlanarPicture planarPicture(const VideoFrame& frame);
+
+}  // namespace varnelle
