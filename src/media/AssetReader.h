@@ -12,9 +12,9 @@ namespace varnelle {
 
 enum class TransferStatus { unknown, reading, completed, failed, cancelled };
 
-/// Reads a composition's picture frame by frame through a compositor. Frames lie on the grid of the frame duration
-/// from zero up to (not including) the composition's end, are delivered in order, and several are in work at once:
-/// decoding runs ahead on threads of its own, bounded, so memory stays flat.
+/// Reads a composition's picture frame by frame through a compositor. Frames lie on the grid of the frame
+/// duration from zero up to (not including) the composition's end, are delivered in order, and several are in
+/// work at once: decoding runs ahead on threads of its own, bounded, so memory stays flat.
 ///
 /// `copyNextSampleBuffer` is for one thread at a time; `cancelReading` may be called on any thread.
 class AssetReader {
@@ -27,8 +27,8 @@ public:
 
     /// Starts decoding and composing ahead. False, with `error()` set, if that isn't possible.
     [[nodiscard]] bool startReading();
-    /// The next composed frame with its presentation time and duration; waits for it. Absent at the end, after a
-    /// failure and after `cancelReading`: `status()` tells which.
+    /// The next composed frame with its presentation time and duration; waits for it. Absent at the end,
+    /// after a failure and after `cancelReading`: `status()` tells which.
     [[nodiscard]] std::optional<SampleBuffer> copyNextSampleBuffer();
     /// Stops reading; a waiting `copyNextSampleBuffer` returns nothing. Doesn't wait.
     void cancelReading();

@@ -17,8 +17,8 @@ enum class FileType { quickTimeMovie, mpeg4 };
 
 enum class VideoCodec { hevc, h264 };
 
-/// What frames are encoded for: live capture keeps up with the clock whatever it costs in size; an export may take
-/// its time for quality.
+/// What frames are encoded for: live capture keeps up with the clock whatever it costs in size; an export may
+/// take its time for quality.
 enum class EncodingPurpose { liveCapture, export_ };
 
 struct VideoSettings {
@@ -26,7 +26,8 @@ struct VideoSettings {
     EncodingPurpose purpose = EncodingPurpose::export_;
     int width = 0;   ///< pixels, even
     int height = 0;  ///< pixels, even
-    std::optional<std::int64_t> averageBitRate;  ///< bits per second; absent lets the encoder decide by quality
+    std::optional<std::int64_t>
+        averageBitRate;  ///< bits per second; absent lets the encoder decide by quality
     int expectedSourceFrameRate = 60;
     bool allowsFrameReordering = false;
     ColorDescription color = ColorDescription::bt709Limited();
@@ -43,13 +44,17 @@ struct AudioSettings {
 class AssetWriterInput {
 public:
     virtual ~AssetWriterInput() = default;
-    /// Room in the short queue in front of the encoder; false before the start and after the end.
+    /// Room in the short queue in front of the encoder; false before the session starts and after
+    /// `markAsFinished`. After a failure or a cancellation it is true and samples are refused, so that
+    /// whoever feeds the input comes to its end.
     [[nodiscard]] virtual bool isReadyForMoreMediaData() const = 0;
-    /// Queues a sample for encoding and returns at once; false (and the sample is lost) if there is no room, the time
-    /// isn't later than that of the sample before it, the sample doesn't fit the settings, or the writer has failed.
-    /// A frame of another size or of BGRA is converted on the encoder's thread.
+    /// Queues a sample for encoding and returns at once; false (and the sample is lost) if there is no room,
+    /// the time isn't later than that of the sample before it, the sample doesn't fit the settings, or the
+    /// writer has failed. A frame of another size or of BGRA is converted on the encoder's thread.
     [[nodiscard]] virtual bool append(const SampleBuffer& sample) = 0;
-    /// Calls `block` on the given queue whenever there is room, until `markAsFinished`. At most one call waits or runs.
+    /// Calls `block` on the given queue whenever there is room, until `markAsFinished`. At most one call
+    /// waits or runs. A block that returns without having appended anything is called again after the encoder
+    /// has taken another sample. The queue must outlive the input or `markAsFinished`.
     virtual void requestMediaDataWhenReady(class SerialQueue& queue, std::function<void()> block) = 0;
     /// No more samples come. May be called more than once.
     virtual void markAsFinished() = 0;
@@ -57,10 +62,10 @@ public:
 
 /// Writes a movie: each input has an encoder on a thread of its own behind a short bounded queue.
 ///
-/// A movie with `survivesTermination` is written in fragments to its final name while it grows, each flushed within a
-/// second of its first sample, so that a process that is killed leaves a file that plays up to about a second before;
-/// `finishWriting` turns it into a regular movie. Without it the movie is written beside its destination and renamed
-/// over it at the end, so that nothing half-written ever stands under the final name.
+/// A movie with `survivesTermination` is written in fragments to its final name while it grows, each flushed
+/// within a second of its first sample, so that a process that is killed leaves a file that plays up to about
+/// a second before; `finishWriting` turns it into a regular movie. Without it the movie is written beside its
+/// destination and renamed over it at the end, so that nothing half-written ever stands under the final name.
 class AssetWriter {
 public:
     struct Options {
@@ -76,9 +81,9 @@ public:
     AssetWriter(const AssetWriter&) = delete;
     AssetWriter& operator=(const AssetWriter&) = delete;
 
-    /// Add inputs before the start; tracks stand in the file in this order. The pointers belong to the writer.
-    /// Throws `MediaError`: `unsupportedSize` for a width or height beyond the encoder (or odd, or not positive),
-    /// `cannotEncode` if no encoder works.
+    /// Add inputs before the start; tracks stand in the file in this order. The pointers belong to the
+    /// writer. Throws `MediaError`: `unsupportedSize` for a width or height beyond the encoder (or odd, or
+    /// not positive), `cannotEncode` if no encoder works.
     AssetWriterInput* addVideoInput(const VideoSettings& settings);
     AssetWriterInput* addAudioInput(const AudioSettings& settings);
 
@@ -88,8 +93,9 @@ public:
     void startSession(CMTime sourceTime);
     /// Makes the last frame of each video track last until `sourceTime`. Optional, before finishing.
     void endSession(CMTime sourceTime);
-    /// Ends all inputs, drains the encoders, completes the file and flushes it to disk; then calls `completion` once
-    /// on a thread of the writer's own. Look at `status()` and `error()` there: a writer that had no samples fails.
+    /// Ends all inputs, drains the encoders, completes the file and flushes it to disk; then calls
+    /// `completion` once on a thread of the writer's own. Look at `status()` and `error()` there: a writer
+    /// that had no samples fails.
     void finishWriting(std::function<void()> completion);
     /// Stops and removes the unfinished file. Safe on any thread.
     void cancelWriting();

@@ -14,8 +14,8 @@ namespace varnelle {
 using TrackID = int;
 inline constexpr TrackID kInvalidTrackID = 0;
 
-/// A stretch of track time filled by a stretch of a source. When the two durations differ, the source is played
-/// faster or slower.
+/// A stretch of track time filled by a stretch of a source. When the two durations differ, the source is
+/// played faster or slower.
 struct CompositionSegment {
     std::shared_ptr<const MediaAsset> asset;
     MediaTrack sourceTrack;
@@ -32,11 +32,12 @@ public:
     CompositionTrack(TrackID id, MediaType mediaType) : id_(id), mediaType_(mediaType) {}
 
     /// Puts `range` of a track of `asset` at `start`; what stood at or after `start` moves later. Throws
-    /// `std::invalid_argument` for a range that isn't numeric or has no length, or a source track of another type.
+    /// `std::invalid_argument` for a range that isn't numeric or has no length, or a source track of another
+    /// type.
     void insertTimeRange(const CMTimeRange& range, const std::shared_ptr<const MediaAsset>& asset,
                          const MediaTrack& sourceTrack, const CMTime& start);
-    /// Stretches or squeezes the segments inside `range` (which must cover them whole) to last `duration`; what comes
-    /// after moves accordingly.
+    /// Stretches or squeezes the segments inside `range` (which must cover them whole) to last `duration`;
+    /// what comes after moves accordingly.
     void scaleTimeRange(const CMTimeRange& range, const CMTime& duration);
 
     [[nodiscard]] TrackID trackID() const { return id_; }

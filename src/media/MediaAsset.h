@@ -22,10 +22,11 @@ struct SampleIndexEntry {
 struct MediaTrack {
     int streamIndex = 0;  ///< place of the stream in the container
     MediaType mediaType = MediaType::video;
-    CGSize naturalSize;                   ///< pixels, before the preferred transform; zero for sound
+    CGSize naturalSize;                    ///< pixels, before the preferred transform; zero for sound
     CGAffineTransform preferredTransform;  ///< how the picture is meant to be turned; y grows upwards
-    /// Frames per second: the reciprocal of the median distance between neighbouring frames, which for a recording
-    /// that holds a frame only where the picture changed is the rate of its lively parts. 0 if it can't be told.
+    /// Frames per second: the reciprocal of the median distance between neighbouring frames, which for a
+    /// recording that holds a frame only where the picture changed is the rate of its lively parts. 0 if it
+    /// can't be told.
     double nominalFrameRate = 0;
     CMTime duration;
     int channelCount = 0;  ///< sound only
@@ -34,12 +35,12 @@ struct MediaTrack {
     std::shared_ptr<const std::vector<SampleIndexEntry>> sampleIndex;
 };
 
-/// A movie file, looked at once. Everything is read at construction; the object is immutable afterwards and safe to
-/// share between threads. It keeps no file open.
+/// A movie file, looked at once. Everything is read at construction; the object is immutable afterwards and
+/// safe to share between threads. It keeps no file open.
 class MediaAsset {
 public:
-    /// Throws `MediaError` (`cannotOpen`, `notAMovie`) with a sentence that names the file: for a missing, empty,
-    /// truncated or non-media file, and for one whose sizes or times are absurd.
+    /// Throws `MediaError` (`cannotOpen`, `notAMovie`) with a sentence that names the file: for a missing,
+    /// empty, truncated or non-media file, and for one whose sizes or times are absurd.
     explicit MediaAsset(const URL& url);
 
     [[nodiscard]] const URL& url() const { return url_; }

@@ -8,7 +8,15 @@ namespace varnelle {
 /// A movie can't be read, written or encoded. The text is a sentence that names the file.
 class MediaError : public Error {
 public:
-    enum class Code { cannotOpen, notAMovie, cannotDecode, cannotEncode, cannotWrite, unsupportedSize, cancelled };
+    enum class Code {
+        cannotOpen,
+        notAMovie,
+        cannotDecode,
+        cannotEncode,
+        cannotWrite,
+        unsupportedSize,
+        cancelled
+    };
 
     MediaError(Code code, const std::string& message) : Error(message), code_(code) {}
     [[nodiscard]] Code code() const { return code_; }

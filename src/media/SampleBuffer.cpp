@@ -2,7 +2,9 @@
 
 namespace varnelle {
 
-bool SampleBuffer::isValid() const { return image() != nullptr || (pcm() != nullptr && pcm()->frameCount() > 0); }
+bool SampleBuffer::isValid() const {
+    return image() != nullptr || (pcm() != nullptr && pcm()->frameCount() > 0);
+}
 
 const VideoFrame* SampleBuffer::image() const {
     const auto* frame = std::get_if<VideoFrame>(&data);

@@ -12,7 +12,8 @@
 
 namespace varnelle {
 
-/// Interleaved 32-bit float sound: `frameCount` frames of `channelCount` samples each, full scale at -1 and 1.
+/// Interleaved 32-bit float sound: `frameCount` frames of `channelCount` samples each, full scale at -1
+/// and 1.
 struct PCMBlock {
     int sampleRate = 0;
     int channelCount = 0;
@@ -28,13 +29,13 @@ enum class FrameStatus { complete, idle, blank, suspended };
 
 /// What capture knows about a sample beyond its time.
 struct SampleAttachments {
-    std::optional<CMTime> displayTime;   ///< host time at which a screen picture was shown
-    std::optional<FrameStatus> status;   ///< absent counts as complete
-    bool notSync = false;                ///< can't be shown without the frames before it
+    std::optional<CMTime> displayTime;  ///< host time at which a screen picture was shown
+    std::optional<FrameStatus> status;  ///< absent counts as complete
+    bool notSync = false;               ///< can't be shown without the frames before it
 };
 
-/// A media sample that is handed from stage to stage: a retained picture or block of sound with its time. Copying it
-/// shares the data.
+/// A media sample that is handed from stage to stage: a retained picture or block of sound with its time.
+/// Copying it shares the data.
 struct SampleBuffer {
     std::variant<std::monostate, VideoFrame, PCMBlock> data;
     CMTime presentationTime;

@@ -45,8 +45,8 @@ public:
     [[nodiscard]] virtual std::shared_ptr<const VideoCompositionInstruction> instruction() const = 0;
     /// Null if there is no context.
     [[nodiscard]] virtual std::shared_ptr<VideoRenderContext> renderContext() const = 0;
-    /// The track's frame at the composition time: the last one at or before the matching source time. Absent where
-    /// the track has none.
+    /// The track's frame at the composition time: the last one at or before the matching source time. Absent
+    /// where the track has none.
     [[nodiscard]] virtual std::optional<VideoFrame> sourceFrame(TrackID track) const = 0;
 
     virtual void finish(const VideoFrame& composedFrame) = 0;
@@ -54,8 +54,8 @@ public:
     virtual void finishCancelledRequest() = 0;
 };
 
-/// Composes output frames from source frames. Requests may be started while earlier ones are in work and may be
-/// finished in any order.
+/// Composes output frames from source frames. Requests may be started while earlier ones are in work and may
+/// be finished in any order.
 class VideoCompositing {
 public:
     virtual ~VideoCompositing() = default;

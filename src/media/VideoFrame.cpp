@@ -14,7 +14,9 @@ struct PlaneSize {
     std::size_t rows;
 };
 
-std::size_t aligned(std::size_t bytes) { return (bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment; }
+std::size_t aligned(std::size_t bytes) {
+    return (bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+}
 
 std::vector<PlaneSize> planeSizes(PixelFormat format, int width, int height) {
     const auto columns = static_cast<std::size_t>(width);
@@ -25,7 +27,8 @@ std::vector<PlaneSize> planeSizes(PixelFormat format, int width, int height) {
         case PixelFormat::bgra:
             return {{aligned(columns * 4), rows}};
         case PixelFormat::i420:
-            return {{aligned(columns), rows}, {aligned(halfColumns), halfRows}, {aligned(halfColumns), halfRows}};
+            return {
+                {aligned(columns), rows}, {aligned(halfColumns), halfRows}, {aligned(halfColumns), halfRows}};
         case PixelFormat::nv12:
             return {{aligned(columns), rows}, {aligned(halfColumns * 2), halfRows}};
     }
@@ -43,14 +46,16 @@ VideoFrame::VideoFrame(PixelFormat format, int widthPixels, int heightPixels, st
       color_(color),
       storage_(std::move(storage)) {}
 
-VideoFrame VideoFrame::allocate(PixelFormat format, int widthPixels, int heightPixels, ColorDescription color) {
+VideoFrame VideoFrame::allocate(PixelFormat format, int widthPixels, int heightPixels,
+                                ColorDescription color) {
     assert(widthPixels > 0 && heightPixels > 0);
     const auto sizes = planeSizes(format, widthPixels, heightPixels);
     // Vector kernels may read (never write) a little beyond the last pixel of a row.
     std::size_t total = kRowAlignment;
     for (const PlaneSize& size : sizes) total += size.bytesPerRow * size.rows;
     auto* bytes = static_cast<std::uint8_t*>(::operator new(total, std::align_val_t(kRowAlignment)));
-    std::shared_ptr<void> storage(bytes, [](void* p) { ::operator delete(p, std::align_val_t(kRowAlignment)); });
+    std::shared_ptr<void> storage(bytes,
+                                  [](void* p) { ::operator delete(p, std::align_val_t(kRowAlignment)); });
     std::array<Plane, 3> planes{};
     for (std::size_t i = 0; i < sizes.size(); ++i) {
         planes.at(i) = {bytes, static_cast<std::ptrdiff_t>(sizes[i].bytesPerRow)};
@@ -66,7 +71,11 @@ VideoFrame VideoFrame::tagged(ColorDescription color) const {
 }
 
 VideoFramePool::VideoFramePool(PixelFormat format, int widthPixels, int heightPixels, ColorDescription color)
-    : format_(format), width_(widthPixels), height_(heightPixels), color_(color), shelf_(std::make_shared<Shelf>()) {}
+    : format_(format),
+      width_(widthPixels),
+      height_(heightPixels),
+      color_(color),
+      shelf_(std::make_shared<Shelf>()) {}
 
 VideoFrame VideoFramePool::newFrame() {
     VideoFrame frame;

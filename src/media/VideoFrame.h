@@ -12,7 +12,8 @@ namespace varnelle {
 enum class PixelFormat {
     bgra,  ///< one plane, 4 bytes a pixel: blue, green, red, alpha (premultiplied)
     i420,  ///< three planes: luma, then blue and red difference at half width and half height (rounded up)
-    nv12,  ///< two planes: luma, then blue and red difference interleaved at half width and half height (rounded up)
+    nv12,  ///< two planes: luma, then blue and red difference interleaved at half width and half height
+           ///< (rounded up)
 };
 
 /// How the numbers of a frame are to be read (ITU-T H.273 names).
@@ -41,8 +42,9 @@ struct Plane {
     std::ptrdiff_t bytesPerRow = 0;
 };
 
-/// A picture in memory: up to three planes whose storage is shared between copies. Row 0 is the top row. Whoever made
-/// a frame may write to it until the first copy is handed on; after that it is read-only for everyone.
+/// A picture in memory: up to three planes whose storage is shared between copies. Row 0 is the top row.
+/// Whoever made a frame may write to it until the first copy is handed on; after that it is read-only for
+/// everyone.
 class VideoFrame {
 public:
     VideoFrame() = default;
@@ -72,8 +74,8 @@ private:
     std::shared_ptr<void> storage_;
 };
 
-/// Hands out frames of one size and format and takes their memory back when the last copy goes. Safe to share between
-/// threads; frames may outlive the pool.
+/// Hands out frames of one size and format and takes their memory back when the last copy goes. Safe to share
+/// between threads; frames may outlive the pool.
 class VideoFramePool {
 public:
     VideoFramePool(PixelFormat format, int widthPixels, int heightPixels, ColorDescription color);

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "media/AssetWriter.h"
+#include "media/detail/MovieFile.h"
+
+namespace varnelle::detail {
+
+/// Takes the packets of all tracks of one movie and sees to it that a good file stands at the destination in
+/// the end.
+///
+/// A movie that survives termination grows at its destination in fragments. A thread ends a fragment half a
+/// second after its first packet by the clock, because a still screen brings no packet that could do it. Safe
+/// to share between threads; a failure of the flushing thread is thrown by the next call.
+class Muxer {
+public:
+    Muxer(const URL& destination, FileType type, AssetWriter::Options options);
+    ~Muxer();
+    Muxer(const Muxer&) = delete;
+    Muxer& operator=(const Muxer&) = delete;
+
+    /// Before `open`. Returns the track's number.
+    std::size_t addTrack(const AVCodecContext& encoder, AVRational timeBase, MediaType mediaType);
+    /// Creates the file. Throws `MediaError` (`cannotWrite`), like all below.
+    void open();
+    void write(std::size_t track, AVPacket& packet);
+    /// Completes the movie, flushes it to the disk and puts it in its place. A movie without packets is an
+    /// error.
+    void finish(const std::optional<CMTime>& end);
+    /// Gives up: nothing is written any more.
+    enum class Leftover { remove, keepIfReadable };
+    void abandon(Leftover leftover);
+
+private:
+    void finishRegular(const std::optional<CMTime>& end);
+    void finishFragmented(const std::optional<CMTime>& end);
+    /// The fragments for reading; from then on the tracks describe packets in the container's form.
+    [[nodiscard]] InputPtr openFragments();
+    void copyInto(MovieFile& movie, AVFormatContext& fragments);
+    void checkReading(int result) const;
+    void flushInTime();
+    void stopFlushing();
+    [[nodiscard]] URL hiddenURL() const;
+    [[nodiscard]] bool isFragmented() const { return options_.survivesTermination; }
+
+    const URL destination_;
+    const FileType type_;
+    const AssetWriter::Options options_;
+    const URL staging_;
+    std::atomic<bool> isAbandoned_ = false;
+
+    std::mutex mutex_;
+    std::condition_variable wakeUp_;
+    // guarded by mutex_
+    std::vector<TrackDescription> tracks_;
+    std::unique_ptr<MovieFile> movie_;
+    std::vector<PacketPtr> priming_;  // sound before zero, which only a regular movie can hold
+    std::optional<std::chrono::steady_clock::time_point> oldestUnflushed_;
+    std::exception_ptr flushError_;
+    bool hasPackets_ = false;
+    bool isStopping_ = false;
+
+    std::thread flusher_;
+};
+
+}  // namespace varnelle::detail

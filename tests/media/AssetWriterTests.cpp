@@ -1,0 +1,270 @@
+#include "media/AssetWriter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <latch>
+
+#include "foundation/AtomicFile.h"
+#include "foundation/Queue.h"
+#include "media/MediaAsset.h"
+#include "media/MediaError.h"
+#include "support/MediaFixtures.h"
+#include "support/TemporaryDirectory.h"
+
+namespace varnelle {
+namespace {
+
+using test::appendWaiting;
+using test::finishAndWait;
+using test::numberedPicture;
+using test::regularTimes;
+using test::smallVideo;
+using test::TemporaryDirectory;
+using test::videoSample;
+using test::writeNumberedMovie;
+using testing::HasSubstr;
+
+std::vector<double> milliseconds(const MediaTrack& track) {
+    std::vector<double> result;
+    for (const SampleIndexEntry& entry : *track.sampleIndex)
+        result.push_back(entry.presentationTime.seconds() * 1000);
+    return result;
+}
+
+struct Recording {
+    const char* name;
+    EncodingPurpose purpose;
+    bool reorders;
+    bool survives;
+};
+
+class WriterTimes : public testing::TestWithParam<Recording> {};
+
+TEST_P(WriterTimes, AreKeptAndTheLastFrameIsStretched) {
+    const TemporaryDirectory directory;
+    const URL url = directory.file("movie.mov");
+    VideoSettings settings = smallVideo(160, 90);
+    settings.purpose = GetParam().purpose;
+    settings.allowsFrameReordering = GetParam().reorders;
+    std::vector<CMTime> times = regularTimes(40, 30);
+    // Then a screen that changes now and then, timed by a clock in nanoseconds.
+    for (const std::int64_t nanoseconds : {1'512'345'678LL, 1'999'999'999LL, 3'250'000'123LL}) {
+        times.push_back(CMTime::make(nanoseconds, 1'000'000'000));
+    }
+    AssetWriter::Options options;
+    options.survivesTermination = GetParam().survives;
+    writeNumberedMovie(url, settings, times, options, CMTime::make(5, 1));
+    EXPECT_EQ(directory.entryCount(), 1U);
+
+    const MediaAsset asset(url);
+    ASSERT_EQ(asset.tracks().size(), 1U);
+    const MediaTrack& track = asset.tracks().front();
+    const auto& index = *track.sampleIndex;
+    ASSERT_EQ(index.size(), times.size());
+    EXPECT_EQ(index.front().presentationTime, kCMTimeZero);
+    double lastKey = 0;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        EXPECT_NEAR(index[i].presentationTime.seconds(), times[i].seconds(), 1e-4) << i;
+        if (i < 40) {
+            EXPECT_EQ(index[i].presentationTime, times[i]);
+        }
+        if (!index[i].isKeyFrame) {
+            EXPECT_LE(index[i].presentationTime.seconds() - lastKey, 0.5);
+        } else {
+            lastKey = index[i].presentationTime.seconds();
+        }
+    }
+    EXPECT_TRUE(index.front().isKeyFrame);
+    EXPECT_EQ(track.naturalSize, (CGSize{160, 90}));
+    EXPECT_NEAR(track.nominalFrameRate, 30, 0.01);
+    EXPECT_NEAR(asset.duration().seconds(), 5, 0.0005);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, WriterTimes,
+                         testing::Values(Recording{"live", EncodingPurpose::liveCapture, false, false},
+                                         Recording{"liveSurviving", EncodingPurpose::liveCapture, false,
+                                                   true},
+                                         Recording{"exportReordered", EncodingPurpose::export_, true, false},
+                                         Recording{"exportPlain", EncodingPurpose::export_, false, false}),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(AssetWriter, CountsTimesFromTheSessionAndRefusesWhatDoesntGrow) {
+    const TemporaryDirectory directory;
+    const URL url = directory.file("movie.mov");
+    AssetWriter writer(url, FileType::quickTimeMovie, {});
+    AssetWriterInput* input = writer.addVideoInput(smallVideo(64, 64));
+    const VideoFrame picture = numberedPicture(64, 64, 1);
+    EXPECT_FALSE(input->isReadyForMoreMediaData());
+    EXPECT_FALSE(input->append(videoSample(picture, kCMTimeZero)));
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(CMTime::make(10, 1));
+    EXPECT_TRUE(input->isReadyForMoreMediaData());
+    EXPECT_FALSE(input->append(videoSample(picture, CMTime::make(9, 1))));
+    EXPECT_FALSE(input->append(videoSample(picture, kCMTimeInvalid)));
+    EXPECT_FALSE(input->append(test::audioSample(48000, 1, {0, 0}, CMTime::make(11, 1))));
+    EXPECT_TRUE(appendWaiting(*input, videoSample(picture, CMTime::make(10, 1))));
+    EXPECT_TRUE(appendWaiting(*input, videoSample(picture, CMTime::make(21, 2))));
+    EXPECT_FALSE(input->append(videoSample(picture, CMTime::make(21, 2))));
+    EXPECT_FALSE(input->append(videoSample(picture, CMTime::make(20, 2))));
+    input->markAsFinished();
+    input->markAsFinished();
+    EXPECT_FALSE(input->append(videoSample(picture, CMTime::make(12, 1))));
+    ASSERT_EQ(finishAndWait(writer), TransferStatus::completed);
+    EXPECT_THAT(milliseconds(MediaAsset(url).tracks().front()), testing::ElementsAre(0.0, 500.0));
+}
+
+TEST(AssetWriter, WithoutSamplesFailsAndLeavesNoFile) {
+    for (const bool survives : {false, true}) {
+        const TemporaryDirectory directory;
+        AssetWriter writer(directory.file("empty.mov"), FileType::quickTimeMovie,
+                           {.survivesTermination = survives});
+        writer.addVideoInput(smallVideo(64, 64));
+        writer.addAudioInput({});
+        ASSERT_TRUE(writer.startWriting());
+        writer.startSession(kCMTimeZero);
+        EXPECT_EQ(finishAndWait(writer), TransferStatus::failed);
+        EXPECT_THAT(test::errorText(writer.error()), HasSubstr("empty.mov"));
+        EXPECT_EQ(directory.entryCount(), 0U);
+    }
+}
+
+TEST(AssetWriter, CancellingAndForgettingLeaveNothing) {
+    for (const bool survives : {false, true}) {
+        for (const bool cancels : {false, true}) {
+            const TemporaryDirectory directory;
+            {
+                AssetWriter writer(directory.file("a.mov"), FileType::quickTimeMovie,
+                                   {.survivesTermination = survives});
+                AssetWriterInput* input = writer.addVideoInput(smallVideo(64, 64));
+                ASSERT_TRUE(writer.startWriting());
+                writer.startSession(kCMTimeZero);
+                EXPECT_TRUE(input->append(videoSample(numberedPicture(64, 64, 1), kCMTimeZero)));
+                if (cancels) {
+                    writer.cancelWriting();
+                    EXPECT_EQ(writer.status(), TransferStatus::cancelled);
+                    EXPECT_FALSE(input->append(videoSample(numberedPicture(64, 64, 1), CMTime::make(1, 1))));
+                    EXPECT_EQ(finishAndWait(writer), TransferStatus::cancelled);
+                }
+            }
+            EXPECT_EQ(directory.entryCount(), 0U);
+        }
+    }
+}
+
+TEST(AssetWriter, RefusesSizesThatCantBeEncoded) {
+    const TemporaryDirectory directory;
+    for (const auto& [width, height] :
+         {std::pair{0, 0}, {-2, 64}, {63, 64}, {64, 63}, {16, 64}, {64, 16}, {8194, 64}, {64, 100'000}}) {
+        AssetWriter writer(directory.file("a.mov"), FileType::quickTimeMovie, {});
+        for (const EncodingPurpose purpose : {EncodingPurpose::liveCapture, EncodingPurpose::export_}) {
+            VideoSettings settings = smallVideo(width, height);
+            settings.purpose = purpose;
+            try {
+                writer.addVideoInput(settings);
+                ADD_FAILURE() << width << "x" << height;
+            } catch (const MediaError& error) {
+                EXPECT_EQ(error.code(), MediaError::Code::unsupportedSize);
+                EXPECT_THAT(error.what(), HasSubstr(std::to_string(width)));
+            }
+        }
+    }
+}
+
+TEST(AssetWriter, NamesTheFileWhereItCantWrite) {
+    const TemporaryDirectory directory;
+    try {
+        AssetWriter writer(directory.file("missing/a.mov"), FileType::quickTimeMovie, {});
+        FAIL();
+    } catch (const MediaError& error) {
+        EXPECT_EQ(error.code(), MediaError::Code::cannotWrite);
+        EXPECT_THAT(error.what(), HasSubstr("missing/a.mov"));
+    }
+    std::filesystem::create_directories(directory.file("b.mov").path());
+    AssetWriter writer(directory.file("b.mov"), FileType::quickTimeMovie, {.survivesTermination = true});
+    writer.addVideoInput(smallVideo(64, 64));
+    EXPECT_FALSE(writer.startWriting());
+    EXPECT_EQ(writer.status(), TransferStatus::failed);
+    EXPECT_THAT(test::errorText(writer.error()), HasSubstr("b.mov"));
+}
+
+TEST(AssetWriter, PutsTheIndexInFrontForTheNetwork) {
+    for (const bool isInFront : {false, true}) {
+        const TemporaryDirectory directory;
+        const URL url = directory.file("movie.mp4");
+        writeNumberedMovie(url, smallVideo(64, 64), regularTimes(5, 30),
+                           {.optimizesForNetworkUse = isInFront});
+        const std::string bytes = readFile(url);
+        ASSERT_NE(bytes.find("moov"), std::string::npos);
+        EXPECT_EQ(bytes.find("moov") < bytes.find("mdat"), isInFront);
+        EXPECT_NE(bytes.find("hvc1"), std::string::npos);
+        // Color: primaries, transfer and matrix of BT.709.
+        const auto color = bytes.find("colrncl");
+        ASSERT_NE(color, std::string::npos);
+        EXPECT_EQ(bytes.substr(color + 8, 6), std::string("\0\1\0\1\0\1", 6));
+    }
+}
+
+TEST(AssetWriter, AsksForDataUntilTheInputIsFinished) {
+    const TemporaryDirectory directory;
+    const URL url = directory.file("pumped.mov");
+    AssetWriter writer(url, FileType::mpeg4, {});
+    AssetWriterInput* input = writer.addVideoInput(smallVideo(64, 64));
+    SerialQueue queue("com.varnelle.test.pump");
+    std::promise<void> dry;
+    std::atomic<int> running = 0;
+    int next = 0;
+    bool isDry = false;
+    input->requestMediaDataWhenReady(queue, [&] {
+        EXPECT_EQ(++running, 1);
+        while (!isDry && input->isReadyForMoreMediaData()) {
+            if (next == 50) {
+                isDry = true;
+                input->markAsFinished();
+                dry.set_value();
+            } else {
+                EXPECT_TRUE(
+                    input->append(videoSample(numberedPicture(64, 64, next), CMTime::make(next, 30))));
+                ++next;
+            }
+        }
+        --running;
+    });
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(kCMTimeZero);
+    dry.get_future().wait();
+    ASSERT_EQ(finishAndWait(writer), TransferStatus::completed);
+    EXPECT_EQ(MediaAsset(url).tracks().front().sampleIndex->size(), 50U);
+}
+
+TEST(AssetWriter, APumpRunsDryAfterCancelling) {
+    const TemporaryDirectory directory;
+    AssetWriter writer(directory.file("pumped.mov"), FileType::mpeg4, {});
+    AssetWriterInput* input = writer.addVideoInput(smallVideo(64, 64));
+    SerialQueue queue("com.varnelle.test.pump");
+    std::promise<void> dry;
+    std::latch began(1);
+    int next = 0;
+    input->requestMediaDataWhenReady(queue, [&] {
+        while (input->isReadyForMoreMediaData()) {
+            if (!input->append(videoSample(numberedPicture(64, 64, next), CMTime::make(next, 30)))) {
+                input->markAsFinished();
+                dry.set_value();
+                return;
+            }
+            if (++next == 1) began.count_down();
+        }
+    });
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(kCMTimeZero);
+    began.wait();
+    writer.cancelWriting();
+    dry.get_future().wait();
+    EXPECT_EQ(finishAndWait(writer), TransferStatus::cancelled);
+}
+
+}  // namespace
+}  // namespace varnelle
