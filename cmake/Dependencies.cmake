@@ -17,6 +17,7 @@ pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)
+    pkg_check_modules(XCB_TEST REQUIRED IMPORTED_TARGET xcb xcb-xtest)
 endif()
 if(VARNELLE_BENCHMARKS)
     find_package(benchmark REQUIRED)

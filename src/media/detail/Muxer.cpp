@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -153,8 +154,9 @@ void Muxer::finishFragmented(const std::optional<CMTime>& end) {
     try {
         const MovieLayout layout =
             options_.optimizesForNetworkUse ? MovieLayout::indexInFront : MovieLayout::indexAtEnd;
+        const InputPtr fragments = openFragments();
         MovieFile movie(staging_, destination_.string(), type_, layout, tracks_);
-        copyInto(movie);
+        copyInto(movie, *fragments);
         if (!isAbandoned_) movie.close(end);
         if (isAbandoned_) {
             removeFile(staging_);
@@ -173,32 +175,51 @@ void Muxer::finishFragmented(const std::optional<CMTime>& end) {
     }
 }
 
-void Muxer::copyInto(MovieFile& movie) {
-    const auto check = [this](int result) {
-        if (result >= 0) return;
-        throw MediaError(MediaError::Code::cannotOpen,
-                         fmt::format("Reading “{}” failed: {}.", destination_.string(), errorText(result)));
-    };
+InputPtr Muxer::openFragments() {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) throw std::bad_alloc();
     context->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
-    check(avformat_open_input(&context, destination_.string().c_str(), nullptr, nullptr));
-    const InputPtr input(context);
+    checkReading(avformat_open_input(&context, destination_.string().c_str(), nullptr, nullptr));
+    InputPtr input(context);
+    // The container keeps the pictures in another form than the encoder gives them out, and the parameter sets tell
+    // which: with the encoder's own, the packets would be taken for that form and lose their contents.
+    for (std::size_t i = 0; i < std::min<std::size_t>(tracks_.size(), context->nb_streams); ++i) {
+        const AVCodecParameters& stored = *context->streams[i]->codecpar;
+        AVCodecParameters& used = *tracks_[i].parameters;
+        if (stored.extradata_size <= 0) continue;
+        const auto size = static_cast<std::size_t>(stored.extradata_size);
+        auto* copy = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+        if (copy == nullptr) throw std::bad_alloc();
+        std::copy_n(stored.extradata, size, copy);
+        av_freep(&used.extradata);
+        used.extradata = copy;
+        used.extradata_size = stored.extradata_size;
+    }
+    return input;
+}
+
+void Muxer::copyInto(MovieFile& movie, AVFormatContext& fragments) {
     for (const PacketPtr& packet : priming_)
         movie.write(static_cast<std::size_t>(packet->stream_index), *packet);
     const PacketPtr packet = newPacket();
     while (!isAbandoned_) {
-        const int result = av_read_frame(context, packet.get());
+        const int result = av_read_frame(&fragments, packet.get());
         if (result == AVERROR_EOF) return;
-        check(result);
+        checkReading(result);
         const auto track = static_cast<std::size_t>(packet->stream_index);
         if (track < tracks_.size()) {
-            av_packet_rescale_ts(packet.get(), context->streams[track]->time_base, tracks_[track].timeBase);
+            av_packet_rescale_ts(packet.get(), fragments.streams[track]->time_base, tracks_[track].timeBase);
             packet->pos = -1;
             movie.write(track, *packet);
         }
         av_packet_unref(packet.get());
     }
+}
+
+void Muxer::checkReading(int result) const {
+    if (result >= 0) return;
+    throw MediaError(MediaError::Code::cannotOpen,
+                     fmt::format("Reading “{}” failed: {}.", destination_.string(), errorText(result)));
 }
 
 void Muxer::abandon(Leftover leftover) {

@@ -43,7 +43,10 @@ public:
 private:
     void finishRegular(const std::optional<CMTime>& end);
     void finishFragmented(const std::optional<CMTime>& end);
-    void copyInto(MovieFile& movie);
+    /// The fragments for reading; from then on the tracks describe packets in the container's form.
+    [[nodiscard]] InputPtr openFragments();
+    void copyInto(MovieFile& movie, AVFormatContext& fragments);
+    void checkReading(int result) const;
     void flushInTime();
     void stopFlushing();
     [[nodiscard]] URL hiddenURL() const;

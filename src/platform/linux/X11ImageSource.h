@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "media/VideoFrame.h"
+#include "platform/PixelRegion.h"
+#include "platform/linux/CaptureFramePool.h"
+#include "platform/linux/X11Connection.h"
+
+namespace varnelle {
+
+/// Reads the pixels of one area of a drawable (the root window for a display). What is shown comes from here
+/// and nowhere else, so pixels taken from other windows' backing pixmaps would be put in place here too.
+///
+/// With shared memory the server writes straight into the buffers; without it (a remote server) pixels come
+/// through the connection.
+class X11ImageSource {
+public:
+    /// `area` in the drawable's pixels. Throws `PlatformError` (`unsupported`) for anything but 32-bit pixels
+    /// with blue first.
+    X11ImageSource(X11Connection& connection, xcb_drawable_t drawable, const PixelRect& area);
+
+    /// Brings `region` (relative to the area) of the buffer up to date with the display. `previous` is the
+    /// picture before, or empty; returns whether a pixel of the region is different from it. Throws
+    /// `PlatformError`.
+    bool fetch(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous);
+
+    [[nodiscard]] bool usesSharedMemory() const { return usesSharedMemory_; }
+
+private:
+    struct Fetch {
+        PixelRect rect;
+        bool isInPlace = false;
+        std::size_t scratchOffset = 0;
+        unsigned int sequence = 0;
+    };
+
+    [[nodiscard]] std::vector<Fetch> plan(const PixelRegion& region) const;
+    void attach(CaptureBuffer& buffer);
+    bool fetchShared(CaptureBuffer& buffer, std::vector<Fetch>& fetches, const VideoFrame& previous);
+    bool fetchThroughConnection(CaptureBuffer& buffer, std::vector<Fetch>& fetches,
+                                const VideoFrame& previous);
+    [[nodiscard]] std::size_t bytesPerRow() const { return static_cast<std::size_t>(area_.width()) * 4; }
+
+    X11Connection& connection_;
+    xcb_drawable_t drawable_;
+    PixelRect area_;
+    bool usesSharedMemory_ = false;
+    /// Where narrow rectangles arrive, packed, before they are copied to their rows.
+    std::unique_ptr<CaptureBuffer> scratch_;
+};
+
+}  // namespace varnelle

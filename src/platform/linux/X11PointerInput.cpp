@@ -1,0 +1,26 @@
+#include "platform/linux/X11PointerInput.h"
+
+#include "platform/linux/X11Displays.h"
+
+namespace varnelle {
+namespace {
+
+constexpr std::chrono::milliseconds kPointerTimeout{250};
+
+}  // namespace
+
+std::optional<PointerState> X11PointerInput::currentState() {
+    if (connection_.isLost()) return std::nullopt;
+    try {
+        const auto reply = connection_.reply<xcb_query_pointer_reply_t>(
+            xcb_query_pointer(connection_.get(), connection_.screen().root), "QueryPointer", kPointerTimeout);
+        const double scale = pointPixelScale();
+        return PointerState{{reply->root_x / scale, reply->root_y / scale},
+                            (reply->mask & XCB_BUTTON_MASK_1) != 0,
+                            (reply->mask & XCB_BUTTON_MASK_3) != 0};
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace varnelle

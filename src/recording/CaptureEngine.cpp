@@ -1,0 +1,98 @@
+#include "recording/CaptureEngine.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/Log.h"
+#include "tasks/Completion.h"
+
+namespace varnelle {
+namespace {
+
+constexpr int kMinimumQueueDepth = 4;
+constexpr int kMaximumQueueDepth = 12;
+constexpr std::uint64_t kFilteredFramesPerLogLine = 120;
+
+void logStop(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& error) {
+        logger(LogCategory::capture).error("Stream stopped with error: {}", error.what());
+    }
+}
+
+}  // namespace
+
+ScreenStreamConfiguration streamConfiguration(const CaptureStreamOptions& options) {
+    ScreenStreamConfiguration configuration;
+    configuration.widthPixels = options.pixelSize.width;
+    configuration.heightPixels = options.pixelSize.height;
+    configuration.minimumFrameInterval = CMTime::make(1, options.frameRate);
+    configuration.queueDepth = std::clamp(options.queueDepth, kMinimumQueueDepth, kMaximumQueueDepth);
+    configuration.capturesAudio = options.capturesSystemAudio;
+    configuration.captureMicrophone = options.capturesMicrophone;
+    if (options.capturesMicrophone && options.preferredMicrophoneID &&
+        !options.preferredMicrophoneID->empty()) {
+        configuration.microphoneCaptureDeviceID = options.preferredMicrophoneID;
+    }
+    return configuration;
+}
+
+CaptureEngine::CaptureEngine(DesktopPlatform& platform) : platform_(platform) {}
+
+CaptureEngine::~CaptureEngine() = default;
+
+void CaptureEngine::configureStream(const RecordingConfiguration::DisplaySource& source,
+                                    std::vector<ShareableApplication> excludedApplications,
+                                    const CaptureStreamOptions& options) {
+    const ContentFilter filter{source.display, std::move(excludedApplications)};
+    auto stream = platform_.makeScreenStream(filter, streamConfiguration(options), logStop);
+    addOutputs(*stream, options);
+    stream_ = std::move(stream);
+}
+
+void CaptureEngine::addOutputs(ScreenStream& stream, const CaptureStreamOptions& options) {
+    using OutputType = ScreenStream::OutputType;
+    stream.addOutput(OutputType::screen, videoQueue_,
+                     [this](const SampleBuffer& sample) { receiveScreenSample(sample); });
+    if (options.capturesSystemAudio) {
+        stream.addOutput(OutputType::audio, audioQueue_, [this](const SampleBuffer& sample) {
+            if (sample.isValid() && onSystemAudio) onSystemAudio(sample);
+        });
+    }
+    if (!options.capturesMicrophone) return;
+    try {
+        stream.addOutput(OutputType::microphone, audioQueue_, [this](const SampleBuffer& sample) {
+            if (sample.isValid() && onMicAudio) onMicAudio(sample);
+        });
+    } catch (const Error& error) {
+        logger(LogCategory::capture)
+            .warn("Microphone output addition failed (continuing without mic): {}", error.what());
+    }
+}
+
+QCoro::Task<> CaptureEngine::startCapture() {
+    if (stream_ == nullptr) throw CaptureError(CaptureError::Code::notConfigured);
+    const QFuture<void> started = futureOf([this](auto completion) { stream_->startCapture(completion); });
+    co_await started;
+}
+
+QCoro::Task<> CaptureEngine::stopCapture() {
+    if (stream_ == nullptr) co_return;
+    const QFuture<void> stopped = futureOf([this](auto completion) { stream_->stopCapture(completion); });
+    co_await stopped;
+    stream_ = nullptr;
+}
+
+void CaptureEngine::receiveScreenSample(const SampleBuffer& sample) {
+    if (!sample.isValid()) return;
+    if (sample.attachments.status.value_or(FrameStatus::complete) == FrameStatus::complete) {
+        if (onVideoFrame) onVideoFrame(sample);
+        return;
+    }
+    if (++filteredScreenFrames_ % kFilteredFramesPerLogLine == 0) {
+        logger(LogCategory::capture).info("Filtered {} non-complete screen frames.", filteredScreenFrames_);
+    }
+}
+
+}  // namespace varnelle

@@ -1,0 +1,320 @@
+#include "recording/RecordingCoordinator.h"
+
+#include <QCoreApplication>
+#include <QCoro/QCoroTimer>
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <variant>
+
+#include "foundation/Log.h"
+#include "recording/RecordingError.h"
+
+namespace varnelle {
+namespace {
+
+constexpr std::chrono::seconds kBarrierTimeout{3};
+constexpr std::chrono::milliseconds kBarrierPollInterval{20};
+constexpr int kCursorSamplesPerSecond = 120;
+constexpr std::int64_t kSystemAudioBitRate = 192'000;
+constexpr std::int64_t kMicrophoneBitRate = 128'000;
+constexpr PixelSize kFallbackCameraSize{1280, 720};
+
+constexpr const char* kStoppedBeforeStart =
+    "Recording stopped before synchronized media start was established.";
+
+PixelSize cameraSize(const CameraFeed& camera) {
+    const PixelSize size = camera.activeFormatDimensions().value_or(PixelSize{});
+    if (size.width < 1 || size.height < 1) return kFallbackCameraSize;
+    return evenPixelSize({static_cast<double>(size.width), static_cast<double>(size.height)}, 1);
+}
+
+}  // namespace
+
+template <typename Block>
+auto RecordingCoordinator::withTimeline(Block block) {
+    return processingQueue_->sync([this, &block] { return block(*timeline_); });
+}
+
+RecordingCoordinator::RecordingCoordinator(DesktopPlatform& platform, URL temporaryDirectory,
+                                           CameraFactory makeCamera, std::function<CMTime()> hostClock)
+    : currentOverlayConfiguration(defaultOverlayConfiguration(CameraBubbleLayout{})),
+      platform_(platform),
+      temporaryDirectory_(std::move(temporaryDirectory)),
+      makeCamera_(std::move(makeCamera)),
+      hostClock_(std::move(hostClock)),
+      timeline_(std::make_shared<SampleTimeline>()),
+      processingQueue_(std::make_shared<SerialQueue>("com.varnelle.recording.pipeline")) {}
+
+RecordingCoordinator::~RecordingCoordinator() {
+    cleanUp();
+}
+
+QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration configuration,
+                                                     std::shared_ptr<CameraFeed> reusableCamera) {
+    configuration_ = std::move(configuration);
+    recordingSessionDirectory_ = temporaryDirectory_.appending("Varnelle")
+                                     .appending("Sessions")
+                                     .appending(sessionDirectoryName(Date::now()));
+    // A directory that can't be made shows as the writer's failure, which names the file.
+    std::error_code ignored;
+    std::filesystem::create_directories(recordingSessionDirectory_->path(), ignored);
+
+    const bool usesMicrophone =
+        configuration_->captureMicrophone && !platform_.captureDevices().microphones().empty();
+    makeEngine(usesMicrophone);
+    makeCamera(std::move(reusableCamera));
+    makeRecorders(usesMicrophone);
+    makeSession(usesMicrophone);
+    startRequirements_ = {true, cameraRecorder_ != nullptr, configuration_->captureSystemAudio,
+                          usesMicrophone};
+    withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
+    connectStreams();
+    co_return;
+}
+
+QCoro::Task<> RecordingCoordinator::startRecording() {
+    if (screenRecorder_ == nullptr) throw RecordingError::notRecording();
+    std::exception_ptr failure;
+    try {
+        withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::warmingUp); });
+        if (cameraManager_ && !cameraManager_->isRunning()) cameraManager_->start();
+        co_await captureEngine_->startCapture();
+        co_await passStartBarrier();
+        goLive();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!failure) co_return;
+    if (!isStopping_) co_await failedStartCleanup();
+    std::rethrow_exception(failure);
+}
+
+QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
+    if (!recordingSession_) throw RecordingError::notRecording();
+    isStopping_ = true;
+    const CMTime stopTime = withTimeline([this](SampleTimeline& timeline) {
+        timeline.beginStopping();
+        return hostClock_();
+    });
+    co_await stopStreams("Capture engine stop threw error (ignoring): ");
+    const std::optional<CMTime> origin =
+        withTimeline([](const SampleTimeline& timeline) { return timeline.state().timelineOriginHostTime; });
+    if (!origin) {
+        cancelWriters();
+        cleanUp();
+        throw RecordingError::writerFailed(kStoppedBeforeStart);
+    }
+    saveCursor();
+    std::exception_ptr failure;
+    try {
+        co_await finishWriters(stopTime - *origin);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    const RecordingSession session = *recordingSession_;
+    cleanUp();
+    if (failure) std::rethrow_exception(failure);
+    co_return session;
+}
+
+RecordingStatistics RecordingCoordinator::statistics() {
+    return withTimeline([](const SampleTimeline& timeline) { return timeline.statistics(); });
+}
+
+void RecordingCoordinator::makeEngine(bool usesMicrophone) {
+    auto engine = std::make_unique<CaptureEngine>(platform_);
+    // Without a list of programs nothing is left out of the picture, which is no reason not to record.
+    std::vector<ShareableApplication> excludedApplications;
+    try {
+        const auto applications = platform_.shareableContent().applications;
+        const auto own = std::find_if(applications.begin(), applications.end(), [](const auto& application) {
+            return application.processID == QCoreApplication::applicationPid();
+        });
+        if (own != applications.end()) excludedApplications.push_back(*own);
+    } catch (const Error&) {
+        excludedApplications.clear();
+    }
+    CaptureStreamOptions options;
+    options.frameRate = configuration_->frameRate;
+    options.queueDepth = configuration_->streamQueueDepth;
+    options.pixelSize = capturePixelSize(configuration_->source);
+    options.capturesSystemAudio = configuration_->captureSystemAudio;
+    options.capturesMicrophone = usesMicrophone;
+    options.preferredMicrophoneID = configuration_->preferredMicrophoneID;
+    std::visit(
+        [&](const auto& source) {
+            engine->configureStream(source, std::move(excludedApplications), options);
+        },
+        configuration_->source);
+    captureEngine_ = std::move(engine);
+}
+
+void RecordingCoordinator::makeCamera(std::shared_ptr<CameraFeed> reusableCamera) {
+    if (!configuration_->captureCamera) return;
+    cameraManager_ = std::move(reusableCamera);
+    if (cameraManager_) return;
+    try {
+        if (!makeCamera_) throw Error("There is no camera.");
+        cameraManager_ = makeCamera_(configuration_->preferredCameraID);
+    } catch (const Error& error) {
+        logger(LogCategory::recording).warn("Camera unavailable, recording without webcam: {}", error.what());
+    }
+}
+
+void RecordingCoordinator::makeRecorders(bool usesMicrophone) {
+    const int frameRate = configuration_->frameRate;
+    const PixelSize screenSize = capturePixelSize(configuration_->source);
+    std::optional<AudioSettings> systemAudio;
+    std::optional<AudioSettings> microphone;
+    if (configuration_->captureSystemAudio) systemAudio = recordingAudioSettings(2, kSystemAudioBitRate);
+    if (usesMicrophone) microphone = recordingAudioSettings(1, kMicrophoneBitRate);
+    screenRecorder_ = std::make_unique<MovieTrackRecorder>(
+        recordingSessionDirectory_->appending("screen.mov"),
+        recordingVideoSettings(frameRate, screenBitRate(screenSize), screenSize.width, screenSize.height),
+        systemAudio, microphone, MediaDataPace::realTime);
+    if (cameraManager_) {
+        const PixelSize size = cameraSize(*cameraManager_);
+        cameraRecorder_ = std::make_unique<MovieTrackRecorder>(
+            recordingSessionDirectory_->appending("camera.mov"),
+            recordingVideoSettings(frameRate, cameraBitRate(size), size.width, size.height), std::nullopt,
+            std::nullopt, MediaDataPace::realTime);
+    }
+    cursorRecorder_ = std::make_unique<CursorRecorder>(
+        recordingSessionDirectory_->appending("cursor.json"), kCursorSamplesPerSecond,
+        captureRegion(configuration_->source), platform_.makePointerInput(), hostClock_);
+}
+
+void RecordingCoordinator::makeSession(bool usesMicrophone) {
+    RecordingSession session;
+    session.id = UUID::random();
+    session.directoryURL = *recordingSessionDirectory_;
+    session.screenRecordingURL = screenRecorder_->outputURL();
+    if (cameraRecorder_) session.cameraRecordingURL = cameraRecorder_->outputURL();
+    session.cursorRecordingURL = recordingSessionDirectory_->appending("cursor.json");
+    if (configuration_->captureSystemAudio)
+        session.availableAudioSources.push_back(RecordedAudioSource::system);
+    if (usesMicrophone) session.availableAudioSources.push_back(RecordedAudioSource::microphone);
+    session.createdAt = Date::now();
+    session.frameRate = configuration_->frameRate;
+    session.renderSize = renderSize(configuration_->source);
+    recordingSession_ = std::move(session);
+}
+
+void RecordingCoordinator::connectStreams() {
+    withTimeline([this](SampleTimeline& timeline) {
+        timeline.setInput(StreamKind::screenVideo, screenRecorder_->videoInput());
+        timeline.setInput(StreamKind::cameraVideo, cameraRecorder_ ? cameraRecorder_->videoInput() : nullptr);
+        timeline.setInput(StreamKind::systemAudio, screenRecorder_->systemAudioInput());
+        timeline.setInput(StreamKind::microphoneAudio, screenRecorder_->microphoneAudioInput());
+    });
+    captureEngine_->onVideoFrame = forward(StreamKind::screenVideo);
+    captureEngine_->onSystemAudio = forward(StreamKind::systemAudio);
+    captureEngine_->onMicAudio = forward(StreamKind::microphoneAudio);
+    if (cameraManager_) cameraManager_->setOnCameraFrame(forward(StreamKind::cameraVideo));
+}
+
+std::function<void(const SampleBuffer&)> RecordingCoordinator::forward(StreamKind kind) {
+    return [queue = std::weak_ptr(processingQueue_), timeline = std::weak_ptr(timeline_),
+            kind](const SampleBuffer& sample) {
+        const auto target = queue.lock();
+        if (target == nullptr) return;
+        target->async([timeline, kind, sample] {
+            if (const auto alive = timeline.lock()) alive->handle(sample, kind);
+        });
+    };
+}
+
+QCoro::Task<> RecordingCoordinator::passStartBarrier() {
+    const auto deadline = std::chrono::steady_clock::now() + kBarrierTimeout;
+    const StreamRequirements requirements = startRequirements_;
+    while (std::chrono::steady_clock::now() <= deadline) {
+        const bool isReady = withTimeline(
+            [&](const SampleTimeline& timeline) { return timeline.haveAllDelivered(requirements); });
+        if (isReady) co_return;
+        co_await QCoro::sleepFor(kBarrierPollInterval);
+        if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
+    }
+    const auto [status, hasScreen] = withTimeline([&](const SampleTimeline& timeline) {
+        return std::pair(timeline.statusText(requirements), timeline.hasDelivered(StreamKind::screenVideo));
+    });
+    if (!hasScreen) throw RecordingError::startBarrierTimeout(status);
+    logger(LogCategory::recording)
+        .warn("Start barrier timed out for some streams: {}. Proceeding anyway with screen video.", status);
+}
+
+void RecordingCoordinator::goLive() {
+    if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
+    const CMTime origin = hostClock_();
+    screenRecorder_->start();
+    if (cameraRecorder_) cameraRecorder_->start();
+    cursorRecorder_->start(origin);
+    withTimeline([&](SampleTimeline& timeline) { timeline.goLive(origin, startRequirements_); });
+}
+
+QCoro::Task<> RecordingCoordinator::failedStartCleanup() {
+    withTimeline([](SampleTimeline& timeline) { timeline.beginStopping(); });
+    co_await stopStreams("Failed start cleanup stopCapture error: ");
+    cancelWriters();
+    withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
+}
+
+QCoro::Task<> RecordingCoordinator::stopStreams(std::string captureFailurePrefix) {
+    try {
+        if (captureEngine_) co_await captureEngine_->stopCapture();
+    } catch (const std::exception& error) {
+        logger(LogCategory::recording).warn("{}{}", captureFailurePrefix, error.what());
+    }
+    if (cameraManager_ && cameraManager_->isRunning()) cameraManager_->stop();
+    // What is on its way is dropped, and the writers' inputs are nobody's after this.
+    processingQueue_->sync([] {});
+}
+
+void RecordingCoordinator::cancelWriters() {
+    if (screenRecorder_) screenRecorder_->writer().cancelWriting();
+    if (cameraRecorder_) cameraRecorder_->writer().cancelWriting();
+    if (cursorRecorder_) cursorRecorder_->stopWithoutSaving();
+}
+
+void RecordingCoordinator::saveCursor() {
+    try {
+        cursorRecorder_->stopAndSave();
+    } catch (const std::exception& error) {
+        logger(LogCategory::recording).error("Cursor metadata save failed: {}", error.what());
+    }
+}
+
+QCoro::Task<> RecordingCoordinator::finishWriters(CMTime endTime) {
+    std::exception_ptr failure;
+    try {
+        co_await screenRecorder_->finish(endTime);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    try {
+        if (cameraRecorder_) co_await cameraRecorder_->finish(endTime);
+    } catch (...) {
+        if (!failure) failure = std::current_exception();
+    }
+    if (failure) std::rethrow_exception(failure);
+}
+
+void RecordingCoordinator::cleanUp() {
+    if (cameraManager_) cameraManager_->setOnCameraFrame({});
+    captureEngine_ = nullptr;
+    cameraManager_ = nullptr;
+    withTimeline([](SampleTimeline& timeline) {
+        timeline.reset(PipelinePhase::idle);
+        for (const StreamKind kind : kStreamKinds) timeline.setInput(kind, nullptr);
+    });
+    screenRecorder_ = nullptr;
+    cameraRecorder_ = nullptr;
+    if (cursorRecorder_) cursorRecorder_->stopWithoutSaving();
+    cursorRecorder_ = nullptr;
+    recordingSessionDirectory_ = std::nullopt;
+    recordingSession_ = std::nullopt;
+    configuration_ = std::nullopt;
+}
+
+}  // namespace varnelle

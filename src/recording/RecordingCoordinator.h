@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QCoro/QCoroTask>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "foundation/HostClock.h"
+#include "foundation/Queue.h"
+#include "foundation/URL.h"
+#include "model/OverlayModels.h"
+#include "model/RecordingSession.h"
+#include "platform/DesktopPlatform.h"
+#include "recording/CameraFeed.h"
+#include "recording/CaptureEngine.h"
+#include "recording/CursorRecorder.h"
+#include "recording/MovieTrackRecorder.h"
+#include "recording/RecordingConfiguration.h"
+#include "recording/RuntimeState.h"
+#include "recording/SampleTimeline.h"
+
+namespace varnelle {
+
+/// Conducts one recording: brings the streams to one time origin, has every sample written at its host time
+/// minus that origin, and hands back the session with its files. One object for one recording.
+///
+/// The operations are for the Qt main thread, one after the other (`stopRecording` may overtake a
+/// `startRecording` that still waits for its streams, which then fails). The object must outlive the tasks
+/// that it has returned.
+class RecordingCoordinator {
+public:
+    /// `temporaryDirectory` is where session directories are made. `makeCamera` may be empty if no camera can
+    /// be had. `hostClock` is the clock that all streams are timed with.
+    RecordingCoordinator(DesktopPlatform& platform, URL temporaryDirectory, CameraFactory makeCamera = {},
+                         std::function<CMTime()> hostClock = hostTimeNow);
+    ~RecordingCoordinator();
+    RecordingCoordinator(const RecordingCoordinator&) = delete;
+    RecordingCoordinator& operator=(const RecordingCoordinator&) = delete;
+
+    /// Makes the session directory, the streams and the writers. `reusableCamera` is a camera that runs
+    /// already, or null. Throws what the set-up of the stream or of a writer throws; a missing camera is only
+    /// logged.
+    QCoro::Task<> prepareRecording(RecordingConfiguration configuration,
+                                   std::shared_ptr<CameraFeed> reusableCamera = nullptr);
+    /// Starts the streams, waits for at most three seconds until all have delivered, and goes live.
+    /// Everything has been cleaned up when it throws: `RecordingError` or the platform's error.
+    QCoro::Task<> startRecording();
+    /// Ends the streams and completes the files. Throws `RecordingError` (`notRecording`, or `writerFailed`
+    /// before the recording went live) or the writer's error; what a failed writer had written stays on the
+    /// disk.
+    QCoro::Task<RecordingSession> stopRecording();
+
+    /// The look that the recording's project starts with. The recording itself doesn't read it.
+    OverlayConfiguration currentOverlayConfiguration;
+
+    /// How many samples each stream has recorded and lost so far; still there after the stop.
+    [[nodiscard]] RecordingStatistics statistics();
+
+private:
+    void makeEngine(bool usesMicrophone);
+    void makeCamera(std::shared_ptr<CameraFeed> reusableCamera);
+    void makeRecorders(bool usesMicrophone);
+    void makeSession(bool usesMicrophone);
+    void connectStreams();
+    [[nodiscard]] std::function<void(const SampleBuffer&)> forward(StreamKind kind);
+
+    QCoro::Task<> passStartBarrier();
+    void goLive();
+    QCoro::Task<> failedStartCleanup();
+    QCoro::Task<> stopStreams(std::string captureFailurePrefix);
+    void cancelWriters();
+    void saveCursor();
+    /// Finishes both movies even if one fails, so that what the other holds is kept; throws the first
+    /// failure.
+    QCoro::Task<> finishWriters(CMTime endTime);
+    void cleanUp();
+
+    /// Runs a block with the timeline on the processing queue and waits for it.
+    template <typename Block>
+    auto withTimeline(Block block);
+
+    DesktopPlatform& platform_;
+    const URL temporaryDirectory_;
+    const CameraFactory makeCamera_;
+    const std::function<CMTime()> hostClock_;
+
+    std::optional<RecordingConfiguration> configuration_;
+    std::optional<URL> recordingSessionDirectory_;
+    std::optional<RecordingSession> recordingSession_;
+    StreamRequirements startRequirements_;
+    bool isStopping_ = false;  ///< a stop has taken over, and cleans up after a start that still runs
+    std::unique_ptr<MovieTrackRecorder> screenRecorder_;
+    std::unique_ptr<MovieTrackRecorder> cameraRecorder_;
+    std::unique_ptr<CursorRecorder> cursorRecorder_;
+    std::shared_ptr<CameraFeed> cameraManager_;
+    /// Touched on the processing queue only. Samples on their way hold it weakly.
+    std::shared_ptr<SampleTimeline> timeline_;
+    std::shared_ptr<SerialQueue> processingQueue_;
+    // Last: it forwards to the queue until it is gone.
+    std::unique_ptr<CaptureEngine> captureEngine_;
+};
+
+}  // namespace varnelle

@@ -1,0 +1,106 @@
+#include "recording/FakeDesktop.h"
+
+#include "platform/PlatformError.h"
+
+namespace varnelle::test {
+namespace {
+
+class StillPointer final : public PointerInput {
+public:
+    std::optional<PointerState> currentState() override { return PointerState{{10, 10}, false, false}; }
+};
+
+}  // namespace
+
+class FakeScreenStream final : public ScreenStream {
+public:
+    FakeScreenStream(FakeDesktop& desktop, std::function<void(std::exception_ptr)> onStop)
+        : onStop_(std::move(onStop)), desktop_(desktop) {
+        desktop_.stream_ = this;
+    }
+    ~FakeScreenStream() override { desktop_.stream_ = nullptr; }
+
+    void addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) override {
+        if (type == OutputType::microphone && desktop_.refusesMicrophone) {
+            throw PlatformError(PlatformError::Code::unsupported, "No microphone here.");
+        }
+        outputs_[type] = {&queue, std::move(handler)};
+    }
+    void startCapture(Completion completion) override {
+        if (desktop_.failsStart) {
+            completion(std::make_exception_ptr(
+                PlatformError(PlatformError::Code::displayUnavailable, "The display is gone.")));
+            return;
+        }
+        isRunning_ = true;
+        completion(nullptr);
+        if (desktop_.onStart) desktop_.onStart();
+    }
+    void stopCapture(Completion completion) override {
+        isRunning_ = false;
+        completion(desktop_.failsStop ? std::make_exception_ptr(PlatformError(
+                                            PlatformError::Code::requestFailed, "The stream won't stop."))
+                                      : nullptr);
+    }
+    void deliver(OutputType type, const SampleBuffer& sample) {
+        const auto output = outputs_.find(type);
+        if (!isRunning_ || output == outputs_.end()) return;
+        output->second.queue->async([handler = output->second.handler, sample] { handler(sample); });
+    }
+    [[nodiscard]] bool isRunning() const { return isRunning_; }
+
+    std::function<void(std::exception_ptr)> onStop_;
+
+private:
+    struct Output {
+        SerialQueue* queue = nullptr;
+        SampleHandler handler;
+    };
+
+    FakeDesktop& desktop_;
+    std::map<OutputType, Output> outputs_;
+    bool isRunning_ = false;
+};
+
+ShareableContent FakeDesktop::shareableContent() {
+    if (refusesContent) throw PlatformError(PlatformError::Code::requestFailed, "Nothing to see.");
+    return {{display(128, 128)}, applications};
+}
+
+std::unique_ptr<ScreenStream> FakeDesktop::makeScreenStream(const ContentFilter& filter,
+                                                            const ScreenStreamConfiguration& configuration,
+                                                            std::function<void(std::exception_ptr)> onStop) {
+    usedFilter = filter;
+    usedConfiguration = configuration;
+    return std::make_unique<FakeScreenStream>(*this, std::move(onStop));
+}
+
+std::unique_ptr<PointerInput> FakeDesktop::makePointerInput() {
+    return std::make_unique<StillPointer>();
+}
+
+void FakeDesktop::deliver(ScreenStream::OutputType type, const SampleBuffer& sample) {
+    if (stream_ != nullptr) stream_->deliver(type, sample);
+}
+
+void FakeDesktop::endStream(std::exception_ptr error) {
+    if (stream_ != nullptr) stream_->onStop_(error);
+}
+
+bool FakeDesktop::isStreamRunning() const {
+    return stream_ != nullptr && stream_->isRunning();
+}
+
+ShareableDisplay FakeDesktop::display(int widthPixels, int heightPixels) {
+    return {1,           {{0, 0}, {static_cast<double>(widthPixels), static_cast<double>(heightPixels)}},
+            widthPixels, heightPixels,
+            1.0,         "Fake"};
+}
+
+void FakeCamera::start() {
+    ++startCount;
+    isRunning_ = true;
+    if (onStart) onStart();
+}
+
+}  // namespace varnelle::test

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/DesktopPlatform.h"
+#include "recording/CameraFeed.h"
+
+namespace varnelle::test {
+
+class FakeScreenStream;
+
+/// A desktop that the test plays: it delivers the samples, holds the pointer, and fails on request.
+class FakeDesktop final : public DesktopPlatform, public CaptureDevices {
+public:
+    ShareableContent shareableContent() override;
+    std::unique_ptr<ScreenStream> makeScreenStream(const ContentFilter& filter,
+                                                   const ScreenStreamConfiguration& configuration,
+                                                   std::function<void(std::exception_ptr)> onStop) override;
+    std::unique_ptr<PointerInput> makePointerInput() override;
+    CaptureDevices& captureDevices() override { return *this; }
+    std::vector<CaptureDevice> microphones() override { return microphoneList; }
+
+    /// Queues a sample at the running stream's output. Without a stream or such an output it is lost.
+    void deliver(ScreenStream::OutputType type, const SampleBuffer& sample);
+    /// Ends the running stream with an error.
+    void endStream(std::exception_ptr error);
+    [[nodiscard]] bool isStreamRunning() const;
+
+    static ShareableDisplay display(int widthPixels, int heightPixels);
+
+    std::vector<CaptureDevice> microphoneList;
+    std::vector<ShareableApplication> applications;
+    bool refusesContent = false;
+    bool refusesMicrophone = false;
+    bool failsStart = false;
+    bool failsStop = false;
+    std::function<void()> onStart;  ///< called when the stream has started
+    std::optional<ContentFilter> usedFilter;
+    std::optional<ScreenStreamConfiguration> usedConfiguration;
+
+private:
+    friend class FakeScreenStream;
+
+    FakeScreenStream* stream_ = nullptr;
+};
+
+/// A camera that the test plays. It calls its callback on the test's thread.
+class FakeCamera final : public CameraFeed {
+public:
+    void setOnCameraFrame(FrameCallback callback) override { callback_ = std::move(callback); }
+    void start() override;
+    void stop() override { isRunning_ = false; }
+    [[nodiscard]] bool isRunning() const override { return isRunning_; }
+    [[nodiscard]] std::optional<PixelSize> activeFormatDimensions() const override { return dimensions; }
+    void deliver(const SampleBuffer& sample) {
+        if (callback_) callback_(sample);
+    }
+    [[nodiscard]] bool hasCallback() const { return callback_ != nullptr; }
+
+    std::optional<PixelSize> dimensions = PixelSize{128, 128};
+    std::function<void()> onStart;
+    int startCount = 0;
+
+private:
+    FrameCallback callback_;
+    bool isRunning_ = false;
+};
+
+}  // namespace varnelle::test

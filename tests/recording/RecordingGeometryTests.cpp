@@ -1,0 +1,72 @@
+#include "recording/RecordingGeometry.h"
+
+#include <gtest/gtest.h>
+
+#include "recording/CaptureEngine.h"
+
+namespace varnelle {
+namespace {
+
+TEST(RecordingGeometry, PixelSizesAreEvenAndAtLeastTwo) {
+    struct Case {
+        CGSize points;
+        double scale;
+        PixelSize expected;
+    };
+    for (const Case& c :
+         {Case{{1920, 1080}, 1, {1920, 1080}}, Case{{1001, 601}, 1, {1000, 600}},
+          Case{{1440, 900}, 2, {2880, 1800}}, Case{{683.5, 384.25}, 2, {1366, 768}},
+          Case{{1367, 769}, 1.25, {1708, 960}}, Case{{1, 0}, 1, {2, 2}}, Case{{3, 2.9}, 1, {2, 2}}}) {
+        EXPECT_EQ(evenPixelSize(c.points, c.scale), c.expected) << c.points.width << " x " << c.points.height;
+    }
+}
+
+TEST(RecordingGeometry, DisplayGivesItsFrameAsRegionAndItsPixelsAsSize) {
+    const RecordingConfiguration::Source source =
+        RecordingConfiguration::DisplaySource{{7, {{1920, -200}, {1367, 769}}, 1367, 769, 1.0, "HDMI-1"}};
+    EXPECT_EQ(capturePixelSize(source), (PixelSize{1366, 768}));
+    EXPECT_EQ(renderSize(source), (CGSize{1367, 769})) << "not rounded";
+    EXPECT_EQ(captureRegion(source), (CGRect{{1920, -200}, {1367, 769}}));
+}
+
+TEST(RecordingGeometry, BitRates) {
+    EXPECT_EQ(screenBitRate({1920, 1080}), 16'588'800);
+    EXPECT_EQ(screenBitRate({15360, 8640}), 1'061'683'200);
+    EXPECT_EQ(cameraBitRate({1280, 720}), 6'000'000) << "the floor";
+    EXPECT_EQ(cameraBitRate({1920, 1080}), 12'441'600);
+}
+
+TEST(RecordingGeometry, SessionDirectoryNameHasNoColons) {
+    EXPECT_EQ(sessionDirectoryName(*Date::parseISO8601("2026-11-15T22:01:11Z")),
+              "recording_2026-11-15T22-01-11Z");
+}
+
+TEST(StreamConfiguration, FollowsTheOptions) {
+    CaptureStreamOptions options;
+    options.pixelSize = {1366, 768};
+    for (const auto& [wanted, given] : {std::pair{2, 4}, {4, 4}, {6, 6}, {12, 12}, {20, 12}}) {
+        options.queueDepth = wanted;
+        EXPECT_EQ(streamConfiguration(options).queueDepth, given);
+    }
+    options.frameRate = 30;
+    options.preferredMicrophoneID = "desk";
+    ScreenStreamConfiguration configuration = streamConfiguration(options);
+    EXPECT_EQ(configuration.minimumFrameInterval, CMTime::make(1, 30));
+    EXPECT_EQ(configuration.widthPixels, 1366);
+    EXPECT_EQ(configuration.heightPixels, 768);
+    EXPECT_FALSE(configuration.showsCursor);
+    EXPECT_TRUE(configuration.excludesCurrentProcessAudio);
+    EXPECT_FALSE(configuration.capturesAudio);
+    EXPECT_EQ(configuration.microphoneCaptureDeviceID, std::nullopt) << "the microphone is off";
+    options.capturesMicrophone = true;
+    options.capturesSystemAudio = true;
+    configuration = streamConfiguration(options);
+    EXPECT_TRUE(configuration.captureMicrophone);
+    EXPECT_TRUE(configuration.capturesAudio);
+    EXPECT_EQ(configuration.microphoneCaptureDeviceID, "desk");
+    options.preferredMicrophoneID = "";
+    EXPECT_EQ(streamConfiguration(options).microphoneCaptureDeviceID, std::nullopt);
+}
+
+}  // namespace
+}  // namespace varnelle

@@ -1,0 +1,230 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <QCoro/QCoroTask>
+#include <QCoro/QCoroTimer>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "camera/CursorRecordingFile.h"
+#include "foundation/HostClock.h"
+#include "foundation/Log.h"
+#include "media/MediaAsset.h"
+#include "platform/linux/LinuxDesktop.h"
+#include "recording/RecordingCoordinator.h"
+#include "support/Awaiting.h"
+#include "support/PatternWindow.h"
+#include "support/TemporaryDirectory.h"
+#include "support/Waiting.h"
+#include "support/XServer.h"
+
+namespace varnelle {
+namespace {
+
+using namespace std::chrono_literals;
+using test::PatternWindow;
+using test::XServer;
+using testing::HasSubstr;
+
+constexpr int kWidth = 640;
+constexpr int kHeight = 480;
+
+/// Draws new cells all the time.
+class BusyWindow {
+public:
+    explicit BusyWindow(const std::string& displayName, int cellPixels = 32)
+        : window_(displayName, 0, 0, kWidth, kHeight), cellPixels_(cellPixels), thread_([this] { run(); }) {}
+    ~BusyWindow() { stop(); }
+    void stop() {
+        isStopping_ = true;
+        if (thread_.joinable()) thread_.join();
+    }
+
+private:
+    void run() {
+        for (std::uint32_t phase = 0; !isStopping_; ++phase) {
+            window_.fillCells(cellPixels_, phase);
+            std::this_thread::sleep_for(5ms);
+        }
+    }
+
+    PatternWindow window_;
+    int cellPixels_;
+    std::atomic<bool> isStopping_ = false;
+    std::thread thread_;
+};
+
+/// The recorder in a process of its own, and what it prints.
+class RecorderProcess {
+public:
+    explicit RecorderProcess(const std::vector<std::string>& arguments) {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+        std::vector<std::string> command{SCREEN_RECORDER_PROGRAM};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        process_ = std::make_unique<test::ChildProcess>(command, std::vector<std::string>{}, -1, ends[1]);
+        close(ends[1]);
+        output_ = fdopen(ends[0], "r");
+    }
+    ~RecorderProcess() {
+        process_ = nullptr;
+        std::fclose(output_);
+    }
+    RecorderProcess(const RecorderProcess&) = delete;
+    RecorderProcess& operator=(const RecorderProcess&) = delete;
+
+    /// The next line it prints; empty at the end.
+    std::string readLine() {
+        std::string line;
+        for (int c = std::fgetc(output_); c != EOF && c != '\n'; c = std::fgetc(output_)) {
+            line += static_cast<char>(c);
+        }
+        return line;
+    }
+    void kill() {
+        process_->sendSignal(SIGKILL);
+        process_->waitForEnd();
+    }
+
+private:
+    std::unique_ptr<test::ChildProcess> process_;
+    std::FILE* output_ = nullptr;
+};
+
+URL onlySession(const URL& temporaryDirectory) {
+    const URL sessions = temporaryDirectory.appending("Varnelle").appending("Sessions");
+    return URL(std::filesystem::directory_iterator(sessions.path())->path());
+}
+
+class ScreenRecordingTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!XServer::isAvailable()) GTEST_SKIP() << XServer::kMissing;
+        server.emplace(kWidth, kHeight);
+    }
+    RecordingConfiguration configuration() {
+        LinuxDesktop desktop(server->displayName());
+        RecordingConfiguration result;
+        result.source = RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
+        return result;
+    }
+
+    test::TemporaryDirectory directory;
+    std::optional<XServer> server;
+};
+
+TEST_F(ScreenRecordingTest, RecordsWhatChangesAndLastsUntilTheStop) {
+    PatternWindow window(server->displayName(), 0, 0, kWidth, kHeight);
+    window.fillCells(32, 1);
+    test::PointerRobot robot(server->displayName());
+    robot.moveTo(160, 120);
+    LinuxDesktop desktop(server->displayName());
+    RecordingCoordinator coordinator(desktop, directory.url());
+    std::optional<RecordingSession> session;
+    CMTime liveAt;
+    CMTime stoppedAt;
+    const auto record = [&]() -> QCoro::Task<> {
+        co_await coordinator.prepareRecording(configuration());
+        co_await coordinator.startRecording();
+        liveAt = hostTimeNow();
+        for (std::uint32_t i = 0; i < 20; ++i) {
+            co_await QCoro::sleepFor(50ms);
+            window.fill(64, 64, 64, 64, 0x10203 * i);
+        }
+        robot.setButton(1, true);
+        robot.moveTo(320, 240);
+        co_await QCoro::sleepFor(100ms);
+        robot.setButton(1, false);
+        co_await QCoro::sleepFor(1s);
+        stoppedAt = hostTimeNow();
+        session = co_await coordinator.stopRecording();
+    };
+    test::await(record());
+
+    const MediaTrack track = MediaAsset(session->screenRecordingURL).tracks(MediaType::video).at(0);
+    EXPECT_EQ(track.naturalSize, (CGSize{kWidth, kHeight}));
+    const auto& index = *track.sampleIndex;
+    ASSERT_GE(index.size(), 10U);
+    EXPECT_EQ(index.front().presentationTime, kCMTimeZero);
+    for (std::size_t i = 1; i < index.size(); ++i) {
+        EXPECT_GT(index[i].presentationTime, index[i - 1].presentationTime);
+    }
+    EXPECT_LT(index.back().presentationTime.seconds(), 1.6) << "a still screen gives no frames";
+    EXPECT_NEAR(track.duration.seconds(), (stoppedAt - liveAt).seconds(), 0.1);
+    const StreamStatistics statistics = coordinator.statistics()[StreamKind::screenVideo];
+    EXPECT_EQ(statistics.recordedFrames, index.size());
+
+    const CursorRecording cursor = readCursorRecording(*session->cursorRecordingURL);
+    EXPECT_EQ(cursor.captureRegion, (CursorCaptureRegion{0, 0, kWidth, kHeight}));
+    EXPECT_EQ(cursor.movementSamples.front().normalizedX, 0.25);
+    EXPECT_EQ(cursor.movementSamples.front().normalizedY, 0.75);
+    EXPECT_EQ(cursor.movementSamples.back().normalizedX, 0.5);
+    ASSERT_EQ(cursor.activitySamples.size(), 2U);
+    EXPECT_EQ(cursor.activitySamples[0].kind, CursorActivityKind::leftMouseDown);
+    EXPECT_EQ(cursor.activitySamples[1].kind, CursorActivityKind::leftMouseUp);
+    EXPECT_NEAR(cursor.lastEventTime(), track.duration.seconds(), 0.1);
+}
+
+TEST_F(ScreenRecordingTest, DisplayThatDisappearsLeavesTheRecordingWhole) {
+    test::Inbox<std::string> log;
+    const LogObserver observer(LogCategory::capture, [&log](const std::string& line) { log.put(line); });
+    auto busy = std::make_optional<BusyWindow>(server->displayName());
+    LinuxDesktop desktop(server->displayName());
+    RecordingCoordinator coordinator(desktop, directory.url());
+    const auto record = [&]() -> QCoro::Task<RecordingSession> {
+        co_await coordinator.prepareRecording(configuration());
+        co_await coordinator.startRecording();
+        co_await QCoro::sleepFor(500ms);
+        busy->stop();
+        server->kill();
+        co_await QCoro::sleepFor(500ms);
+        co_return co_await coordinator.stopRecording();
+    };
+    const RecordingSession session = test::await(record());
+    EXPECT_THAT(log.items(),
+                testing::ElementsAre("Stream stopped with error: The connection to the X display “" +
+                                     server->displayName() + "” was lost."));
+    const MediaTrack track = MediaAsset(session.screenRecordingURL).tracks(MediaType::video).at(0);
+    EXPECT_GE(track.sampleIndex->size(), 5U);
+    EXPECT_GE(track.duration.seconds(), 0.9);
+    EXPECT_FALSE(readCursorRecording(*session.cursorRecordingURL).movementSamples.empty());
+}
+
+TEST_F(ScreenRecordingTest, KilledRecorderLeavesAReadableMovie) {
+    const BusyWindow busy(server->displayName());
+    RecorderProcess recorder({server->displayName(), directory.url().string(), "60"});
+    ASSERT_THAT(recorder.readLine(), HasSubstr("recording"));
+    const CMTime liveAt = hostTimeNow();
+    std::random_device seed;
+    const auto lifetime = std::chrono::milliseconds(2500 + seed() % 2000);
+    std::this_thread::sleep_for(lifetime);
+    recorder.kill();
+    const double killedAt = (hostTimeNow() - liveAt).seconds();
+    const MediaAsset asset(onlySession(directory.url()).appending("screen.mov"));
+    const MediaTrack track = asset.tracks(MediaType::video).at(0);
+    ASSERT_FALSE(track.sampleIndex->empty());
+    EXPECT_EQ(track.sampleIndex->front().presentationTime, kCMTimeZero);
+    EXPECT_GE(track.sampleIndex->back().presentationTime.seconds(), killedAt - 2);
+}
+
+TEST_F(ScreenRecordingTest, FullDiskFailsTheStopAndKeepsWhatWasWritten) {
+    // The limit also holds for the memory that frames are captured to, so a frame has to fit into it.
+    server.emplace(kWidth / 2, kHeight / 2);
+    const BusyWindow busy(server->displayName(), 8);
+    RecorderProcess recorder({server->displayName(), directory.url().string(), "8", "320000"});
+    ASSERT_THAT(recorder.readLine(), HasSubstr("recording"));
+    EXPECT_THAT(recorder.readLine(), testing::AllOf(HasSubstr("failed: "), HasSubstr("screen.mov")));
+    EXPECT_THAT(recorder.readLine(), HasSubstr("statistics")) << "and it ends by itself";
+    const MediaAsset asset(onlySession(directory.url()).appending("screen.mov"));
+    EXPECT_FALSE(asset.tracks(MediaType::video).at(0).sampleIndex->empty());
+}
+
+}  // namespace
+}  // namespace varnelle

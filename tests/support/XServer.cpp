@@ -1,0 +1,170 @@
+#include "support/XServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+
+#include "support/Waiting.h"
+
+namespace varnelle::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kStartDeadline = 20s;
+
+std::string findProgram(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::istringstream directories(path != nullptr ? path : "/usr/bin:/bin");
+    for (std::string directory; std::getline(directories, directory, ':');) {
+        const std::string candidate = directory + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return {};
+}
+
+std::vector<char*> pointers(std::vector<std::string>& strings) {
+    std::vector<char*> result;
+    for (std::string& string : strings) result.push_back(string.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+std::vector<std::string> environmentWith(const std::vector<std::string>& additions) {
+    std::vector<std::string> result = additions;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string name = std::string(*entry).substr(0, std::strcspn(*entry, "=") + 1);
+        bool isReplaced = false;
+        for (const std::string& addition : additions) isReplaced = isReplaced || addition.rfind(name, 0) == 0;
+        if (!isReplaced) result.emplace_back(*entry);
+    }
+    return result;
+}
+
+/// The line that the server writes when it is ready: its display number.
+std::string readDisplayNumber(int descriptor) {
+    std::string line;
+    while (line.empty() || line.back() != '\n') {
+        pollfd readable{descriptor, POLLIN, 0};
+        char character = 0;
+        if (poll(&readable, 1, static_cast<int>(std::chrono::milliseconds(kStartDeadline).count())) <= 0 ||
+            read(descriptor, &character, 1) != 1) {
+            throw std::runtime_error("Xvfb didn't start");
+        }
+        line += character;
+    }
+    line.pop_back();
+    return line;
+}
+
+bool hasWindowManager(xcb_connection_t* connection) {
+    const auto root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
+    const auto atomCookie =
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        xcb_intern_atom_reply(connection, atomCookie, nullptr), &std::free);
+    if (atom == nullptr) return false;
+    const auto cookie = xcb_get_property(connection, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1);
+    const std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> property(
+        xcb_get_property_reply(connection, cookie, nullptr), &std::free);
+    return property != nullptr && property->value_len > 0;
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
+                           const std::vector<std::string>& environment, int inheritedDescriptor, int output) {
+    // Everything that allocates happens before the fork: other threads may hold the allocator's lock.
+    std::vector<std::string> argumentStrings = arguments;
+    std::vector<std::string> environmentStrings = environmentWith(environment);
+    const auto argv = pointers(argumentStrings);
+    const auto envp = pointers(environmentStrings);
+    processID_ = fork();
+    if (processID_ < 0) throw std::runtime_error("no process could be started");
+    if (processID_ > 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (inheritedDescriptor >= 0) fcntl(inheritedDescriptor, F_SETFD, 0);
+    if (output >= 0) dup2(output, STDOUT_FILENO);
+    // A server that a test kills complains; set this variable to read what a program says.
+    const int silence = open("/dev/null", O_RDWR);
+    if (std::getenv("VARNELLE_TEST_OUTPUT") == nullptr) dup2(silence, STDERR_FILENO);
+    execvpe(argv[0], argv.data(), envp.data());
+    _exit(127);
+}
+
+ChildProcess::~ChildProcess() {
+    if (processID_ < 0) return;
+    sendSignal(SIGKILL);
+    waitForEnd();
+}
+
+void ChildProcess::sendSignal(int signal) const {
+    if (processID_ > 0) ::kill(processID_, signal);
+}
+
+int ChildProcess::waitForEnd() {
+    int status = 0;
+    if (processID_ > 0) waitpid(processID_, &status, 0);
+    processID_ = -1;
+    return status;
+}
+
+bool XServer::isAvailable() {
+    return !findProgram("Xvfb").empty();
+}
+
+XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::string>& furtherArguments) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    const std::string screen = std::to_string(widthPixels) + "x" + std::to_string(heightPixels) + "x24";
+    std::vector<std::string> arguments{"Xvfb",      "-displayfd", std::to_string(ends[1]),
+                                       "-screen",   "0",          screen,
+                                       "-nolisten", "tcp",        "-noreset"};
+    arguments.insert(arguments.end(), furtherArguments.begin(), furtherArguments.end());
+    server_ = std::make_unique<ChildProcess>(arguments, std::vector<std::string>{}, ends[1]);
+    close(ends[1]);
+    try {
+        displayName_ = ":" + readDisplayNumber(ends[0]);
+    } catch (...) {
+        close(ends[0]);
+        throw;
+    }
+    close(ends[0]);
+}
+
+void XServer::startWindowManager() {
+    windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{"openbox"},
+                                                    std::vector<std::string>{"DISPLAY=" + displayName_});
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
+    if (!waitUntil([&] { return hasWindowManager(connection.get()); }, kStartDeadline)) {
+        throw std::runtime_error("openbox didn't start");
+    }
+}
+
+void XServer::kill() {
+    server_->sendSignal(SIGKILL);
+    server_->waitForEnd();
+}
+
+void XServer::freeze() {
+    server_->sendSignal(SIGSTOP);
+}
+
+void XServer::thaw() {
+    server_->sendSignal(SIGCONT);
+}
+
+}  // namespace varnelle::test
