@@ -84,10 +84,12 @@ void ExportEngine::cancel() {
 QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings, std::function<void(double)> onProgress) {
     const int frameRate = exportFrameRate(settings.frameRate.value_or(project.recordingSession.frameRate));
     const auto renderSize = info(settings.preset).targetSize;
-    const CompositionResult composition = co_await resultOn(
-        buildQueue_, [project, renderSize, frameRate] {
-            return VideoCompositor::buildComposition(project, renderSize, frameRate);
-        });
+    // GCC 12 destroys the captures of a lambda twice if the lambda is made inside an awaiting expression (its bug
+    // 99576), here and below; so the futures have names.
+    QFuture<CompositionResult> building = resultOn(buildQueue_, [project, renderSize, frameRate] {
+        return VideoCompositor::buildComposition(project, renderSize, frameRate);
+    });
+    const CompositionResult composition = co_await building;
     if (isCancelled_) throw ExportError::cancelled();
 
     // The writer keeps the unfinished movie beside the file of that name and puts it in its place at the end, so that
@@ -111,13 +113,15 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings, std
     co_await pump(input, tracker);
     progressTimer_.stop();
     throwUnlessComplete();
-    co_await futureOf([this](auto done) { assetWriter_->finishWriting([done] { done(nullptr); }); });
+    QFuture<void> finishing =
+        futureOf([this](auto done) { assetWriter_->finishWriting([done] { done(nullptr); }); });
+    co_await finishing;
     throwUnlessComplete();
     co_return url;
 }
 
 QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input, std::shared_ptr<ProgressTracker> tracker) {
-    co_await futureOf([&](auto done) {
+    QFuture<void> pumping = futureOf([&](auto done) {
         // The writer may ask once more after the end: only the first end counts.
         const auto hasFinished = std::make_shared<bool>(false);
         const auto finish = [input, done, hasFinished] {
@@ -141,6 +145,7 @@ QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input, std::s
                 }
             });
     });
+    co_await pumping;
 }
 
 void ExportEngine::startProgressTimer(std::shared_ptr<ProgressTracker> tracker, double durationSeconds,
