@@ -36,10 +36,12 @@ std::vector<Footprint> footprints(int from, int to, double start, double scale, 
 }  // namespace
 
 Sprite::Sprite(const BitmapView& master, double scale, CGPoint topLeft) {
-    left_ = static_cast<int>(std::floor(topLeft.x - 0.5));
-    top_ = static_cast<int>(std::floor(topLeft.y - 0.5));
-    width_ = static_cast<int>(std::ceil(topLeft.x + scale * master.width + 0.5)) - left_;
-    height_ = static_cast<int>(std::ceil(topLeft.y + scale * master.height + 0.5)) - top_;
+    // An averaged edge fades over one output pixel, an interpolated one over one of the master's.
+    const double fade = std::max(scale, 1.0) / 2;
+    left_ = static_cast<int>(std::floor(topLeft.x - fade));
+    top_ = static_cast<int>(std::floor(topLeft.y - fade));
+    width_ = static_cast<int>(std::ceil(topLeft.x + scale * master.width + fade)) - left_;
+    height_ = static_cast<int>(std::ceil(topLeft.y + scale * master.height + fade)) - top_;
     const auto columns = footprints(left_, right(), topLeft.x, scale, master.width);
     const auto rows = footprints(top_, bottom(), topLeft.y, scale, master.height);
 

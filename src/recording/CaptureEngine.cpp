@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "foundation/Log.h"
-#include "recording/Completion.h"
+#include "tasks/Completion.h"
 
 namespace varnelle {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "foundation/Log.h"
 #include "media/MediaError.h"
-#include "recording/Completion.h"
+#include "tasks/Completion.h"
 #include "recording/RecordingError.h"
 
 namespace varnelle {

@@ -1,0 +1,32 @@
+#include "media/VideoComposition.h"
+
+#include <fmt/format.h>
+
+#include "media/MediaError.h"
+
+namespace varnelle {
+namespace {
+
+constexpr double kSmallestSide = 2;
+constexpr double kLargestSide = 16'384;
+
+CGSize checked(CGSize size) {
+    const auto isSupported = [](double side) { return side >= kSmallestSide && side <= kLargestSide; };
+    if (!isSupported(size.width) || !isSupported(size.height)) {
+        throw MediaError(
+            MediaError::Code::unsupportedSize,
+            fmt::format("A picture of {:g} by {:g} pixels can't be rendered: both sides have to be "
+                        "between {:g} and {:g} pixels.",
+                        size.width, size.height, kSmallestSide, kLargestSide));
+    }
+    return size;
+}
+
+}  // namespace
+
+VideoRenderContext::VideoRenderContext(CGSize sizePixels)
+    : size_(checked(sizePixels)),
+      pool_(PixelFormat::bgra, static_cast<int>(size_.width), static_cast<int>(size_.height),
+            ColorDescription::sRGB()) {}
+
+}  // namespace varnelle

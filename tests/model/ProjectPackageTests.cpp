@@ -1,0 +1,190 @@
+#include "model/ProjectPackage.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "foundation/AtomicFile.h"
+#include "support/SampleProject.h"
+#include "support/TemporaryDirectory.h"
+
+namespace varnelle {
+namespace {
+
+using nlohmann::json;
+using test::rangeOfSeconds;
+using test::TemporaryDirectory;
+
+class ProjectPackage : public testing::Test {
+protected:
+    ProjectPackage() : session_(directory_.file("recording_1")), package_(directory_.file("Demo.varnelle")) {
+        std::filesystem::create_directories(session_.path());
+        writeFileAtomically(session_.appending("screen.mov"), "screen");
+        writeFileAtomically(session_.appending("cursor.json"), "cursor");
+        Project project = test::projectIn(session_, 12.5);
+        project.recordingSession.cursorRecordingURL = session_.appending("cursor.json");
+        project.timeline.zoomPanClips = {TimelineZoomPanClip{UUID::random(), rangeOfSeconds(1, 2.5)}};
+        project.timeline.overlayConfiguration.position = CGPoint{0.25, 0.75};
+        state_.currentProject = project;
+    }
+
+    [[nodiscard]] json manifest() const { return json::parse(readFile(package_.appending("project.json"))); }
+    void setManifest(const json& manifest) const {
+        writeFileAtomically(package_.appending("project.json"), manifest.dump());
+    }
+
+    TemporaryDirectory directory_;
+    URL session_;
+    URL package_;
+    ProjectEditorState state_;
+};
+
+/// The state as a package in `package` gives it back: its files lie there, whole times stay as they are.
+Project movedTo(Project project, const URL& package) {
+    const URL assets = package.appending("Assets");
+    RecordingSession& session = project.recordingSession;
+    session.directoryURL = assets;
+    session.screenRecordingURL = assets.appending("screen.mov");
+    if (session.cursorRecordingURL) session.cursorRecordingURL = assets.appending("cursor.json");
+    for (TimelineTrack& track : project.timeline.tracks.mutableElements()) {
+        for (TimelineClip& clip : track.clips.mutableElements()) clip.sourceURL = assets.appending("screen.mov");
+    }
+    return project;
+}
+
+TEST_F(ProjectPackage, RoundTripsTheProjectAndItsHistory) {
+    Project before = state_.currentProject;
+    before.name = "Before";
+    state_.undoStack = {before};
+    EXPECT_EQ(writePackage(state_, package_), package_);
+    const ProjectEditorState read = readPackage(package_);
+    EXPECT_EQ(read.currentProject, movedTo(state_.currentProject, package_));
+    ASSERT_EQ(read.undoStack.size(), 1U);
+    EXPECT_EQ(read.undoStack[0], movedTo(before, package_));
+    EXPECT_EQ(readFile(package_.appending("Assets/cursor.json")), "cursor");
+    EXPECT_EQ(directory_.entryCount(), 2U) << "staging is gone";
+}
+
+TEST_F(ProjectPackage, KeepsFilesThatOnlyTheHistoryRefersTo) {
+    Project other = state_.currentProject;
+    const URL second = directory_.file("other").appending("Screen.MOV");
+    std::filesystem::create_directories(second.parent().path());
+    writeFileAtomically(second, "second");
+    other.timeline.tracks.mutableElements()[0].clips.mutableElements()[0].sourceURL = second;
+    state_.redoStack = {other};
+    writePackage(state_, package_);
+    const URL kept = readPackage(package_).redoStack[0].timeline.tracks[0].clips[0].sourceURL;
+    EXPECT_EQ(readFile(kept), "second");
+    EXPECT_EQ(readFile(package_.appending("Assets/screen 2.mov")), "screen") << "names that differ by case collide";
+}
+
+TEST_F(ProjectPackage, InfiniteClipIsStoredAsZero) {
+    state_.currentProject.timeline.tracks.mutableElements()[0].clips.mutableElements()[0].trimRange.duration =
+        kCMTimePositiveInfinity;
+    writePackage(state_, package_);
+    EXPECT_EQ(readPackage(package_).currentProject.timeline.tracks[0].clips[0].trimRange.duration, kCMTimeZero);
+}
+
+TEST_F(ProjectPackage, SavingOverItselfReplacesItWhole) {
+    writePackage(state_, package_);
+    ProjectEditorState reopened = readPackage(package_);
+    reopened.currentProject.name = "Renamed";
+    writePackage(reopened, package_);
+    EXPECT_EQ(readPackage(package_).currentProject.name, "Renamed");
+    EXPECT_EQ(directory_.entryCount(), 2U);
+}
+
+TEST_F(ProjectPackage, FailedSaveLeavesTheOldPackageAndNothingElse) {
+    writePackage(state_, package_);
+    std::filesystem::remove(session_.appending("cursor.json").path());
+    try {
+        writePackage(state_, package_);
+        FAIL();
+    } catch (const ProjectPersistenceError& error) {
+        EXPECT_STREQ(error.what(), "Varnelle couldn't find the asset “cursor.json” needed for this project.");
+    }
+    EXPECT_NO_THROW(readPackage(package_));
+    EXPECT_EQ(directory_.entryCount(), 2U);
+}
+
+TEST_F(ProjectPackage, OptionalKeysMayBeAbsent) {
+    writePackage(state_, package_);
+    json document = manifest();
+    json& project = document["currentProject"];
+    project["recordingSession"].erase("audioSources");
+    project["timeline"].erase("audioConfiguration");
+    project["timeline"]["overlayConfiguration"].erase("positionY");
+    project["timeline"]["overlayConfiguration"].erase("showsCamera");
+    project["timeline"]["tracks"][0]["type"] = "hologram";
+    project["timeline"]["overlayConfiguration"]["anchor"] = 17;
+    setManifest(document);
+    const Project read = readPackage(package_).currentProject;
+    EXPECT_EQ(read.recordingSession.availableAudioSources,
+              (std::vector{RecordedAudioSource::system, RecordedAudioSource::microphone}));
+    EXPECT_EQ(read.timeline.audioConfiguration, (AudioConfiguration{true, true}));
+    EXPECT_FALSE(read.timeline.overlayConfiguration.position);
+    EXPECT_TRUE(read.timeline.overlayConfiguration.showsCamera);
+    EXPECT_EQ(read.timeline.tracks[0].type, TimelineTrack::TrackType::video);
+    EXPECT_EQ(read.timeline.overlayConfiguration.anchor, OverlayAnchor::bottomLeft);
+}
+
+TEST_F(ProjectPackage, RefusesAnotherFormatVersion) {
+    writePackage(state_, package_);
+    json document = manifest();
+    document["formatVersion"] = 2;
+    setManifest(document);
+    try {
+        readPackage(package_);
+        FAIL();
+    } catch (const ProjectPersistenceError& error) {
+        EXPECT_STREQ(error.what(), "This Varnelle project uses an unsupported format.");
+    }
+}
+
+TEST_F(ProjectPackage, ReferencesThatLeaveThePackageCountAsMissing) {
+    writePackage(state_, package_);
+    std::filesystem::create_symlink(session_.appending("screen.mov").path(),
+                                    package_.appending("Assets/link.mov").path());
+    for (const char* reference :
+         {"../recording_1/screen.mov", "/etc/passwd", "Assets/link.mov", "Assets/none.mov", "", "Assets"}) {
+        json document = manifest();
+        document["currentProject"]["recordingSession"]["screenRecordingReference"] = reference;
+        setManifest(document);
+        EXPECT_THROW(readPackage(package_), ProjectPersistenceError) << reference;
+    }
+}
+
+TEST_F(ProjectPackage, BrokenManifestsAreErrorsThatNameThePackage) {
+    writePackage(state_, package_);
+    const json good = manifest();
+    const auto with = [&good](const char* pointer, const json& value) {
+        json document = good;
+        document[json::json_pointer(pointer)] = value;
+        return document.dump();
+    };
+    const std::string session = "/currentProject/recordingSession/";
+    const std::string clip = "/currentProject/timeline/tracks/0/clips/0/";
+    for (const std::string& text : {
+             std::string(), std::string("{"), std::string("[]"), std::string("null"),
+             good.dump().substr(0, good.dump().size() / 2), std::string(100'000, '['),
+             with((session + "frameRate").c_str(), -1), with((session + "frameRate").c_str(), 1e12),
+             with((session + "frameRate").c_str(), 59.94), with((session + "renderWidth").c_str(), -1920),
+             with((session + "renderHeight").c_str(), 1e9), with((session + "id").c_str(), "nobody"),
+             with((session + "createdAt").c_str(), "yesterday"), with((clip + "trimStartSeconds").c_str(), 1e300),
+             with((clip + "trimStartSeconds").c_str(), "soon"), with("/undoStack", nullptr),
+             with("/currentProject/timeline/zoomPanClips", 3),
+         }) {
+        writeFileAtomically(package_.appending("project.json"), text);
+        try {
+            readPackage(package_);
+            ADD_FAILURE() << "accepted " << text.substr(0, 80);
+        } catch (const ProjectDecodingError& error) {
+            EXPECT_NE(std::string(error.what()).find("Demo.varnelle"), std::string::npos) << error.what();
+        }
+    }
+    std::filesystem::remove(package_.appending("project.json").path());
+    EXPECT_THROW(readPackage(package_), FileError);
+}
+
+}  // namespace
+}  // namespace varnelle

@@ -1,0 +1,149 @@
+#include "render/FramePainter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "imaging/ShadowField.h"
+#include "render/CanvasBackground.h"
+
+namespace varnelle {
+namespace {
+
+/// A BGRA frame in one colour.
+VideoFrame plainFrame(int width, int height, std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
+    VideoFrame frame = VideoFrame::allocate(PixelFormat::bgra, width, height, ColorDescription::sRGB());
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            std::uint8_t* p = frame.plane(0).data + y * frame.plane(0).bytesPerRow + 4 * x;
+            p[0] = blue;
+            p[1] = green;
+            p[2] = red;
+            p[3] = 255;
+        }
+    }
+    return frame;
+}
+
+FramePlan planFor(CGSize canvas, const CGRect& screenRect) {
+    FramePlan plan;
+    plan.canvas = canvas;
+    plan.backgroundStyle = CanvasBackgroundStyle::macOSWallpaper;
+    plan.wallpaperPath = "procedural://gradient/none";  // the plain fallback colour: 23, 26, 33
+    plan.screenRect = screenRect;
+    plan.hasMask = true;
+    return plan;
+}
+
+Bitmap painted(FramePainter& painter, const FramePlan& plan, const VideoFrame& screen) {
+    Bitmap output(static_cast<int>(plan.canvas.width), static_cast<int>(plan.canvas.height));
+    painter.paint(plan, screen, output.view());
+    return output;
+}
+
+int green(const Bitmap& bitmap, int x, int yFromBottom) {
+    return bitmap.view().pixel(x, bitmap.height() - 1 - yFromBottom)[1];
+}
+
+TEST(FramePainter, PutsTheScreenWhereThePlanSays) {
+    FramePainter painter;
+    // Canvas y grows upwards: the screen covers 10.5 to 40.5 from the bottom.
+    const FramePlan plan = planFor({100, 60}, {{20.25, 10.5}, {50, 30}});
+    const Bitmap picture = painted(painter, plan, plainFrame(64, 48, 0, 200, 0));
+    EXPECT_EQ(green(picture, 45, 25), 200);
+    EXPECT_EQ(green(picture, 45, 5), 26);
+    EXPECT_EQ(green(picture, 45, 41), 26);
+    EXPECT_EQ(green(picture, 45, 11), 200);
+    EXPECT_NEAR(green(picture, 45, 10), 113, 1) << "half covered from above";
+    EXPECT_NEAR(green(picture, 45, 40), 113, 1);
+    EXPECT_NEAR(green(picture, 20, 25), 26 + 0.75 * 174, 1.5);
+    EXPECT_NEAR(green(picture, 70, 25), 26 + 0.25 * 174, 1.5);
+}
+
+TEST(FramePainter, CutsTheCornersAndWhatReachesBeyondTheCanvas) {
+    FramePainter painter;
+    FramePlan plan = planFor({100, 60}, {{10, 10}, {60, 40}});
+    plan.cornerRadius = 12;
+    Bitmap picture = painted(painter, plan, plainFrame(60, 40, 0, 200, 0));
+    EXPECT_EQ(green(picture, 10, 10), 26);
+    EXPECT_EQ(green(picture, 69, 49), 26);
+    EXPECT_EQ(green(picture, 22, 10), 200);
+    plan.screenRect = {{-500, -300}, {1000, 700}};
+    picture = painted(painter, plan, plainFrame(60, 40, 0, 200, 0));
+    for (const int x : {0, 50, 99}) EXPECT_EQ(green(picture, x, 0), 200);
+    plan.screenRect = {{-500, -300}, {100, 100}};
+    EXPECT_EQ(green(painted(painter, plan, plainFrame(60, 40, 0, 200, 0)), 0, 0), 26) << "nothing of it is left";
+}
+
+TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
+    FramePainter painter;
+    FramePlan plan = planFor({320, 200}, {{60.4, 50.2}, {200, 112}});
+    plan.wallpaperPath = "procedural://gradient/peach";
+    plan.cornerRadius = 14;
+    plan.shadow = FramePlan::Shadow{0.5, 12};
+    plan.isShadowStill = true;
+    const VideoFrame screen = plainFrame(64, 36, 90, 90, 90);
+    const Bitmap still = painted(painter, plan, screen);
+    plan.isShadowStill = false;
+    const Bitmap moving = painted(painter, plan, screen);
+    const Bitmap background =
+        paintCanvasBackground(CanvasBackgroundStyle::macOSWallpaper, plan.wallpaperPath, 320, 200);
+    ShadowField shadow({{60.4, 200 - 50.2 - 112}, {200, 112}}, 14, 0.5, 12, 320, 200);
+    std::vector<float> share(320);
+    shadow.row(160, 0, 320, share.data());
+    for (int y = 0; y < 200; ++y) {
+        for (int x = 0; x < 320 * 4; ++x) ASSERT_EQ(still.view().row(y)[x], moving.view().row(y)[x]) << x / 4 << ", " << y;
+    }
+    for (int x = 0; x < 320; x += 7) {
+        EXPECT_NEAR(still.view().pixel(x, 160)[2], background.view().pixel(x, 160)[2] * share[static_cast<std::size_t>(x)],
+                    0.6);
+    }
+}
+
+/// Where the differences between two pictures lie, in pixels, y from the bottom.
+struct Difference {
+    CGPoint low{1e9, 1e9};
+    CGPoint high{-1, -1};
+};
+
+Difference differenceOf(const Bitmap& a, const Bitmap& b) {
+    Difference difference;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            if (std::abs(green(a, x, y) - green(b, x, y)) < 64) continue;
+            difference.low = {std::min<double>(difference.low.x, x), std::min<double>(difference.low.y, y)};
+            difference.high = {std::max<double>(difference.high.x, x + 1), std::max<double>(difference.high.y, y + 1)};
+        }
+    }
+    return difference;
+}
+
+TEST(FramePainter, CursorsTipLiesOnItsSpot) {
+    FramePainter painter;
+    FramePlan plan = planFor({400, 300}, {{0, 0}, {400, 300}});
+    const VideoFrame screen = plainFrame(64, 48, 0, 200, 0);
+    const Bitmap without = painted(painter, plan, screen);
+    for (const double scale : {1.0, 2.77, 5.0}) {
+        plan.cursor = FramePlan::Cursor{CursorShape::arrow, {150.5, 200.25}, scale};
+        const Difference difference = differenceOf(painted(painter, plan, screen), without);
+        // The dark arrow inside its white rim: the black begins at the hot spot and reaches right and down.
+        EXPECT_NEAR(difference.low.x, 150.5, 1.2 + 0.3 * scale) << scale;
+        EXPECT_NEAR(difference.high.y, 200.25, 1.2 + 0.6 * scale) << scale;
+        EXPECT_NEAR(difference.high.y - difference.low.y, 19.9 * scale, 2 + 0.8 * scale) << scale;
+    }
+}
+
+TEST(FramePainter, CursorIsCutByTheScreensEdge) {
+    FramePainter painter;
+    FramePlan plan = planFor({400, 300}, {{100, 100}, {200, 100}});
+    const VideoFrame screen = plainFrame(64, 48, 0, 200, 0);
+    const Bitmap without = painted(painter, plan, screen);
+    plan.cursor = FramePlan::Cursor{CursorShape::pointingHand, {295, 104}, 3};
+    const Difference difference = differenceOf(painted(painter, plan, screen), without);
+    EXPECT_LE(difference.high.x, 300);
+    EXPECT_GE(difference.low.y, 100);
+    EXPECT_GE(difference.high.x, 295);
+}
+
+}  // namespace
+}  // namespace varnelle
