@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "media/MediaError.h"
-#include "media/detail/MovieInput.h"
+#include "media/detail/MovieIndexInput.h"
 
 namespace varnelle {
 namespace {

@@ -10,6 +10,7 @@
 
 #include "foundation/AtomicFile.h"
 #include "foundation/Queue.h"
+#include "media/FrameSource.h"
 #include "media/MediaAsset.h"
 #include "media/MediaError.h"
 #include "support/MediaFixtures.h"
@@ -66,9 +67,13 @@ TEST_P(WriterTimes, AreKeptAndTheLastFrameIsStretched) {
     const auto& index = *track.sampleIndex;
     ASSERT_EQ(index.size(), times.size());
     EXPECT_EQ(index.front().presentationTime, kCMTimeZero);
+    FrameSource source(std::make_shared<const MediaAsset>(asset), track);
     double lastKey = 0;
     for (std::size_t i = 0; i < times.size(); ++i) {
         EXPECT_NEAR(index[i].presentationTime.seconds(), times[i].seconds(), 1e-4) << i;
+        const auto picture = source.frame(times[i] + CMTime::make(1, 10'000));
+        ASSERT_TRUE(picture);
+        EXPECT_EQ(test::readNumber(*picture), static_cast<int>(i));
         if (i < 40) {
             EXPECT_EQ(index[i].presentationTime, times[i]);
         }

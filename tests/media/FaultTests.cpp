@@ -77,19 +77,21 @@ private:
 
 TEST(AKilledRecording, CanBeReadUpToShortlyBeforeTheKill) {
     std::random_device random;
-    for (const std::string mode : {"lively", "still"}) {
-        const TemporaryDirectory directory;
-        const URL url = directory.file("killed.mov");
+    const TemporaryDirectory directory;
+    // Both record at the same time, because they take as long as they record.
+    Child lively({"lively", directory.file("lively.mov").string()});
+    Child still({"still", directory.file("still.mov").string()});
+    for (const auto& [mode, child] : {std::pair<std::string, Child*>{"lively", &lively}, {"still", &still}}) {
+        const URL url = directory.file(mode + ".mov");
         // Frames of 1/30 s after which the process is killed. A still screen has its last frame at 19/30 s.
         const int lastFrame = 65 + static_cast<int>(random() % 30);
-        Child child({mode, url.string()});
         int frame = -1;
         while (frame < lastFrame) {
-            const std::string line = child.line();
+            const std::string line = child->line();
             ASSERT_FALSE(line.empty()) << "the recorder ended by itself";
             frame = std::stoi(line);
         }
-        child.killNow();
+        child->killNow();
 
         const auto asset = std::make_shared<const MediaAsset>(url);
         const MediaTrack track = asset->tracks(MediaType::video).at(0);

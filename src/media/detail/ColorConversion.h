@@ -4,7 +4,7 @@
 
 namespace varnelle::detail {
 
-/// sRGB-encoded BGRA in full range to limited-range BT.709 4:2:0 (ITU-R BT.709-6, section 3; H.273 matrix 1).
+/// sRGB-encoded BGRA in full range to limited-range BT.709 4:2:0 (ITU-R BT.709-6, matrix 1 of ITU-T H.273).
 ///
 /// Each chroma sample is the matrix applied to the mean of its 2 by 2 pixels, so it sits in the middle of
 /// them; at an odd right or bottom edge the last column or row counts twice. Arithmetic is exact to 15

@@ -10,7 +10,7 @@
 #include "foundation/Log.h"
 #include "media/MediaError.h"
 #include "media/detail/FrameConverter.h"
-#include "media/detail/MovieInput.h"
+#include "media/detail/MovieIndexInput.h"
 
 namespace varnelle::detail {
 namespace {

@@ -58,7 +58,7 @@ void Muxer::write(std::size_t track, AVPacket& packet) {
     const std::lock_guard lock(mutex_);
     if (flushError_) std::rethrow_exception(flushError_);
     if (!movie_) return;
-    hasPackets_ = true;
+    ++writtenPackets_;
     if (isFragmented() && packet.dts < 0) {
         packet.stream_index = static_cast<int>(track);
         priming_.push_back(newPacket());
@@ -107,7 +107,7 @@ void Muxer::finish(const std::optional<CMTime>& end) {
         const std::lock_guard lock(mutex_);
         if (flushError_) std::rethrow_exception(flushError_);
         if (!movie_) return;
-        if (!hasPackets_) {
+        if (writtenPackets_ == 0) {
             throw MediaError(MediaError::Code::cannotWrite,
                              fmt::format("“{}” wasn't written: it has no pictures and no sound.",
                                          destination_.lastPathComponent()));
@@ -152,10 +152,10 @@ void Muxer::finishFragmented(const std::optional<CMTime>& end) {
     }
     flushToDisk(destination_);
     try {
+        const InputPtr fragments = openFragments();
         const MovieLayout layout =
             options_.optimizesForNetworkUse ? MovieLayout::indexInFront : MovieLayout::indexAtEnd;
-        const InputPtr fragments = openFragments();
-        MovieFile movie(staging_, destination_.string(), type_, layout, tracks_);
+        MovieFile movie(staging_, destination_.string(), type_, layout, tracksOf(*fragments));
         copyInto(movie, *fragments);
         if (!isAbandoned_) movie.close(end);
         if (isAbandoned_) {
@@ -175,48 +175,57 @@ void Muxer::finishFragmented(const std::optional<CMTime>& end) {
     }
 }
 
-InputPtr Muxer::openFragments() {
+InputPtr Muxer::openFragments() const {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) throw std::bad_alloc();
     context->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
-    checkReading(avformat_open_input(&context, destination_.string().c_str(), nullptr, nullptr));
+    checkRead(avformat_open_input(&context, destination_.string().c_str(), nullptr, nullptr));
     InputPtr input(context);
-    // The container keeps the pictures in another form than the encoder gives them out, and the parameter sets tell
-    // which: with the encoder's own, the packets would be taken for that form and lose their contents.
-    for (std::size_t i = 0; i < std::min<std::size_t>(tracks_.size(), context->nb_streams); ++i) {
-        const AVCodecParameters& stored = *context->streams[i]->codecpar;
-        AVCodecParameters& used = *tracks_[i].parameters;
-        if (stored.extradata_size <= 0) continue;
-        const auto size = static_cast<std::size_t>(stored.extradata_size);
-        auto* copy = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
-        if (copy == nullptr) throw std::bad_alloc();
-        std::copy_n(stored.extradata, size, copy);
-        av_freep(&used.extradata);
-        used.extradata = copy;
-        used.extradata_size = stored.extradata_size;
-    }
+    if (context->nb_streams != tracks_.size()) checkRead(AVERROR_INVALIDDATA);
     return input;
+}
+
+std::vector<TrackDescription> Muxer::tracksOf(const AVFormatContext& fragments) const {
+    std::vector<TrackDescription> result;
+    for (std::size_t i = 0; i < tracks_.size(); ++i) {
+        CodecParametersPtr parameters(avcodec_parameters_alloc());
+        if (!parameters) throw std::bad_alloc();
+        checkRead(avcodec_parameters_copy(parameters.get(), tracks_[i].parameters.get()));
+        // The encoder's header is in the encoder's byte format, and that in the file in the container's. It
+        // tells the container which of the two the packets have.
+        const AVCodecParameters& stored = *fragments.streams[i]->codecpar;
+        av_freep(&parameters->extradata);
+        const auto size = static_cast<std::size_t>(stored.extradata_size);
+        parameters->extradata = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+        if (parameters->extradata == nullptr) throw std::bad_alloc();
+        std::copy_n(stored.extradata, size, parameters->extradata);
+        parameters->extradata_size = stored.extradata_size;
+        result.push_back({std::move(parameters), tracks_[i].timeBase, tracks_[i].mediaType});
+    }
+    return result;
 }
 
 void Muxer::copyInto(MovieFile& movie, AVFormatContext& fragments) {
     for (const PacketPtr& packet : priming_)
         movie.write(static_cast<std::size_t>(packet->stream_index), *packet);
     const PacketPtr packet = newPacket();
+    std::size_t copied = priming_.size();
     while (!isAbandoned_) {
         const int result = av_read_frame(&fragments, packet.get());
-        if (result == AVERROR_EOF) return;
-        checkReading(result);
+        if (result == AVERROR_EOF) break;
+        checkRead(result);
         const auto track = static_cast<std::size_t>(packet->stream_index);
-        if (track < tracks_.size()) {
-            av_packet_rescale_ts(packet.get(), fragments.streams[track]->time_base, tracks_[track].timeBase);
-            packet->pos = -1;
-            movie.write(track, *packet);
-        }
+        av_packet_rescale_ts(packet.get(), fragments.streams[track]->time_base, tracks_[track].timeBase);
+        packet->pos = -1;
+        ++copied;
+        movie.write(track, *packet);
         av_packet_unref(packet.get());
     }
+    // Whatever may be wrong with the file, a copy that lacks something never replaces it.
+    if (!isAbandoned_ && copied != writtenPackets_) checkRead(AVERROR_INVALIDDATA);
 }
 
-void Muxer::checkReading(int result) const {
+void Muxer::checkRead(int result) const {
     if (result >= 0) return;
     throw MediaError(MediaError::Code::cannotOpen,
                      fmt::format("Reading “{}” failed: {}.", destination_.string(), errorText(result)));
@@ -226,7 +235,7 @@ void Muxer::abandon(Leftover leftover) {
     isAbandoned_ = true;
     const std::lock_guard lock(mutex_);
     const bool wasOpen = movie_ != nullptr;
-    if (movie_ && isFragmented() && leftover == Leftover::keepIfReadable && hasPackets_) {
+    if (movie_ && isFragmented() && leftover == Leftover::keepIfReadable && writtenPackets_ > 0) {
         try {
             movie_->flushFragment();
         } catch (const Error& error) {
@@ -235,7 +244,7 @@ void Muxer::abandon(Leftover leftover) {
     }
     movie_.reset();
     removeFile(staging_);
-    const bool keeps = leftover == Leftover::keepIfReadable && hasPackets_;
+    const bool keeps = leftover == Leftover::keepIfReadable && writtenPackets_ > 0;
     if (isFragmented() && wasOpen && !keeps) removeFile(destination_);
 }
 

@@ -43,10 +43,10 @@ public:
 private:
     void finishRegular(const std::optional<CMTime>& end);
     void finishFragmented(const std::optional<CMTime>& end);
-    /// The fragments for reading; from then on the tracks describe packets in the container's form.
-    [[nodiscard]] InputPtr openFragments();
+    [[nodiscard]] InputPtr openFragments() const;
+    [[nodiscard]] std::vector<TrackDescription> tracksOf(const AVFormatContext& fragments) const;
     void copyInto(MovieFile& movie, AVFormatContext& fragments);
-    void checkReading(int result) const;
+    void checkRead(int result) const;
     void flushInTime();
     void stopFlushing();
     [[nodiscard]] URL hiddenURL() const;
@@ -66,7 +66,7 @@ private:
     std::vector<PacketPtr> priming_;  // sound before zero, which only a regular movie can hold
     std::optional<std::chrono::steady_clock::time_point> oldestUnflushed_;
     std::exception_ptr flushError_;
-    bool hasPackets_ = false;
+    std::size_t writtenPackets_ = 0;
     bool isStopping_ = false;
 
     std::thread flusher_;

@@ -1,4 +1,4 @@
-#include "media/detail/MovieInput.h"
+#include "media/detail/MovieIndexInput.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -77,7 +77,7 @@ MovieIndexInput::~MovieIndexInput() {
 }
 
 void MovieIndexInput::findMediaData() {
-    // Boxes: ISO/IEC 14496-12, section 4.2.
+    // Boxes: ISO/IEC 14496-12.
     std::int64_t at = 0;
     std::array<std::uint8_t, 16> header{};
     while (at + 8 <= size_ && pread(descriptor_, header.data(), header.size(), at) >= 8) {

@@ -1,0 +1,81 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "foundation/AtomicFile.h"
+#include "foundation/Log.h"
+#include "media/AssetWriter.h"
+#include "media/EncoderProbe.h"
+#include "support/MediaFixtures.h"
+#include "support/TemporaryDirectory.h"
+
+namespace varnelle {
+namespace {
+
+using test::TemporaryDirectory;
+
+/// The user's cache directory for the length of a test.
+class CacheDirectory {
+public:
+    explicit CacheDirectory(const URL& url) {
+        if (const char* old = std::getenv("XDG_CACHE_HOME")) old_ = old;
+        setenv("XDG_CACHE_HOME", url.string().c_str(), 1);
+    }
+    ~CacheDirectory() {
+        if (old_.empty()) {
+            unsetenv("XDG_CACHE_HOME");
+        } else {
+            setenv("XDG_CACHE_HOME", old_.c_str(), 1);
+        }
+    }
+    CacheDirectory(const CacheDirectory&) = delete;
+    CacheDirectory& operator=(const CacheDirectory&) = delete;
+
+private:
+    std::string old_;
+};
+
+std::string encoderFor(VideoSettings settings, EncodingPurpose purpose) {
+    const TemporaryDirectory directory;
+    settings.purpose = purpose;
+    AssetWriter writer(directory.file("a.mov"), FileType::quickTimeMovie, {});
+    writer.addVideoInput(settings);
+    return writer.videoEncoderName();
+}
+
+TEST(EncoderProbe, TellsWorkingEncodersFromOthers) {
+    EXPECT_TRUE(encoderWorks("libx265"));
+    EXPECT_TRUE(encoderWorks("libx264"));
+    EXPECT_FALSE(encoderWorks("no_such_encoder"));
+}
+
+TEST(EncoderChoice, LiveCaptureFallsBackWhereTheTrialSaysSoAndExportsNever) {
+    const TemporaryDirectory directory;
+    const CacheDirectory cache(directory.url());
+    VideoSettings settings = test::smallVideo(320, 180);
+    settings.expectedSourceFrameRate = 10;
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
+    const URL file = directory.file("varnelle/encoders.json");
+    std::string remembered = readFile(file);
+    EXPECT_THAT(remembered, testing::HasSubstr("320x180, 10"));
+
+    // The remembered figure decides, without another trial.
+    const auto figure = remembered.find("\": ") + 3;
+    remembered.replace(figure, remembered.find('\n', figure) - figure, "5.0");
+    writeFileAtomically(file, remembered);
+    std::vector<std::string> lines;
+    const LogObserver observer(LogCategory::capture,
+                               [&lines](const std::string& line) { lines.push_back(line); });
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx264");
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx264");
+    EXPECT_THAT(lines, testing::ElementsAre(testing::HasSubstr("libx264")));
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::export_), "libx265");
+
+    writeFileAtomically(file, "{ damaged");
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
+}
+
+}  // namespace
+}  // namespace varnelle
