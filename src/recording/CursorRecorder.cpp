@@ -1,6 +1,7 @@
 #include "recording/CursorRecorder.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "camera/CursorRecordingFile.h"
@@ -63,14 +64,22 @@ void CursorRecorder::start(CMTime origin) {
 }
 
 void CursorRecorder::stopAndSave() {
-    queue_.sync([this] {
+    // Only this thread keeps the exception; in the queue's result the queue's thread might be its last owner
+    // while a caller still reads its text.
+    std::exception_ptr failure;
+    queue_.sync([this, &failure] {
         samplePosition();
         timer_ = nullptr;
         if (!originHostTime_) return;
         originHostTime_ = std::nullopt;
         recording_.sortSamples();
-        writeCursorRecording(recording_, outputURL_);
+        try {
+            writeCursorRecording(recording_, outputURL_);
+        } catch (...) {
+            failure = std::current_exception();
+        }
     });
+    if (failure) std::rethrow_exception(failure);
 }
 
 void CursorRecorder::stopWithoutSaving() {

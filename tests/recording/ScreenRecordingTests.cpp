@@ -9,11 +9,13 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <random>
 #include <thread>
 
 #include "camera/CursorRecordingFile.h"
+#include "foundation/AtomicFile.h"
 #include "foundation/HostClock.h"
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
@@ -103,6 +105,27 @@ URL onlySession(const URL& temporaryDirectory) {
     return URL(std::filesystem::directory_iterator(sessions.path())->path());
 }
 
+/// All pictures of a movie, decoded by a program that knows nothing of this one, as rows of blue, green, red
+/// bytes. Empty if a picture doesn't decode.
+std::string decodedPictures(const URL& movie, const URL& scratch) {
+    test::ChildProcess decoder({"ffmpeg", "-v", "error", "-xerror", "-i", movie.string(), "-vsync",
+                                "passthrough", "-pix_fmt", "bgr24", "-f", "rawvideo", scratch.string()});
+    return decoder.waitForEnd() == 0 ? readFile(scratch) : std::string();
+}
+
+/// The largest difference of a channel between a place of a decoded picture and a colour.
+int difference(const std::string& pictures, std::size_t picture, int x, int y, std::uint32_t color) {
+    const std::size_t offset =
+        ((picture * kHeight + static_cast<std::size_t>(y)) * kWidth + static_cast<std::size_t>(x)) * 3;
+    int largest = 0;
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        const int shown = static_cast<std::uint8_t>(pictures.at(offset + channel));
+        const int wanted = static_cast<std::uint8_t>(color >> (8 * channel));
+        largest = std::max(largest, std::abs(shown - wanted));
+    }
+    return largest;
+}
+
 class ScreenRecordingTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -160,6 +183,18 @@ TEST_F(ScreenRecordingTest, RecordsWhatChangesAndLastsUntilTheStop) {
     EXPECT_NEAR(track.duration.seconds(), (stoppedAt - liveAt).seconds(), 0.1);
     const StreamStatistics statistics = coordinator.statistics()[StreamKind::screenVideo];
     EXPECT_EQ(statistics.recordedFrames, index.size());
+
+    const std::string pictures = decodedPictures(session->screenRecordingURL, directory.file("pictures"));
+    ASSERT_EQ(pictures.size(), index.size() * kWidth * kHeight * 3);
+    constexpr int kCodingTolerance = 24;
+    for (int y = 16; y < kHeight; y += 32) {
+        for (int x = 16; x < kWidth; x += 32) {
+            EXPECT_LE(difference(pictures, 0, x, y, PatternWindow::cellColor(x, y, 32, 1)), kCodingTolerance)
+                << x << ", " << y;
+        }
+    }
+    EXPECT_LE(difference(pictures, index.size() - 1, 96, 96, 0x10203 * 19), kCodingTolerance)
+        << "the last change";
 
     const CursorRecording cursor = readCursorRecording(*session->cursorRecordingURL);
     EXPECT_EQ(cursor.captureRegion, (CursorCaptureRegion{0, 0, kWidth, kHeight}));
