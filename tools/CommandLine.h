@@ -26,8 +26,8 @@ private:
     std::map<std::string, std::string> options_;
 };
 
-/// Runs a tool: prints `help` if it is asked for or if the number of positional arguments isn't `positionalCount`, and
-/// the sentence of an error that `body` throws. Returns the exit status.
+/// Runs a tool: prints `help` if it is asked for or if the number of positional arguments isn't
+/// `positionalCount`, and the sentence of an error that `body` throws. Returns the exit status.
 int runTool(int argc, char** argv, const std::string& help, std::size_t positionalCount,
             const std::function<int(const CommandLine&)>& body);
 

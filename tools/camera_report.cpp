@@ -43,8 +43,8 @@ Report makeReport(const URL& url) {
     auto cameraRanges = cameraActiveRanges(camera, end, 1.02, 0.14, 2.04);
     auto activityRanges = activityActiveRanges(recording, end, 0.14, 1.2);
     auto proposed = autoZoomAndPanRanges(recording, {{0, duration, 0}}, &camera, end);
-    return {std::move(recording), std::move(camera), std::move(cameraRanges), std::move(activityRanges),
-            std::move(proposed), duration};
+    return {std::move(recording),      std::move(camera),   std::move(cameraRanges),
+            std::move(activityRanges), std::move(proposed), duration};
 }
 
 const char* stateName(CursorWindowMotionState state) {
@@ -63,10 +63,10 @@ void printCSV(const Report& report) {
     fmt::print("kind,time,pointerX,pointerY,visible,state,cameraX,cameraY,zoom\n");
     for (const SmoothingCameraSample& sample : report.camera.samples()) {
         const CursorPointerState pointer = report.recording.pointerState(timeFromSeconds(sample.timeSeconds));
-        fmt::print("sample,{:.4f},{:.5f},{:.5f},{},{},{:.5f},{:.5f},{:.5f}\n", sample.timeSeconds, pointer.position.x,
-                   pointer.position.y, pointer.visibility == CursorVisibility::visible ? 1 : 0,
-                   stateName(sample.motionState), sample.snapshot.focalPoint.x, sample.snapshot.focalPoint.y,
-                   sample.snapshot.zoomScale);
+        fmt::print("sample,{:.4f},{:.5f},{:.5f},{},{},{:.5f},{:.5f},{:.5f}\n", sample.timeSeconds,
+                   pointer.position.x, pointer.position.y,
+                   pointer.visibility == CursorVisibility::visible ? 1 : 0, stateName(sample.motionState),
+                   sample.snapshot.focalPoint.x, sample.snapshot.focalPoint.y, sample.snapshot.zoomScale);
     }
     const auto printRanges = [](const char* kind, const std::vector<CMTimeRange>& ranges) {
         for (const CMTimeRange& range : ranges) {
@@ -84,7 +84,8 @@ public:
     explicit Plot(double duration) : duration_(std::max(duration, 0.001)) {
         svg_ = fmt::format(
             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\" "
-            "font-family=\"sans-serif\" font-size=\"12\">\n<rect width=\"{0}\" height=\"{1}\" fill=\"#fff\"/>\n",
+            "font-family=\"sans-serif\" font-size=\"12\">\n<rect width=\"{0}\" height=\"{1}\" "
+            "fill=\"#fff\"/>\n",
             kWidth, kHeight);
     }
 
@@ -95,21 +96,21 @@ public:
         svg_ += fmt::format("<text x=\"{:.1f}\" y=\"{:.1f}\" fill=\"{}\">{}</text>\n", px, py, color, words);
     }
     void line(double x1, double y1, double x2, double y2, const char* color) {
-        svg_ += fmt::format("<line x1=\"{:.1f}\" y1=\"{:.1f}\" x2=\"{:.1f}\" y2=\"{:.1f}\" stroke=\"{}\"/>\n", x1, y1, x2,
-                            y2, color);
+        svg_ += fmt::format("<line x1=\"{:.1f}\" y1=\"{:.1f}\" x2=\"{:.1f}\" y2=\"{:.1f}\" stroke=\"{}\"/>\n",
+                            x1, y1, x2, y2, color);
     }
     void bars(double top, double height, const std::vector<CMTimeRange>& ranges, const char* color) {
         for (const CMTimeRange& range : ranges) {
             const double left = x(range.start.seconds());
             svg_ += fmt::format(
-                "<rect x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" rx=\"3\" fill=\"{}\"/>\n", left, top,
-                x(range.end().seconds()) - left, height, color);
+                "<rect x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" rx=\"3\" fill=\"{}\"/>\n",
+                left, top, x(range.end().seconds()) - left, height, color);
         }
     }
     /// A curve of values between `low` (at `bottom`) and `high` (at `top`).
     template <typename Value>
-    void curve(const std::vector<SmoothingCameraSample>& samples, double top, double bottom, double low, double high,
-               const char* color, const Value& value) {
+    void curve(const std::vector<SmoothingCameraSample>& samples, double top, double bottom, double low,
+               double high, const char* color, const Value& value) {
         svg_ += fmt::format("<polyline fill=\"none\" stroke=\"{}\" stroke-width=\"1.5\" points=\"", color);
         // A point per pixel is as much as can be seen.
         const std::size_t step = std::max<std::size_t>(1, samples.size() / (2 * kWidth));
@@ -143,12 +144,15 @@ std::string plotted(const Report& report) {
     };
     plot.text(10, 100, "x", "#333");
     plot.curve(samples, 30, 180, 0, 1, "#b0b8c4", [&](const auto& sample) { return pointer(sample).x; });
-    plot.curve(samples, 30, 180, 0, 1, "#2563eb", [](const auto& sample) { return sample.snapshot.focalPoint.x; });
+    plot.curve(samples, 30, 180, 0, 1, "#2563eb",
+               [](const auto& sample) { return sample.snapshot.focalPoint.x; });
     plot.text(10, 270, "y", "#333");
     plot.curve(samples, 200, 350, 0, 1, "#b0b8c4", [&](const auto& sample) { return pointer(sample).y; });
-    plot.curve(samples, 200, 350, 0, 1, "#2563eb", [](const auto& sample) { return sample.snapshot.focalPoint.y; });
+    plot.curve(samples, 200, 350, 0, 1, "#2563eb",
+               [](const auto& sample) { return sample.snapshot.focalPoint.y; });
     plot.text(10, 420, "zoom", "#333");
-    plot.curve(samples, 370, 460, 1, 1.6, "#d9480f", [](const auto& sample) { return sample.snapshot.zoomScale; });
+    plot.curve(samples, 370, 460, 1, 1.6, "#d9480f",
+               [](const auto& sample) { return sample.snapshot.zoomScale; });
     plot.text(10, 489, "camera", "#333");
     plot.bars(478, 14, report.cameraRanges, "#93c5fd");
     plot.text(10, 513, "activity", "#333");
@@ -160,7 +164,8 @@ std::string plotted(const Report& report) {
                              sample.kind == CursorActivityKind::rightMouseDown;
         if (isPress) plot.line(plot.x(sample.timeSeconds), 20, plot.x(sample.timeSeconds), 470, "#f472b6");
     }
-    plot.text(Plot::kLeft, 604, "grey: pointer, blue: camera, orange: zoom 1 to 1.6, pink: presses; seconds across");
+    plot.text(Plot::kLeft, 604,
+              "grey: pointer, blue: camera, orange: zoom 1 to 1.6, pink: presses; seconds across");
     return plot.finished();
 }
 
@@ -173,4 +178,6 @@ int report(const CommandLine& arguments) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return varnelle::runTool(argc, argv, kHelp, 1, report); }
+int main(int argc, char** argv) {
+    return varnelle::runTool(argc, argv, kHelp, 1, report);
+}

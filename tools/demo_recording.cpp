@@ -60,10 +60,12 @@ QCoro::Task<Recorded> record(DesktopPlatform& desktop, double minimumSeconds, st
     const auto live = Clock::now();
     std::atomic<bool> hasEnded = command.empty();
     const std::jthread work([&command, &hasEnded] {
-        if (!command.empty() && std::system(command.c_str()) != 0) std::cerr << "“" << command << "” failed.\n";
+        if (!command.empty() && std::system(command.c_str()) != 0)
+            std::cerr << "“" << command << "” failed.\n";
         hasEnded = true;
     });
-    while (!hasEnded || secondsSince(live) < minimumSeconds) co_await QCoro::sleepFor(std::chrono::milliseconds(50));
+    while (!hasEnded || secondsSince(live) < minimumSeconds)
+        co_await QCoro::sleepFor(std::chrono::milliseconds(50));
     Recorded recorded;
     recorded.session = co_await coordinator.stopRecording();
     recorded.statistics = coordinator.statistics();
@@ -100,8 +102,8 @@ QCoro::Task<double> exportMovie(Project project, URL output) {
     co_return secondsSince(start);
 }
 
-nlohmann::json figures(const Recorded& recorded, const Project& project, const URL& package, const URL& output,
-                       double exportSeconds) {
+nlohmann::json figures(const Recorded& recorded, const Project& project, const URL& package,
+                       const URL& output, double exportSeconds) {
     const MediaAsset movie(output);
     const auto video = movie.tracks(MediaType::video);
     nlohmann::json zoomRanges = nlohmann::json::array();
@@ -122,7 +124,8 @@ nlohmann::json figures(const Recorded& recorded, const Project& project, const U
 
 QCoro::Task<int> demo(CommandLine arguments) {
     const URL output(arguments.positional()[0]);
-    if (output.pathExtension() != "mp4") throw Error("The movie's name “" + output.string() + "” must end in .mp4.");
+    if (output.pathExtension() != "mp4")
+        throw Error("The movie's name “" + output.string() + "” must end in .mp4.");
     const double seconds = CommandLine::number(arguments.option("seconds").value_or("20"), "seconds");
     LinuxDesktop desktop;
     const Recorded recorded = co_await record(desktop, seconds, arguments.option("during").value_or(""));
@@ -142,6 +145,7 @@ QCoro::Task<int> demo(CommandLine arguments) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    return varnelle::runTool(argc, argv, kHelp, 1,
-                             [](const varnelle::CommandLine& arguments) { return varnelle::await(demo(arguments)); });
+    return varnelle::runTool(argc, argv, kHelp, 1, [](const varnelle::CommandLine& arguments) {
+        return varnelle::await(demo(arguments));
+    });
 }

@@ -30,7 +30,8 @@ ExportPreset presetNamed(const std::string& name) {
 
 int exportPackage(const CommandLine& arguments) {
     const URL output(arguments.positional()[1]);
-    if (output.pathExtension() != "mp4") throw Error("The movie's name “" + output.string() + "” must end in .mp4.");
+    if (output.pathExtension() != "mp4")
+        throw Error("The movie's name “" + output.string() + "” must end in .mp4.");
     ExportSettings settings;
     settings.preset = presetNamed(arguments.option("preset").value_or("original"));
     settings.outputDirectory = output.parent();

@@ -50,4 +50,6 @@ int renderFrame(const CommandLine& arguments) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return varnelle::runTool(argc, argv, kHelp, 3, renderFrame); }
+int main(int argc, char** argv) {
+    return varnelle::runTool(argc, argv, kHelp, 3, renderFrame);
+}

@@ -32,11 +32,13 @@ constexpr auto kStep = std::chrono::microseconds(8333);
 class Pointer {
 public:
     Pointer() : connection_(xcb_connect(nullptr, nullptr), xcb_disconnect) {
-        if (xcb_connection_has_error(connection_.get()) != 0) throw Error("The display in $DISPLAY can't be reached.");
+        if (xcb_connection_has_error(connection_.get()) != 0)
+            throw Error("The display in $DISPLAY can't be reached.");
         const auto* setup = xcb_get_setup(connection_.get());
         root_ = xcb_setup_roots_iterator(setup).data->root;
         const std::unique_ptr<xcb_query_pointer_reply_t, decltype(&free)> reply(
-            xcb_query_pointer_reply(connection_.get(), xcb_query_pointer(connection_.get(), root_), nullptr), free);
+            xcb_query_pointer_reply(connection_.get(), xcb_query_pointer(connection_.get(), root_), nullptr),
+            free);
         if (reply) {
             x_ = reply->root_x;
             y_ = reply->root_y;
@@ -67,8 +69,9 @@ public:
 
 private:
     void send(std::uint8_t type, int detail) {
-        xcb_test_fake_input(connection_.get(), type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, root_,
-                            static_cast<std::int16_t>(std::lround(x_)), static_cast<std::int16_t>(std::lround(y_)), 0);
+        xcb_test_fake_input(connection_.get(), type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME,
+                            root_, static_cast<std::int16_t>(std::lround(x_)),
+                            static_cast<std::int16_t>(std::lround(y_)), 0);
         xcb_flush(connection_.get());
     }
 
@@ -114,4 +117,6 @@ int runScript(const CommandLine&) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return varnelle::runTool(argc, argv, kHelp, 0, runScript); }
+int main(int argc, char** argv) {
+    return varnelle::runTool(argc, argv, kHelp, 0, runScript);
+}

@@ -83,7 +83,8 @@ protected:
     static QCoro::Task<RecordingSession> recordWith(RecordingCoordinator& coordinator, LinuxDesktop& desktop,
                                                     std::chrono::milliseconds length) {
         RecordingConfiguration configuration;
-        configuration.source = RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
+        configuration.source =
+            RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
         co_await coordinator.prepareRecording(configuration);
         co_await coordinator.startRecording();
         co_await QCoro::sleepFor(length);
@@ -114,15 +115,19 @@ protected:
             for (int x = kCell / 2; x < kWidth; x += kCell) {
                 if (x > 160 && x < 320 && y > 80 && y < 240) continue;
                 const CGPoint center = onCanvas(screenRect, {static_cast<double>(x), static_cast<double>(y)});
-                const CGPoint reach{0.4 * kCell * screenRect.width() / kWidth, 0.4 * kCell * screenRect.height() / kHeight};
+                // Near enough to the middle that the rounded corners leave it alone.
+                const CGPoint reach{0.25 * kCell * screenRect.width() / kWidth,
+                                    0.25 * kCell * screenRect.height() / kHeight};
                 for (const double dx : {-reach.x, 0.0, reach.x}) {
                     for (const double dy : {-reach.y, 0.0, reach.y}) {
                         const CGPoint at{center.x + dx, center.y + dy};
                         if (at.x < 30 || at.y < 30 || at.x > kWidth - 30 || at.y > kHeight - 30) continue;
                         const auto color = frame.colorAt(at.x, at.y);
                         const std::uint32_t expected = PatternWindow::cellColor(x, y, kCell, 1);
-                        EXPECT_NEAR(color[0], (expected >> 16) & 255U, 14) << when << " red at " << x << ", " << y;
-                        EXPECT_NEAR(color[1], (expected >> 8) & 255U, 14) << when << " green at " << x << ", " << y;
+                        EXPECT_NEAR(color[0], (expected >> 16) & 255U, 14)
+                            << when << " red at " << x << ", " << y;
+                        EXPECT_NEAR(color[1], (expected >> 8) & 255U, 14)
+                            << when << " green at " << x << ", " << y;
                         EXPECT_NEAR(color[2], expected & 255U, 14) << when << " blue at " << x << ", " << y;
                         ++seen;
                     }
@@ -136,7 +141,8 @@ protected:
     static void expectPointer(const DecodedFrame& frame, const CGRect& screenRect, const std::string& when) {
         const CGPoint tip = onCanvas(screenRect, kPointer);
         const double pixelsPerPoint = 3.2 * screenRect.width() / kWidth;
-        // Down the arrow's straight left edge, one point inside it: dark for the 16 points or so that it is long.
+        // Down the arrow's straight left edge, one point inside it: dark for the 16 points or so that it is
+        // long.
         const double column = tip.x + 1.2 * pixelsPerPoint;
         double first = -1;
         double last = -1;
@@ -166,7 +172,8 @@ TEST_F(RecordToMovie, CellsAndPointerAreWhereTheArithmeticPutsThem) {
     look.wallpaperPath = "procedural://gradient/glacier";
     ProjectEditorState state;
     state.currentProject = Project::make(session, recording->duration(), look);
-    state.currentProject.timeline.zoomPanClips = {TimelineZoomPanClip{UUID::random(), test::rangeOfSeconds(1, 3)}};
+    state.currentProject.timeline.zoomPanClips = {
+        TimelineZoomPanClip{UUID::random(), test::rangeOfSeconds(1, 3)}};
     const URL package = writePackage(state, directory_.file("Test.varnelle"));
     const URL url = exported(readPackage(package).currentProject);
 
@@ -174,7 +181,8 @@ TEST_F(RecordToMovie, CellsAndPointerAreWhereTheArithmeticPutsThem) {
     const MediaTrack track = movie->tracks(MediaType::video).front();
     EXPECT_EQ(track.naturalSize, (CGSize{kWidth, kHeight}));
     EXPECT_NEAR(track.nominalFrameRate, 60, 0.01);
-    EXPECT_NEAR(track.duration.seconds(), readPackage(package).currentProject.totalDuration().seconds(), 1.0 / 60);
+    EXPECT_NEAR(track.duration.seconds(), readPackage(package).currentProject.totalDuration().seconds(),
+                1.0 / 60);
     EXPECT_EQ(track.sampleIndex->front().presentationTime, kCMTimeZero);
 
     // A picture of 4 to 3 on a canvas of the same size, 72 pixels inside above and below.
@@ -232,10 +240,12 @@ TEST_F(RecordToMovie, ExportsThatFailSayWhyAndLeaveNothing) {
     EXPECT_NE(failureOf(empty, directory_.url()), "");
     Project shorter = project;
     auto& clips = shorter.timeline.tracks.mutableElements()[0].clips.mutableElements();
-    clips.push_back({UUID::random(), session.screenRecordingURL, test::rangeOfSeconds(0, 0.2), timeFromSeconds(9)});
+    clips.push_back(
+        {UUID::random(), session.screenRecordingURL, test::rangeOfSeconds(0, 0.2), timeFromSeconds(9)});
     EXPECT_NE(failureOf(shorter, directory_.url()), "");
     Project missing = project;
-    missing.timeline.tracks.mutableElements()[0].clips.mutableElements()[0].sourceURL = directory_.file("gone.mov");
+    missing.timeline.tracks.mutableElements()[0].clips.mutableElements()[0].sourceURL =
+        directory_.file("gone.mov");
     EXPECT_NE(failureOf(missing, directory_.url()).find("gone.mov"), std::string::npos);
     Project huge = project;
     huge.recordingSession.renderSize = {60'000, 60'000};
