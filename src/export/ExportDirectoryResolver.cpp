@@ -26,7 +26,7 @@ std::optional<URL> ExportDirectoryResolver::resolveExportDirectory(const URL& pr
         remembered && !remembered->empty()) {
         if (const URL folder(*remembered); isWritableDirectory(folder)) return folder;
     }
-    const auto chosen = choose_(preferred);
+    auto chosen = choose_(preferred);
     if (!chosen || !isWritableDirectory(*chosen)) return std::nullopt;
     defaults_.set(kExportDirectoryBookmarkKey, std::string_view(chosen->string()));
     return chosen;

@@ -115,7 +115,7 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
     assetWriter_->startSession(kCMTimeZero);
 
     const auto tracker = std::make_shared<ProgressTracker>();
-    startProgressTimer(tracker, clampedSeconds(composition.duration), std::move(onProgress));
+    startProgressTimer(tracker, clampedSeconds(composition.duration), onProgress);
     co_await pump(input, tracker);
     progressTimer_.stop();
     throwUnlessComplete();
@@ -156,8 +156,8 @@ QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input,
     co_await pumping;
 }
 
-void ExportEngine::startProgressTimer(std::shared_ptr<ProgressTracker> tracker, double durationSeconds,
-                                      std::function<void(double)> onProgress) {
+void ExportEngine::startProgressTimer(const std::shared_ptr<ProgressTracker>& tracker, double durationSeconds,
+                                      const std::function<void(double)>& onProgress) {
     progressTimer_.disconnect();
     connect(&progressTimer_, &QTimer::timeout, this, [this, tracker, durationSeconds, onProgress] {
         const double share =

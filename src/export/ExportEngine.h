@@ -52,8 +52,8 @@ private:
 
     QCoro::Task<URL> run(Project project, ExportSettings settings, std::function<void(double)> onProgress);
     QCoro::Task<> pump(std::shared_ptr<AssetWriterInput> input, std::shared_ptr<ProgressTracker> tracker);
-    void startProgressTimer(std::shared_ptr<ProgressTracker> tracker, double durationSeconds,
-                            std::function<void(double)> onProgress);
+    void startProgressTimer(const std::shared_ptr<ProgressTracker>& tracker, double durationSeconds,
+                            const std::function<void(double)>& onProgress);
     void throwUnlessComplete() const;
     void cleanUp();
     void setProgress(double progress);

@@ -7,7 +7,7 @@ URL resourceDirectory() {
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
     if (!error) {
-        const URL installed = URL(executable).parent().parent().appending("share/varnelle");
+        URL installed = URL(executable).parent().parent().appending("share/varnelle");
         if (installed.exists()) return installed;
     }
     return URL(VARNELLE_RESOURCE_DIRECTORY);

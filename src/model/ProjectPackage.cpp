@@ -58,9 +58,10 @@ bool liesInside(const URL& file, const URL& directory) {
 }
 
 URL resolveReference(const URL& package, const std::string& reference) {
-    const URL url = package.appending(reference);
+    URL url = package.appending(reference);
+    std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened
     const bool isAsset = !reference.empty() && !std::filesystem::path(reference).is_absolute() &&
-                         std::filesystem::is_regular_file(url.path()) && liesInside(url, package);
+                         std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, package);
     if (!isAsset) throw ProjectPersistenceError::missingAsset(URL("/" + reference).lastPathComponent());
     return url;
 }
@@ -98,7 +99,8 @@ std::vector<std::string> assetNames(const std::vector<URL>& sources) {
         const std::string extension = source.pathExtension().empty() ? "" : "." + source.pathExtension();
         std::string candidate = base + extension;
         for (int n = 2; !used.insert(lowercased(candidate)).second; ++n) {
-            candidate = base + " " + std::to_string(n) + extension;
+            candidate = base;
+            candidate.append(" ").append(std::to_string(n)).append(extension);
         }
         names.push_back(candidate);
     }

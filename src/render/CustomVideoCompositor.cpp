@@ -125,7 +125,7 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     bool isMine = false;
     const auto output = recentFrame(plan, source, promise, isMine);
     if (!isMine) {
-        const VideoFrame frame = output.get();
+        const VideoFrame& frame = output.get();
         if (!frame.isEmpty()) return frame;
         // The thread that was drawing it gave up: it was cancelled, and so is this request, or it failed.
     }

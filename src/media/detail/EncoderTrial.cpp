@@ -91,6 +91,7 @@ VideoFrame livelyPicture(const VideoSettings& settings, int number) {
 
 double measure(const VideoSettings& settings) {
     std::vector<VideoFrame> pictures;
+    pictures.reserve(kDistinctPictures);
     for (int i = 0; i < kDistinctPictures; ++i) pictures.push_back(livelyPicture(settings, i));
     VideoEncoder encoder("libx265", settings);
     const PacketHandler ignore = [](AVPacket&) {};
