@@ -17,7 +17,8 @@ namespace {
 
 /// Something like a screen: flat areas, edges, text-like noise.
 VideoFrame screenPicture(int width, int height) {
-    VideoFrame frame = VideoFrame::allocate(PixelFormat::i420, width, height, ColorDescription::bt709Limited());
+    VideoFrame frame =
+        VideoFrame::allocate(PixelFormat::i420, width, height, ColorDescription::bt709Limited());
     std::mt19937 random(1);
     for (std::size_t p = 0; p < 3; ++p) {
         const int w = p == 0 ? width : width / 2;
@@ -54,8 +55,8 @@ public:
         top_ = static_cast<int>(std::lround(plan.canvas.height - seen.maxY()));
         context_.reset(sws_getContext(sourceWidth_, sourceHeight_, AV_PIX_FMT_YUV420P,
                                       static_cast<int>(std::lround(seen.width())),
-                                      static_cast<int>(std::lround(seen.height())), AV_PIX_FMT_BGRA, SWS_BILINEAR,
-                                      nullptr, nullptr, nullptr));
+                                      static_cast<int>(std::lround(seen.height())), AV_PIX_FMT_BGRA,
+                                      SWS_BILINEAR, nullptr, nullptr, nullptr));
     }
 
     void run() {
@@ -67,8 +68,8 @@ public:
                                 static_cast<int>(source_.plane(1).bytesPerRow),
                                 static_cast<int>(source_.plane(2).bytesPerRow), 0};
         std::uint8_t* outputs[4] = {
-            output_.plane(0).data + top_ * output_.plane(0).bytesPerRow + std::ptrdiff_t{4} * left_, nullptr, nullptr,
-            nullptr};
+            output_.plane(0).data + top_ * output_.plane(0).bytesPerRow + std::ptrdiff_t{4} * left_, nullptr,
+            nullptr, nullptr};
         const int outputStrides[4] = {static_cast<int>(output_.plane(0).bytesPerRow), 0, 0, 0};
         sws_scale(context_.get(), planes, strides, 0, sourceHeight_, outputs, outputStrides);
     }
@@ -109,13 +110,13 @@ FramePlan planOf(CGSize canvas, double zoomProgress) {
 Row frameRow(const std::string& name, CGSize canvas, double zoomProgress, double target) {
     const VideoFrame source = screenPicture(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
     const FramePlan plan = planOf(canvas, zoomProgress);
-    const VideoFrame output = VideoFrame::allocate(PixelFormat::bgra, source.width(), source.height(),
-                                                   ColorDescription::sRGB());
+    const VideoFrame output =
+        VideoFrame::allocate(PixelFormat::bgra, source.width(), source.height(), ColorDescription::sRGB());
     const BitmapView view{output.plane(0).data, output.plane(0).bytesPerRow, output.width(), output.height()};
     FramePainter painter;
     ReferenceScaler reference(source, plan, output);
-    const Medians medians =
-        measureByTurns(60, [&] { painter.paint(plan, source, view); }, [&] { reference.run(); });
+    const Medians medians = measureByTurns(
+        60, [&] { painter.paint(plan, source, view); }, [&] { reference.run(); });
     return {name, medians.ours, medians.theirs, "ms", target};
 }
 

@@ -17,7 +17,8 @@ struct Row {
 
 void print(const Row& row);
 
-/// Milliseconds of each block, run by turns so that whatever else the machine does hits both alike: the medians.
+/// Milliseconds of each block, run by turns so that whatever else the machine does hits both alike: the
+/// medians.
 struct Medians {
     double ours = 0;
     double theirs = 0;

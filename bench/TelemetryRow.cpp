@@ -24,14 +24,17 @@ CursorRecording hourOfTelemetry() {
         const double x = std::round(960 + 800 * std::sin(t * 0.7) * std::cos(t * 0.11)) / 1920;
         const double y = std::round(540 + 450 * std::sin(t * 0.43 + 1)) / 1080;
         recording.movementSamples.push_back({t, x, y, true});
-        if (i % 1000 == 0) recording.activitySamples.push_back({t, CursorActivityKind::leftMouseDown, x, y, true});
-        if (i % 1000 == 12) recording.activitySamples.push_back({t, CursorActivityKind::leftMouseUp, x, y, true});
+        if (i % 1000 == 0)
+            recording.activitySamples.push_back({t, CursorActivityKind::leftMouseDown, x, y, true});
+        if (i % 1000 == 12)
+            recording.activitySamples.push_back({t, CursorActivityKind::leftMouseUp, x, y, true});
     }
     return recording;
 }
 
 Row measure(const std::string& name) {
-    const URL url(std::filesystem::temp_directory_path() / ("varnelle-bench-" + UUID::random().string() + ".json"));
+    const URL url(std::filesystem::temp_directory_path() /
+                  ("varnelle-bench-" + UUID::random().string() + ".json"));
     writeCursorRecording(hourOfTelemetry(), url);
     std::size_t sampleCount = 0;
     const Medians medians = measureByTurns(

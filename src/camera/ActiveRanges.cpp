@@ -41,7 +41,8 @@ std::vector<Span> merged(const std::vector<Span>& spans, const Predicate& joins)
     return kept;
 }
 
-/// Where the activity began that led to the zoom of a sample: a little before the last neutral sample up to it.
+/// Where the activity began that led to the zoom of a sample: a little before the last neutral sample up to
+/// it.
 double activityStart(const std::vector<SmoothingCameraSample>& samples, std::size_t index) {
     while (index > 0 && samples[index].motionState != CursorWindowMotionState::neutral) --index;
     return std::max(samples[index].timeSeconds - kLeadSeconds, 0.0);
@@ -61,7 +62,8 @@ public:
     }
     [[nodiscard]] std::vector<Span> sorted() const {
         std::vector<Span> result = spans_;
-        std::sort(result.begin(), result.end(), [](const Span& a, const Span& b) { return a.start < b.start; });
+        std::sort(result.begin(), result.end(),
+                  [](const Span& a, const Span& b) { return a.start < b.start; });
         return result;
     }
 
@@ -73,8 +75,8 @@ private:
 void collectButtons(const CursorRecording& recording, WindowCollector& windows) {
     for (const CursorActivitySample& sample : recording.activitySamples) {
         if (!sample.isVisible) continue;
-        const bool isPress =
-            sample.kind == CursorActivityKind::leftMouseDown || sample.kind == CursorActivityKind::rightMouseDown;
+        const bool isPress = sample.kind == CursorActivityKind::leftMouseDown ||
+                             sample.kind == CursorActivityKind::rightMouseDown;
         if (isPress) {
             windows.addAround(sample.timeSeconds, 0.85, 0.95);
         } else {
@@ -134,8 +136,8 @@ std::vector<CMTimeRange> cameraActiveRanges(const SmoothingCamera& camera, const
         if (!isZoomed && openStart) close(std::min(sourceEnd, std::max(samples[i].timeSeconds, 0.0)));
     }
     close(sourceEnd);
-    return timeRanges(
-        merged(spans, [mergeGap](const Span& kept, const Span& span) { return span.start - kept.end <= mergeGap; }));
+    return timeRanges(merged(
+        spans, [mergeGap](const Span& kept, const Span& span) { return span.start - kept.end <= mergeGap; }));
 }
 
 std::vector<CMTimeRange> activityActiveRanges(const CursorRecording& recording, const CMTime& duration,

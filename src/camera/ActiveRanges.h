@@ -8,9 +8,9 @@
 
 namespace varnelle {
 
-/// Stretches of source time in which the camera has zoomed beyond a threshold, each begun where the activity began
-/// that caused the zoom. Ranges shorter than `minimumDuration` seconds are dropped, ranges at most `mergeGap` seconds
-/// apart are joined. `duration` is the source's.
+/// Stretches of source time in which the camera has zoomed beyond a threshold, each begun where the activity
+/// began that caused the zoom. Ranges shorter than `minimumDuration` seconds are dropped, ranges at most
+/// `mergeGap` seconds apart are joined. `duration` is the source's.
 std::vector<CMTimeRange> cameraActiveRanges(const SmoothingCamera& camera, const CMTime& duration,
                                             double zoomThreshold, double minimumDuration, double mergeGap);
 

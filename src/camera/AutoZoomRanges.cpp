@@ -47,8 +47,9 @@ std::vector<CMTimeRange> timelineRanges(const std::vector<CMTimeRange>& sourceRa
             const double low = std::max(start, segment.sourceStartSeconds);
             const double high = std::min(segment.sourceStartSeconds + segment.length(), start + duration);
             if (!(high - low > kEpsilon)) continue;
-            result.push_back({timeFromSeconds(segment.timelineStartSeconds + (low - segment.sourceStartSeconds)),
-                              timeFromSeconds(high - low)});
+            result.push_back(
+                {timeFromSeconds(segment.timelineStartSeconds + (low - segment.sourceStartSeconds)),
+                 timeFromSeconds(high - low)});
         }
     }
     return normalizeTimeRanges(std::move(result), minimumDuration);
@@ -74,7 +75,8 @@ std::vector<CMTimeRange> normalizeTimeRanges(std::vector<CMTimeRange> ranges, do
     return merged;
 }
 
-std::vector<CMTimeRange> autoZoomAndPanRanges(const CursorRecording& recording, const std::vector<Segment>& segments,
+std::vector<CMTimeRange> autoZoomAndPanRanges(const CursorRecording& recording,
+                                              const std::vector<Segment>& segments,
                                               const SmoothingCamera* camera, const CMTime& duration) {
     const CMTime sourceEnd = sourceDuration(segments);
     std::vector<CMTimeRange> primary;
@@ -87,8 +89,9 @@ std::vector<CMTimeRange> autoZoomAndPanRanges(const CursorRecording& recording, 
     const bool isMeaningless = timelineSeconds > 0 && primary.size() == 1 &&
                                totalSeconds(primary) / timelineSeconds > kMeaninglessShare;
     if (!isMeaningless) return primary;
-    auto fallback = timelineRanges(
-        activityActiveRanges(recording, sourceEnd, kSourceMinimum, kActivityMergeGap), segments, kTimelineMinimum);
+    auto fallback =
+        timelineRanges(activityActiveRanges(recording, sourceEnd, kSourceMinimum, kActivityMergeGap),
+                       segments, kTimelineMinimum);
     return fallback.empty() ? primary : fallback;
 }
 

@@ -34,7 +34,9 @@ bool isPress(CursorActivityKind kind) {
     return kind == CursorActivityKind::leftMouseDown || kind == CursorActivityKind::rightMouseDown;
 }
 
-double clampedToUnit(double x) { return x > 0 ? std::min(x, 1.0) : 0; }
+double clampedToUnit(double x) {
+    return x > 0 ? std::min(x, 1.0) : 0;
+}
 
 CursorPointerState pointerBetween(const std::vector<CursorMovementSample>& samples, std::size_t index,
                                   double timeSeconds) {
@@ -124,8 +126,8 @@ CursorShape CursorRecording::shape(double timeSeconds) const {
 }
 
 double CursorRecording::lastEventTime() const {
-    return std::max({0.0, lastTime(movementSamples), lastTime(activitySamples), lastTime(windowContextSamples),
-                     lastTime(scrollSamples), lastTime(keyboardSamples)});
+    return std::max({0.0, lastTime(movementSamples), lastTime(activitySamples),
+                     lastTime(windowContextSamples), lastTime(scrollSamples), lastTime(keyboardSamples)});
 }
 
 std::string_view rawString(CursorActivityKind kind) {

@@ -10,8 +10,8 @@
 
 namespace varnelle {
 
-// All times are seconds of source time, counted from the recording's origin. All positions are normalised to the
-// capture region: 0 to 1 across it, origin at the bottom left, y upwards.
+// All times are seconds of source time, counted from the recording's origin. All positions are normalised to
+// the capture region: 0 to 1 across it, origin at the bottom left, y upwards.
 
 /// The recorded area in global screen points, origin at the top left.
 struct CursorCaptureRegion {
@@ -93,9 +93,9 @@ struct CursorPointerState {
     CursorVisibility visibility = CursorVisibility::noData;
 };
 
-/// Everything learned about pointer, buttons, wheel, keyboard and focus during one recording. Each list is sorted by
-/// time; samples of equal times keep their order of arrival. Lookups are a binary search and constant work, allocate
-/// nothing, and may run on several threads at once.
+/// Everything learned about pointer, buttons, wheel, keyboard and focus during one recording. Each list is
+/// sorted by time; samples of equal times keep their order of arrival. Lookups are a binary search and
+/// constant work, allocate nothing, and may run on several threads at once.
 struct CursorRecording {
     CursorCaptureRegion captureRegion;
     std::vector<CursorMovementSample> movementSamples;

@@ -230,9 +230,12 @@ void write(JSONStream& json, const CursorKeyboardActivitySample& sample) {
 
 void write(JSONStream& json, const CursorWindowContextSample& sample) {
     json.text("{");
-    if (sample.activeWindowFrame) json.text("\"activeWindowFrame\":").frame(*sample.activeWindowFrame).text(",");
-    if (sample.focusedElementFrame) json.text("\"focusedElementFrame\":").frame(*sample.focusedElementFrame).text(",");
-    if (sample.focusedElementRole) json.text("\"focusedElementRole\":").string(*sample.focusedElementRole).text(",");
+    if (sample.activeWindowFrame)
+        json.text("\"activeWindowFrame\":").frame(*sample.activeWindowFrame).text(",");
+    if (sample.focusedElementFrame)
+        json.text("\"focusedElementFrame\":").frame(*sample.focusedElementFrame).text(",");
+    if (sample.focusedElementRole)
+        json.text("\"focusedElementRole\":").string(*sample.focusedElementRole).text(",");
     if (sample.keyboardFocusedElementFrame) {
         json.text("\"keyboardFocusedElementFrame\":").frame(*sample.keyboardFocusedElementFrame).text(",");
     }
@@ -258,7 +261,8 @@ void writeList(JSONStream& json, std::string_view key, const std::vector<Sample>
 
 CursorRecording readCursorRecording(const URL& url) {
     const auto fail = [&url](const std::string& reason) {
-        throw CursorRecordingError("The telemetry file “" + url.string() + "” can't be read: " + reason + ".");
+        throw CursorRecordingError("The telemetry file “" + url.string() + "” can't be read: " + reason +
+                                   ".");
     };
     try {
         auto json = simdjson::padded_string::load(url.string());

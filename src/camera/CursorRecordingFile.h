@@ -12,12 +12,12 @@ public:
     using Error::Error;
 };
 
-/// Reads telemetry (JSON) and puts its lists in order. Nothing is taken from a file that is wrong in any place.
-/// Throws `FileError` if it can't be read, `CursorRecordingError` if it doesn't decode.
+/// Reads telemetry (JSON) and puts its lists in order. Nothing is taken from a file that is wrong in any
+/// place. Throws `FileError` if it can't be read, `CursorRecordingError` if it doesn't decode.
 CursorRecording readCursorRecording(const URL& url);
 
-/// Writes telemetry atomically: JSON with sorted keys, numbers in their shortest form that reads back exactly.
-/// Throws `FileError`.
+/// Writes telemetry atomically: JSON with sorted keys, numbers in their shortest form that reads back
+/// exactly. Throws `FileError`.
 void writeCursorRecording(const CursorRecording& recording, const URL& url);
 
 }  // namespace varnelle

@@ -9,13 +9,14 @@ namespace varnelle {
 /// Index of the first sample at or after a time; the count if there is none.
 template <typename Sample>
 std::size_t lowerBound(const std::vector<Sample>& samples, double timeSeconds) {
-    const auto found = std::lower_bound(samples.begin(), samples.end(), timeSeconds,
-                                        [](const Sample& sample, double time) { return sample.timeSeconds < time; });
+    const auto found =
+        std::lower_bound(samples.begin(), samples.end(), timeSeconds,
+                         [](const Sample& sample, double time) { return sample.timeSeconds < time; });
     return static_cast<std::size_t>(found - samples.begin());
 }
 
-/// The two samples that a moment is interpolated between, and its place between them. Before the first sample and
-/// after the last one, and between samples of the same time, `fraction` is 0 and `previous` stands alone.
+/// The two samples that a moment is interpolated between, and its place between them. Before the first sample
+/// and after the last one, and between samples of the same time, `fraction` is 0 and `previous` stands alone.
 template <typename Sample>
 struct Bracket {
     const Sample& previous;

@@ -8,7 +8,8 @@
 
 namespace varnelle {
 
-/// What the user does with the pointer: nothing that can be told, working around one place, or moving elsewhere.
+/// What the user does with the pointer: nothing that can be told, working around one place, or moving
+/// elsewhere.
 enum class CursorWindowMotionState { neutral, hover, travel };
 
 /// A pointer position of the recent past.
@@ -17,8 +18,8 @@ struct CursorWindowPositionSample {
     CGPoint position;  ///< normalised
 };
 
-/// Summary of the pointer's recent path. Distances are in normalised units as they stand: a step across the width
-/// counts the same as one up the height.
+/// Summary of the pointer's recent path. Distances are in normalised units as they stand: a step across the
+/// width counts the same as one up the height.
 struct CursorWindowStatistics {
     CGPoint meanPosition;
     double speed = 0;       ///< path length per second
@@ -27,8 +28,8 @@ struct CursorWindowStatistics {
     std::size_t sampleCount = 0;
 };
 
-/// The sliding window over the pointer's path: the samples of the last `windowSeconds`, oldest first. Kept as columns,
-/// because the statistics are computed anew at each step of the camera.
+/// The sliding window over the pointer's path: the samples of the last `windowSeconds`, oldest first. Kept as
+/// columns, because the statistics are computed anew at each step of the camera.
 class CursorMotionWindow {
 public:
     /// `windowSeconds` at or below 0.2 becomes 0.2.

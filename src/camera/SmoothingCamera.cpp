@@ -59,7 +59,9 @@ double followOutside(double deadZone, double target, double camera) {
     return camera;
 }
 
-double clampedToUnit(double x) { return std::clamp(x, 0.0, 1.0); }
+double clampedToUnit(double x) {
+    return std::clamp(x, 0.0, 1.0);
+}
 
 /// What the events up to the present step say. Consumes each list of the recording once, in order.
 class EventReader {
@@ -123,7 +125,8 @@ private:
             const CursorKeyboardActivitySample& sample = samples[nextKeyboard_];
             if (!sample.isVisible) continue;
             if (sample.kind == CursorKeyboardActivityKind::typing) lastTypingTime_ = sample.timeSeconds;
-            if (sample.kind == CursorKeyboardActivityKind::navigation) lastNavigationTime_ = sample.timeSeconds;
+            if (sample.kind == CursorKeyboardActivityKind::navigation)
+                lastNavigationTime_ = sample.timeSeconds;
             lastKeyboardTime_ = sample.timeSeconds;
         }
     }
@@ -140,8 +143,8 @@ private:
     double lastKeyboardTime_ = kNever;
 };
 
-/// The simulation: springs that chase a goal which is decided anew at each step, with a target that is remembered
-/// between steps so that a short pause in the motion doesn't disturb the picture.
+/// The simulation: springs that chase a goal which is decided anew at each step, with a target that is
+/// remembered between steps so that a short pause in the motion doesn't disturb the picture.
 class Simulation {
 public:
     Simulation(const CursorRecording& recording, double dt, double windowSeconds)
@@ -187,7 +190,8 @@ private:
         }
     }
 
-    /// The camera settles on a target before a click lands there, and a drag always counts as work at one place.
+    /// The camera settles on a target before a click lands there, and a drag always counts as work at one
+    /// place.
     [[nodiscard]] State overriddenByButtons(State state, double t) const {
         if (isVisible_ && (events_.anticipatesPress(t) || events_.isLeftButtonHeld())) return State::hover;
         return state;
@@ -206,15 +210,18 @@ private:
             deadZone = kTravelDeadZone;
         } else if (statistics) {
             const CGPoint mean = statistics->meanPosition;
-            target = {mean.x + (cursor_.x - mean.x) * kAnchorPull, mean.y + (cursor_.y - mean.y) * kAnchorPull};
+            target = {mean.x + (cursor_.x - mean.x) * kAnchorPull,
+                      mean.y + (cursor_.y - mean.y) * kAnchorPull};
         }
-        const Goal goal{{followOutside(deadZone, target.x, x_.value), followOutside(deadZone, target.y, y_.value)},
-                        kMaximumZoom};
+        const Goal goal{
+            {followOutside(deadZone, target.x, x_.value), followOutside(deadZone, target.y, y_.value)},
+            kMaximumZoom};
         commit(goal, t);
         return goal;
     }
 
-    Goal goalAfterKeysAndScroll(Goal goal, const std::optional<CursorWindowStatistics>& statistics, double t) {
+    Goal goalAfterKeysAndScroll(Goal goal, const std::optional<CursorWindowStatistics>& statistics,
+                                double t) {
         const bool isKeyActive = events_.isKeyActive(t);
         const bool isEditActive = events_.isEditActive(t);
         if (isKeyActive || isEditActive) goal = {cursor_, kMaximumZoom};
@@ -270,8 +277,8 @@ private:
 
 }  // namespace
 
-std::vector<SmoothingCameraSample> SmoothingCamera::buildSamples(const CursorRecording& recording, int frameRate,
-                                                                 double windowSeconds) {
+std::vector<SmoothingCameraSample> SmoothingCamera::buildSamples(const CursorRecording& recording,
+                                                                 int frameRate, double windowSeconds) {
     constexpr int lowestRate = 30;
     const double dt = 1.0 / std::max(frameRate, lowestRate);
     const double end = recording.lastEventTime() + dt;

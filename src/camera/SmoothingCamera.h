@@ -12,7 +12,7 @@ namespace varnelle {
 
 /// Where the virtual camera looks, and how far it has zoomed.
 struct SmoothingCameraSnapshot {
-    CGPoint focalPoint;    ///< normalised point of the screen picture that is wished at the centre of the view
+    CGPoint focalPoint;  ///< normalised point of the screen picture that is wished at the centre of the view
     double zoomScale = 1;  ///< relative to the whole canvas, at least 1
     bool operator==(const SmoothingCameraSnapshot&) const = default;
 };
@@ -23,14 +23,14 @@ struct SmoothingCameraSample {
     CursorWindowMotionState motionState = CursorWindowMotionState::neutral;
 };
 
-/// A precomputed camera path over one recording, in source time: a damped spring that chases a target derived from
-/// the telemetry. Immutable and safe to share between threads.
+/// A precomputed camera path over one recording, in source time: a damped spring that chases a target derived
+/// from the telemetry. Immutable and safe to share between threads.
 class SmoothingCamera {
 public:
     explicit SmoothingCamera(std::vector<SmoothingCameraSample> samples) : samples_(std::move(samples)) {}
 
-    /// Computes the path in one pass, `frameRate` samples a second (30 if that is lower), with the motion judged over
-    /// the last `windowSeconds`. Empty if the recording holds no movement.
+    /// Computes the path in one pass, `frameRate` samples a second (30 if that is lower), with the motion
+    /// judged over the last `windowSeconds`. Empty if the recording holds no movement.
     static std::vector<SmoothingCameraSample> buildSamples(const CursorRecording& recording, int frameRate,
                                                            double windowSeconds);
 

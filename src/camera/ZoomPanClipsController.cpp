@@ -9,7 +9,9 @@ namespace {
 constexpr double kShortestTransition = 1.0 / 120;
 
 /// Smootherstep (Perlin): first and second derivatives are zero at both ends.
-double smootherstep(double w) { return w * w * w * (w * (6 * w - 15) + 10); }
+double smootherstep(double w) {
+    return w * w * w * (w * (6 * w - 15) + 10);
+}
 
 }  // namespace
 
@@ -36,9 +38,9 @@ ZoomPanState ZoomPanClipsController::state(const CMTime& timelineTime, double tr
     {
         const std::lock_guard lock(lock_);
         state.revision = revision_;
-        const auto after = std::upper_bound(ranges_.begin(), ranges_.end(), t, [](double time, const ClipRange& r) {
-            return time < r.startSeconds;
-        });
+        const auto after =
+            std::upper_bound(ranges_.begin(), ranges_.end(), t,
+                             [](double time, const ClipRange& r) { return time < r.startSeconds; });
         if (after != ranges_.begin()) range = *(after - 1);
     }
     if (!(t < range.endSeconds)) return state;

@@ -20,8 +20,8 @@ struct ZoomPanState {
     double transitionDuration = 0;  ///< seconds
 };
 
-/// The ranges of the timeline in which the automatic camera acts, which the editor changes while a composition plays.
-/// Safe to share between threads; the lock is held for a copy only.
+/// The ranges of the timeline in which the automatic camera acts, which the editor changes while a
+/// composition plays. Safe to share between threads; the lock is held for a copy only.
 class ZoomPanClipsController {
 public:
     /// In timeline seconds; the end is exclusive.
@@ -35,8 +35,8 @@ public:
 
     void replaceRanges(const std::vector<CMTimeRange>& ranges);
     [[nodiscard]] std::vector<ClipRange> ranges() const;
-    /// State at a moment of timeline time, with ramps of `transitionDuration` seconds (at least 1/120) inside both
-    /// ends of a range.
+    /// State at a moment of timeline time, with ramps of `transitionDuration` seconds (at least 1/120) inside
+    /// both ends of a range.
     [[nodiscard]] ZoomPanState state(const CMTime& timelineTime, double transitionDuration) const;
 
 private:

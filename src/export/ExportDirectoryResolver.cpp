@@ -22,7 +22,8 @@ ExportDirectoryResolver::ExportDirectoryResolver(UserDefaults& defaults, Chooser
 
 std::optional<URL> ExportDirectoryResolver::resolveExportDirectory(const URL& preferred) {
     if (isWritableDirectory(preferred)) return preferred;
-    if (const auto remembered = defaults_.string(kExportDirectoryBookmarkKey); remembered && !remembered->empty()) {
+    if (const auto remembered = defaults_.string(kExportDirectoryBookmarkKey);
+        remembered && !remembered->empty()) {
         if (const URL folder(*remembered); isWritableDirectory(folder)) return folder;
     }
     const auto chosen = choose_(preferred);

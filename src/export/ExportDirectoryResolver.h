@@ -13,8 +13,8 @@ inline constexpr std::string_view kExportDirectoryBookmarkKey = "Varnelle.Export
 /// True if a file can be made in the directory, which is created if need be; found out by making one.
 bool isWritableDirectory(const URL& directory);
 
-/// Finds a folder that exports can be written to: the preferred one, else the one that the user chose before, else
-/// one that the user chooses now, which is remembered. Main thread only.
+/// Finds a folder that exports can be written to: the preferred one, else the one that the user chose before,
+/// else one that the user chooses now, which is remembered. Main thread only.
 class ExportDirectoryResolver {
 public:
     /// Asks the user for a folder, starting from the preferred one; absent if the question is cancelled.

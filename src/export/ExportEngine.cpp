@@ -52,9 +52,13 @@ private:
     double storedSeconds_ = 0;  // guarded by lock_
 };
 
-ExportEngine::ExportEngine() { progressTimer_.setInterval(kProgressInterval); }
+ExportEngine::ExportEngine() {
+    progressTimer_.setInterval(kProgressInterval);
+}
 
-ExportEngine::~ExportEngine() { cancel(); }
+ExportEngine::~ExportEngine() {
+    cancel();
+}
 
 QCoro::Task<> ExportEngine::exportProject(Project project, ExportSettings settings,
                                           std::function<void(double)> onProgress,
@@ -81,17 +85,17 @@ void ExportEngine::cancel() {
     setIsExporting(false);
 }
 
-QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings, std::function<void(double)> onProgress) {
+QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
+                                   std::function<void(double)> onProgress) {
     const int frameRate = exportFrameRate(settings.frameRate.value_or(project.recordingSession.frameRate));
     const auto renderSize = info(settings.preset).targetSize;
-    const CompositionResult composition = co_await resultOn(
-        buildQueue_, [project, renderSize, frameRate] {
-            return VideoCompositor::buildComposition(project, renderSize, frameRate);
-        });
+    const CompositionResult composition = co_await resultOn(buildQueue_, [project, renderSize, frameRate] {
+        return VideoCompositor::buildComposition(project, renderSize, frameRate);
+    });
     if (isCancelled_) throw ExportError::cancelled();
 
-    // The writer keeps the unfinished movie beside the file of that name and puts it in its place at the end, so that
-    // an export that fails doesn't cost the movie that was there.
+    // The writer keeps the unfinished movie beside the file of that name and puts it in its place at the end,
+    // so that an export that fails doesn't cost the movie that was there.
     const URL url = settings.outputURL();
     assetReader_ = std::make_shared<AssetReader>(composition.composition, composition.videoComposition);
     AssetWriter::Options options;
@@ -99,7 +103,8 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings, std
     assetWriter_ = std::make_shared<AssetWriter>(url, FileType::mpeg4, options);
     // Shares the writer's life: the pump may still run while the engine already lets go of the writer.
     const std::shared_ptr<AssetWriterInput> input(
-        assetWriter_, assetWriter_->addVideoInput(videoSettings(composition.renderSize, settings.preset, frameRate)));
+        assetWriter_,
+        assetWriter_->addVideoInput(videoSettings(composition.renderSize, settings.preset, frameRate)));
     if (!assetReader_->startReading() || !assetWriter_->startWriting()) {
         throwUnlessComplete();
         throw ExportError::unknown();
@@ -116,7 +121,8 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings, std
     co_return url;
 }
 
-QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input, std::shared_ptr<ProgressTracker> tracker) {
+QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input,
+                                 std::shared_ptr<ProgressTracker> tracker) {
     co_await futureOf([&](auto done) {
         // The writer may ask once more after the end: only the first end counts.
         const auto hasFinished = std::make_shared<bool>(false);
@@ -128,7 +134,8 @@ QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input, std::s
         input->requestMediaDataWhenReady(
             videoQueue_, [input, tracker, finish, hasFinished, reader = assetReader_, writer = assetWriter_] {
                 while (!*hasFinished) {
-                    if (writer->status() == TransferStatus::failed || writer->status() == TransferStatus::cancelled) {
+                    if (writer->status() == TransferStatus::failed ||
+                        writer->status() == TransferStatus::cancelled) {
                         reader->cancelReading();
                         return finish();
                     }
@@ -147,14 +154,16 @@ void ExportEngine::startProgressTimer(std::shared_ptr<ProgressTracker> tracker, 
                                       std::function<void(double)> onProgress) {
     progressTimer_.disconnect();
     connect(&progressTimer_, &QTimer::timeout, this, [this, tracker, durationSeconds, onProgress] {
-        const double share = durationSeconds > 0 ? std::clamp(tracker->seconds() / durationSeconds, 0.0, 1.0) : 0;
+        const double share =
+            durationSeconds > 0 ? std::clamp(tracker->seconds() / durationSeconds, 0.0, 1.0) : 0;
         setProgress(share);
         if (onProgress) onProgress(share);
     });
     progressTimer_.start();
 }
 
-/// Throws the reader's error, else the writer's, if either has failed, and `cancelled` if either was cancelled.
+/// Throws the reader's error, else the writer's, if either has failed, and `cancelled` if either was
+/// cancelled.
 void ExportEngine::throwUnlessComplete() const {
     if (isCancelled_) throw ExportError::cancelled();
     const bool readerFailed = assetReader_->status() == TransferStatus::failed;
@@ -164,7 +173,8 @@ void ExportEngine::throwUnlessComplete() const {
         if (assetWriter_->error()) std::rethrow_exception(assetWriter_->error());
         throw ExportError::unknown();
     }
-    if (assetReader_->status() == TransferStatus::cancelled || assetWriter_->status() == TransferStatus::cancelled) {
+    if (assetReader_->status() == TransferStatus::cancelled ||
+        assetWriter_->status() == TransferStatus::cancelled) {
         throw ExportError::cancelled();
     }
 }

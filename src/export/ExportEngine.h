@@ -16,8 +16,9 @@
 
 namespace varnelle {
 
-/// Turns a project into a movie file: pulls its composition frame by frame through the renderer into a writer, faster
-/// than real time. One export at a time. Lives on the Qt main thread; the pumping runs on queues of its own.
+/// Turns a project into a movie file: pulls its composition frame by frame through the renderer into a
+/// writer, faster than real time. One export at a time. Lives on the Qt main thread; the pumping runs on
+/// queues of its own.
 class ExportEngine final : public QObject {
     Q_OBJECT
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
@@ -30,10 +31,11 @@ public:
     ExportEngine();
     ~ExportEngine() override;
 
-    /// Exports; a movie of the same name is replaced once the new one is complete. `onProgress` is called ten times a
-    /// second with 0 to 1, `onComplete` exactly once: errors are `VideoCompositorError`, `MediaError`, `ExportError`.
-    /// The engine must outlive the task.
-    QCoro::Task<> exportProject(Project project, ExportSettings settings, std::function<void(double)> onProgress,
+    /// Exports; a movie of the same name is replaced once the new one is complete. `onProgress` is called ten
+    /// times a second with 0 to 1, `onComplete` exactly once: errors are `VideoCompositorError`,
+    /// `MediaError`, `ExportError`. The engine must outlive the task.
+    QCoro::Task<> exportProject(Project project, ExportSettings settings,
+                                std::function<void(double)> onProgress,
                                 std::function<void(Result)> onComplete);
     /// Ends a running export; `onComplete` then reports `ExportError` (`cancelled`), and no file is left.
     void cancel();

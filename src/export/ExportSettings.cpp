@@ -29,18 +29,23 @@ std::string lowercased(std::string text) {
 
 const std::array<ExportPresetInfo, 6>& exportPresets() {
     static const std::array<ExportPresetInfo, 6> presets{{
-        {ExportPreset::original, "original", "Original", "Original Resolution", std::nullopt, 0, std::nullopt},
+        {ExportPreset::original, "original", "Original", "Original Resolution", std::nullopt, 0,
+         std::nullopt},
         {ExportPreset::mac5K, "mac5K", "5K (5120×2880)", "5K Retina", CGSize{5120, 2880}, 5110, 60'000'000},
         {ExportPreset::uhd4K, "uhd4K", "4K (3840×2160)", "Ultra HD", CGSize{3840, 2160}, 3830, 40'000'000},
-        {ExportPreset::qhd1440p, "qhd1440p", "1440p (2560×1440)", "Quad HD", CGSize{2560, 1440}, 2550, 24'000'000},
+        {ExportPreset::qhd1440p, "qhd1440p", "1440p (2560×1440)", "Quad HD", CGSize{2560, 1440}, 2550,
+         24'000'000},
         {ExportPreset::fullHD, "fullHD", "1080p (1920×1080)", "High Definition", CGSize{1920, 1080}, 1910,
          12'000'000},
-        {ExportPreset::hd720p, "hd720p", "720p (1280×720)", "Standard HD", CGSize{1280, 720}, 1270, 6'000'000},
+        {ExportPreset::hd720p, "hd720p", "720p (1280×720)", "Standard HD", CGSize{1280, 720}, 1270,
+         6'000'000},
     }};
     return presets;
 }
 
-const ExportPresetInfo& info(ExportPreset preset) { return exportPresets().at(static_cast<std::size_t>(preset)); }
+const ExportPresetInfo& info(ExportPreset preset) {
+    return exportPresets().at(static_cast<std::size_t>(preset));
+}
 
 std::vector<ExportPreset> availablePresets(double widthPixels, double heightPixels) {
     const double longSide = std::max(widthPixels, heightPixels);
@@ -77,11 +82,13 @@ URL defaultMoviesDirectory() {
     return existsOrCanBeMade(atHome) ? atHome : temporaryDirectory();
 }
 
-int exportFrameRate(int wantedFrameRate) { return wantedFrameRate > 49 ? 60 : 30; }
+int exportFrameRate(int wantedFrameRate) {
+    return wantedFrameRate > 49 ? 60 : 30;
+}
 
 URL ExportSettings::outputURL() const {
-    const std::string name =
-        customFilename.value_or("Varnelle_" + QDateTime::currentDateTime().toString("yyyy-MM-dd_HH-mm-ss").toStdString());
+    const std::string name = customFilename.value_or(
+        "Varnelle_" + QDateTime::currentDateTime().toString("yyyy-MM-dd_HH-mm-ss").toStdString());
     return outputDirectory.appending(name + "." + std::string(kMovieExtension));
 }
 

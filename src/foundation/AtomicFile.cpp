@@ -61,7 +61,8 @@ void flushToDisk(const URL& url) {
 }
 
 std::string readFile(const URL& url) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(url.string().c_str(), "rbe"), std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(url.string().c_str(), "rbe"),
+                                                               std::fclose);
     if (!file) throw FileError("Reading", url.string(), errno);
     std::string bytes;
     std::array<char, 65536> chunk{};

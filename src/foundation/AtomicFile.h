@@ -9,9 +9,9 @@
 
 namespace varnelle {
 
-/// A file that appears whole or not at all: bytes go to a hidden file beside the destination, `commit` flushes them to
-/// the disk and renames them over it. Destroyed without a commit it leaves nothing behind and the old file as it was.
-/// For one thread at a time.
+/// A file that appears whole or not at all: bytes go to a hidden file beside the destination, `commit`
+/// flushes them to the disk and renames them over it. Destroyed without a commit it leaves nothing behind and
+/// the old file as it was. For one thread at a time.
 class AtomicFile {
 public:
     /// Throws `FileError` if the directory can't be written to.

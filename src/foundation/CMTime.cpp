@@ -12,7 +12,9 @@ __extension__ using Int128 = __int128;
 constexpr Int128 kMaxTimescale = std::numeric_limits<std::int32_t>::max();
 constexpr Int128 kMaxValue = std::numeric_limits<std::int64_t>::max();
 
-Int128 magnitude(Int128 x) { return x < 0 ? -x : x; }
+Int128 magnitude(Int128 x) {
+    return x < 0 ? -x : x;
+}
 
 Int128 greatestCommonDivisor(Int128 a, Int128 b) {
     while (b != 0) {
@@ -29,14 +31,14 @@ Int128 divideRounded(Int128 numerator, Int128 denominator) {
     return numerator < 0 ? -((-numerator + half) / denominator) : (numerator + half) / denominator;
 }
 
-/// The time numerator / denominator in `preferredTimescale` if that is exact, else in the reduced timescale if it
-/// fits, else rounded to the finest timescale that holds it.
+/// The time numerator / denominator in `preferredTimescale` if that is exact, else in the reduced timescale
+/// if it fits, else rounded to the finest timescale that holds it.
 CMTime fromFraction(Int128 numerator, Int128 denominator, Int128 preferredTimescale) {
     if ((numerator * preferredTimescale) % denominator == 0) {
         const Int128 value = numerator * preferredTimescale / denominator;
         if (magnitude(value) <= kMaxValue) {
-            return {static_cast<std::int64_t>(value), static_cast<std::int32_t>(preferredTimescale), CMTime::valid,
-                    0};
+            return {static_cast<std::int64_t>(value), static_cast<std::int32_t>(preferredTimescale),
+                    CMTime::valid, 0};
         }
     }
     const Int128 divisor = greatestCommonDivisor(magnitude(numerator), denominator);
@@ -121,11 +123,17 @@ CMTime CMTime::converted(std::int32_t newTimescale) const {
     return result;
 }
 
-CMTime operator+(const CMTime& a, const CMTime& b) { return combine(a, b, 1); }
+CMTime operator+(const CMTime& a, const CMTime& b) {
+    return combine(a, b, 1);
+}
 
-CMTime operator-(const CMTime& a, const CMTime& b) { return combine(a, b, -1); }
+CMTime operator-(const CMTime& a, const CMTime& b) {
+    return combine(a, b, -1);
+}
 
-bool operator==(const CMTime& a, const CMTime& b) { return (a <=> b) == std::strong_ordering::equal; }
+bool operator==(const CMTime& a, const CMTime& b) {
+    return (a <=> b) == std::strong_ordering::equal;
+}
 
 std::strong_ordering operator<=>(const CMTime& a, const CMTime& b) {
     if (rank(a) != rank(b)) return rank(a) <=> rank(b);

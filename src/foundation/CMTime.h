@@ -7,9 +7,9 @@ namespace varnelle {
 
 /// Rational time: `value / timescale` seconds, or one of the states invalid, indefinite, positive infinity.
 ///
-/// Sums and comparisons are exact: intermediates have 128 bits, and a sum is rounded only where no 32-bit timescale
-/// can hold it (it then carries the flag `hasBeenRounded`). Comparison is numeric, so 1/2 equals 300/600. Across
-/// states the order is: invalid, numbers, indefinite, positive infinity.
+/// Sums and comparisons are exact: intermediates have 128 bits, and a sum is rounded only where no 32-bit
+/// timescale can hold it (it then carries the flag `hasBeenRounded`). Comparison is numeric, so 1/2 equals
+/// 300/600. Across states the order is: invalid, numbers, indefinite, positive infinity.
 struct CMTime {
     enum Flags : std::uint32_t {
         valid = 1U << 0,
@@ -33,7 +33,9 @@ struct CMTime {
     [[nodiscard]] bool isIndefinite() const { return isValid() && (flags & indefinite) != 0; }
     [[nodiscard]] bool isPositiveInfinity() const { return isValid() && (flags & positiveInfinity) != 0; }
     /// A finite number.
-    [[nodiscard]] bool isNumeric() const { return isValid() && (flags & (positiveInfinity | indefinite)) == 0; }
+    [[nodiscard]] bool isNumeric() const {
+        return isValid() && (flags & (positiveInfinity | indefinite)) == 0;
+    }
 
     /// Seconds as the nearest double; not-a-number for invalid and indefinite times, infinity for infinity.
     [[nodiscard]] double seconds() const;

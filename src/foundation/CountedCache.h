@@ -9,8 +9,8 @@
 
 namespace varnelle {
 
-/// A cache bounded by its number of entries: the one used least recently goes first. Safe to share between threads;
-/// values are copied out, so keep them cheap to copy (a shared pointer).
+/// A cache bounded by its number of entries: the one used least recently goes first. Safe to share between
+/// threads; values are copied out, so keep them cheap to copy (a shared pointer).
 template <typename Key, typename Value>
 class CountedCache {
 public:

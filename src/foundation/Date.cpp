@@ -40,8 +40,8 @@ std::string Date::iso8601() const {
     const std::chrono::year_month_day date(day);
     const std::chrono::hh_mm_ss time(moment - day);
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", static_cast<int>(date.year()),
-                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), time.hours().count(),
-                       time.minutes().count(), time.seconds().count());
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                       time.hours().count(), time.minutes().count(), time.seconds().count());
 }
 
 }  // namespace varnelle

@@ -5,8 +5,8 @@
 
 namespace varnelle {
 
-/// Base of every error that the program throws on purpose. `what()` is a sentence for the user that names the file
-/// or the thing that it is about.
+/// Base of every error that the program throws on purpose. `what()` is a sentence for the user that names the
+/// file or the thing that it is about.
 class Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

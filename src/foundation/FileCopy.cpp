@@ -39,7 +39,8 @@ int copyThroughMemory(int source, int destination) {
         if (count < 0) return errno;
         if (count == 0) return 0;
         for (ssize_t written = 0; written < count;) {
-            const ssize_t result = write(destination, chunk.data() + written, static_cast<size_t>(count - written));
+            const ssize_t result =
+                write(destination, chunk.data() + written, static_cast<size_t>(count - written));
             if (result < 0 && errno == EINTR) continue;
             if (result < 0) return errno;
             written += result;
@@ -95,8 +96,10 @@ void replaceItem(const URL& destination, const URL& replacement) {
         return;
     }
     if (errno != EINVAL && errno != ENOSYS) throw FileError("Replacing", to, errno);
-    // A file system that can't exchange: the old item steps aside and comes back if the new one can't take its place.
-    const URL aside = destination.parent().appending("." + destination.lastPathComponent() + "-" + UUID::random().string());
+    // A file system that can't exchange: the old item steps aside and comes back if the new one can't take
+    // its place.
+    const URL aside =
+        destination.parent().appending("." + destination.lastPathComponent() + "-" + UUID::random().string());
     if (std::rename(to.c_str(), aside.string().c_str()) != 0) throw FileError("Replacing", to, errno);
     if (std::rename(from.c_str(), to.c_str()) != 0) {
         const int error = errno;

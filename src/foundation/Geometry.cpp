@@ -40,8 +40,9 @@ CGPoint CGAffineTransform::apply(CGPoint point) const {
 }
 
 CGRect CGAffineTransform::apply(const CGRect& rect) const {
-    const std::array corners = {apply(CGPoint{rect.minX(), rect.minY()}), apply(CGPoint{rect.maxX(), rect.minY()}),
-                                apply(CGPoint{rect.minX(), rect.maxY()}), apply(CGPoint{rect.maxX(), rect.maxY()})};
+    const std::array corners = {
+        apply(CGPoint{rect.minX(), rect.minY()}), apply(CGPoint{rect.maxX(), rect.minY()}),
+        apply(CGPoint{rect.minX(), rect.maxY()}), apply(CGPoint{rect.maxX(), rect.maxY()})};
     CGPoint low = corners[0];
     CGPoint high = corners[0];
     for (const CGPoint& corner : corners) {

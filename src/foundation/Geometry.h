@@ -2,8 +2,8 @@
 
 namespace varnelle {
 
-/// Double-precision geometry values. Which way y grows, and whether a unit is a point or a pixel, is said where a
-/// value is used.
+/// Double-precision geometry values. Which way y grows, and whether a unit is a point or a pixel, is said
+/// where a value is used.
 struct CGPoint {
     double x = 0;
     double y = 0;

@@ -10,6 +10,8 @@ CMTime hostTimeNow() {
     return hostTimeFromNanoseconds(std::int64_t{now.tv_sec} * kHostTimescale + now.tv_nsec);
 }
 
-CMTime hostTimeFromNanoseconds(std::int64_t nanoseconds) { return CMTime::make(nanoseconds, kHostTimescale); }
+CMTime hostTimeFromNanoseconds(std::int64_t nanoseconds) {
+    return CMTime::make(nanoseconds, kHostTimescale);
+}
 
 }  // namespace varnelle

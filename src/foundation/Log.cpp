@@ -29,7 +29,8 @@ Channel& channel(LogCategory category) {
 
 class CallbackSink final : public spdlog::sinks::base_sink<std::mutex> {
 public:
-    explicit CallbackSink(std::function<void(const std::string&)> onMessage) : onMessage_(std::move(onMessage)) {}
+    explicit CallbackSink(std::function<void(const std::string&)> onMessage)
+        : onMessage_(std::move(onMessage)) {}
 
 private:
     void sink_it_(const spdlog::details::log_msg& message) override {
@@ -42,13 +43,17 @@ private:
 
 }  // namespace
 
-spdlog::logger& logger(LogCategory category) { return channel(category).logger; }
+spdlog::logger& logger(LogCategory category) {
+    return channel(category).logger;
+}
 
 LogObserver::LogObserver(LogCategory category, std::function<void(const std::string&)> onMessage)
     : category_(category), sink_(std::make_shared<CallbackSink>(std::move(onMessage))) {
     channel(category_).sinks->add_sink(sink_);
 }
 
-LogObserver::~LogObserver() { channel(category_).sinks->remove_sink(sink_); }
+LogObserver::~LogObserver() {
+    channel(category_).sinks->remove_sink(sink_);
+}
 
 }  // namespace varnelle

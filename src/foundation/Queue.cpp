@@ -43,7 +43,9 @@ void Queue::async(std::function<void()> block) {
     wakeUp_.notify_one();
 }
 
-bool Queue::isCurrent() const { return currentQueue == this; }
+bool Queue::isCurrent() const {
+    return currentQueue == this;
+}
 
 void Queue::run() {
     pthread_setname_np(pthread_self(), threadName(label_).c_str());
@@ -61,6 +63,8 @@ void Queue::run() {
     }
 }
 
-void SerialQueue::assertNotCurrent() const { assert(!isCurrent() && "sync on the current queue never returns"); }
+void SerialQueue::assertNotCurrent() const {
+    assert(!isCurrent() && "sync on the current queue never returns");
+}
 
 }  // namespace varnelle

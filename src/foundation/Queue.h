@@ -16,8 +16,8 @@
 namespace varnelle {
 
 /// A dispatch queue: blocks run in the order of arrival on threads of the queue's own, up to `width` at once.
-/// `async` may be called on any thread. Destruction runs what is still waiting, then joins; a queue must not be
-/// destroyed by one of its own blocks. A block must not throw.
+/// `async` may be called on any thread. Destruction runs what is still waiting, then joins; a queue must not
+/// be destroyed by one of its own blocks. A block must not throw.
 class Queue {
 public:
     /// `label` is a reverse-domain name; its tail becomes the threads' name.
@@ -47,8 +47,8 @@ class SerialQueue : public Queue {
 public:
     explicit SerialQueue(std::string label) : Queue(std::move(label), 1) {}
 
-    /// Runs a block on the queue, waits for it and hands on its result or exception. Called on the queue itself it
-    /// would wait for ever, so it asserts that it isn't.
+    /// Runs a block on the queue, waits for it and hands on its result or exception. Called on the queue
+    /// itself it would wait for ever, so it asserts that it isn't.
     template <typename Block>
     std::invoke_result_t<Block> sync(Block&& block) {
         assertNotCurrent();

@@ -2,8 +2,8 @@
 
 namespace varnelle {
 
-RepeatingTimer::RepeatingTimer(Queue& queue, std::chrono::nanoseconds firstDelay, std::chrono::nanoseconds interval,
-                               std::function<void()> handler)
+RepeatingTimer::RepeatingTimer(Queue& queue, std::chrono::nanoseconds firstDelay,
+                               std::chrono::nanoseconds interval, std::function<void()> handler)
     : queue_(queue), tick_(std::make_shared<Tick>()) {
     tick_->handler = std::move(handler);
     thread_ = std::thread([this, firstDelay, interval] { run(firstDelay, interval); });

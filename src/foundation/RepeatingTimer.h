@@ -12,11 +12,12 @@
 
 namespace varnelle {
 
-/// Calls a handler on a queue at a fixed rate. Deadlines are absolute, so the rate doesn't drift; a tick that comes
-/// while the one before it still waits for the queue is left out.
+/// Calls a handler on a queue at a fixed rate. Deadlines are absolute, so the rate doesn't drift; a tick that
+/// comes while the one before it still waits for the queue is left out.
 ///
-/// Destruction ends the timer without waiting for the queue: no handler starts afterwards if the timer is destroyed
-/// on its queue, and one may still be running if it is destroyed elsewhere. The queue must outlive the timer.
+/// Destruction ends the timer without waiting for the queue: no handler starts afterwards if the timer is
+/// destroyed on its queue, and one may still be running if it is destroyed elsewhere. The queue must outlive
+/// the timer.
 class RepeatingTimer {
 public:
     RepeatingTimer(Queue& queue, std::chrono::nanoseconds firstDelay, std::chrono::nanoseconds interval,

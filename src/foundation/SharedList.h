@@ -8,15 +8,18 @@
 
 namespace varnelle {
 
-/// A list with value semantics whose copies share their storage until one of them is changed (copy on write), so that
-/// a snapshot of a document costs references only. Reading copies from several threads is safe; changing one isn't.
+/// A list with value semantics whose copies share their storage until one of them is changed (copy on write),
+/// so that a snapshot of a document costs references only. Reading copies from several threads is safe;
+/// changing one isn't.
 template <typename Element>
 class SharedList {
 public:
     SharedList() = default;
     SharedList(std::initializer_list<Element> elements) : SharedList(std::vector<Element>(elements)) {}
-    SharedList(std::vector<Element> elements)  // NOLINT(google-explicit-constructor): a list is a vector by value
-        : storage_(elements.empty() ? nullptr : std::make_shared<std::vector<Element>>(std::move(elements))) {}
+    SharedList(
+        std::vector<Element> elements)  // NOLINT(google-explicit-constructor): a list is a vector by value
+        : storage_(elements.empty() ? nullptr : std::make_shared<std::vector<Element>>(std::move(elements))) {
+    }
 
     [[nodiscard]] const std::vector<Element>& elements() const {
         static const std::vector<Element> none;

@@ -16,7 +16,9 @@ std::string URL::pathExtension() const {
     return extension.empty() ? extension : extension.substr(1);
 }
 
-URL URL::appending(std::string_view component) const { return URL(path_ / component); }
+URL URL::appending(std::string_view component) const {
+    return URL(path_ / component);
+}
 
 bool URL::exists() const {
     std::error_code ignored;

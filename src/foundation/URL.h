@@ -33,7 +33,8 @@ private:
     std::filesystem::path path_;
 };
 
-/// Where recordings are kept while they are not saved: `$TMPDIR` if set, else /var/tmp, because /tmp is often memory.
+/// Where recordings are kept while they are not saved: `$TMPDIR` if set, else /var/tmp, because /tmp is often
+/// memory.
 URL temporaryDirectory();
 /// `$HOME`, else the home directory of the password file.
 URL homeDirectory();

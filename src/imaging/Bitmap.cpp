@@ -28,9 +28,9 @@ Bitmap::Bitmap(int widthPixels, int heightPixels) {
 }
 
 void fill(const BitmapView& bitmap, const Color& color) {
-    const std::uint8_t pixel[4] = {premultipliedByte(color.blue, color.alpha),
-                                   premultipliedByte(color.green, color.alpha),
-                                   premultipliedByte(color.red, color.alpha), premultipliedByte(1, color.alpha)};
+    const std::uint8_t pixel[4] = {
+        premultipliedByte(color.blue, color.alpha), premultipliedByte(color.green, color.alpha),
+        premultipliedByte(color.red, color.alpha), premultipliedByte(1, color.alpha)};
     for (int y = 0; y < bitmap.height; ++y) {
         for (int x = 0; x < bitmap.width; ++x) std::memcpy(bitmap.pixel(x, y), pixel, sizeof(pixel));
     }

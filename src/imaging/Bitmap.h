@@ -17,8 +17,8 @@ struct BitmapView {
     [[nodiscard]] std::uint8_t* pixel(int x, int y) const { return row(y) + std::ptrdiff_t{4} * x; }
 };
 
-/// A picture with storage of its own, in the layout of `BitmapView`, rows aligned to 64 bytes. Copies share the
-/// storage.
+/// A picture with storage of its own, in the layout of `BitmapView`, rows aligned to 64 bytes. Copies share
+/// the storage.
 class Bitmap {
 public:
     Bitmap() = default;

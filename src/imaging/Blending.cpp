@@ -4,7 +4,9 @@ namespace varnelle {
 namespace {
 
 /// x / 255, rounded, for 0 to 255 * 255.
-std::uint8_t dividedBy255(unsigned x) { return static_cast<std::uint8_t>((x + 128 + ((x + 128) >> 8)) >> 8); }
+std::uint8_t dividedBy255(unsigned x) {
+    return static_cast<std::uint8_t>((x + 128 + ((x + 128) >> 8)) >> 8);
+}
 
 }  // namespace
 

@@ -8,7 +8,8 @@
 namespace varnelle {
 namespace {
 
-/// Blurs wider than this many pixels run on a reduced picture; they leave nothing that the reduction could lose.
+/// Blurs wider than this many pixels run on a reduced picture; they leave nothing that the reduction could
+/// lose.
 constexpr double kLargestDirectSigma = 8;
 
 using Components = std::array<float, 4>;  // premultiplied red, green, blue, alpha
@@ -123,7 +124,8 @@ FloatImage enlarged(const FloatImage& image, int factor, int width, int height) 
 
 /// Uniform noise of 0 to 1 from a pixel's place (the finaliser of MurmurHash3).
 float noiseAt(int x, int y) {
-    std::uint32_t h = static_cast<std::uint32_t>(x) * 0x9E3779B1U ^ (static_cast<std::uint32_t>(y) * 0x85EBCA77U);
+    std::uint32_t h =
+        static_cast<std::uint32_t>(x) * 0x9E3779B1U ^ (static_cast<std::uint32_t>(y) * 0x85EBCA77U);
     h ^= h >> 16;
     h *= 0x85EBCA6BU;
     h ^= h >> 13;
@@ -167,13 +169,14 @@ void paintLinearGradient(FloatImage& image, CGPoint point0, const Color& color0,
         for (int x = 0; x < image.width(); ++x) {
             const double along = ((x + 0.5 - point0.x) * dx + (fromBottom - point0.y) * dy) / lengthSquared;
             const auto f = static_cast<float>(std::clamp(along, 0.0, 1.0));
-            for (std::size_t k = 0; k < 3; ++k) image.row(y)[3 * x + static_cast<int>(k)] = a[k] + f * (b[k] - a[k]);
+            for (std::size_t k = 0; k < 3; ++k)
+                image.row(y)[3 * x + static_cast<int>(k)] = a[k] + f * (b[k] - a[k]);
         }
     }
 }
 
-void blendRadialGradient(FloatImage& image, CGPoint center, double radius0, const Color& color0, double radius1,
-                         const Color& color1, BlendMode mode) {
+void blendRadialGradient(FloatImage& image, CGPoint center, double radius0, const Color& color0,
+                         double radius1, const Color& color1, BlendMode mode) {
     const Components a = premultiplied(color0);
     const Components b = premultiplied(color1);
     const double span = std::max(radius1 - radius0, 1e-9);

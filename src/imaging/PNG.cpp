@@ -14,8 +14,8 @@ namespace {
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 
 [[noreturn]] void fail(const char* what, const URL& url, cairo_status_t status) {
-    throw Error(std::string(what) + " the picture “" + url.string() + "” failed: " + cairo_status_to_string(status) +
-                ".");
+    throw Error(std::string(what) + " the picture “" + url.string() +
+                "” failed: " + cairo_status_to_string(status) + ".");
 }
 
 cairo_status_t appendBytes(void* bytes, const unsigned char* data, unsigned int length) {
@@ -25,7 +25,8 @@ cairo_status_t appendBytes(void* bytes, const unsigned char* data, unsigned int 
 
 }  // namespace
 
-// Cairo's 32-bit formats hold native-endian pixels, which on every machine the program runs on is BGRA in memory.
+// Cairo's 32-bit formats hold native-endian pixels, which on every machine the program runs on is BGRA in
+// memory.
 
 Bitmap readPNG(const URL& url) {
     const Surface file(cairo_image_surface_create_from_png(url.string().c_str()), cairo_surface_destroy);
@@ -38,8 +39,8 @@ Bitmap readPNG(const URL& url) {
     Bitmap bitmap(width, height);
     cairo_surface_flush(file.get());
     for (int y = 0; y < height; ++y) {
-        const unsigned char* row =
-            cairo_image_surface_get_data(file.get()) + std::ptrdiff_t{y} * cairo_image_surface_get_stride(file.get());
+        const unsigned char* row = cairo_image_surface_get_data(file.get()) +
+                                   std::ptrdiff_t{y} * cairo_image_surface_get_stride(file.get());
         std::memcpy(bitmap.view().row(y), row, static_cast<std::size_t>(width) * 4);
         for (int x = 0; x < width && !hasAlpha; ++x) bitmap.view().pixel(x, y)[3] = 255;
     }

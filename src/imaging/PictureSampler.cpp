@@ -42,9 +42,12 @@ int reductionFactor(double samplesPerPixel) {
     return std::max(1, static_cast<int>(std::ceil(samplesPerPixel / 2 - 1e-9)));
 }
 
-int dividedUp(int a, int b) { return (a + b - 1) / b; }
+int dividedUp(int a, int b) {
+    return (a + b - 1) / b;
+}
 
-ColumnGroups columnGroups(double samplesPerPixel, double left, int firstColumn, int columnCount, int sampleCount) {
+ColumnGroups columnGroups(double samplesPerPixel, double left, int firstColumn, int columnCount,
+                          int sampleCount) {
     ColumnGroups groups;
     const int groupCount = dividedUp(columnCount, kGroupSize);
     const auto bytes = static_cast<std::size_t>(groupCount) * kWindowBytes;
@@ -98,13 +101,14 @@ PictureSampler::PictureSampler(const PlanarPicture& picture, const CGRect& desti
             addComponent(picture.planes[1], 1, 2, halfWidth, halfHeight, 2);
             break;
         case PlanarPicture::Layout::bgra:
-            for (int i = 0; i < 3; ++i) addComponent(picture.planes[0], i, 4, picture.width, picture.height, 1);
+            for (int i = 0; i < 3; ++i)
+                addComponent(picture.planes[0], i, 4, picture.width, picture.height, 1);
             break;
     }
 }
 
-void PictureSampler::addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride, int width,
-                                  int height, int subsampling) {
+void PictureSampler::addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride,
+                                  int width, int height, int subsampling) {
     const double samplesPerColumn = picture_.width / destination_.width() / subsampling;
     const double samplesPerRow = picture_.height / destination_.height() / subsampling;
     Component component;
@@ -118,8 +122,8 @@ void PictureSampler::addComponent(const PlanarPicture::Plane& plane, int byteOff
     component.scaleY = samplesPerRow / component.reduceY;
     ColumnGroups& groups = groups_.at(static_cast<std::size_t>(subsampling - 1));
     if (groups.bases.empty()) {
-        groups = columnGroups(samplesPerColumn / component.reduceX, destination_.minX(), firstColumn_, columnCount_,
-                              dividedUp(width, component.reduceX));
+        groups = columnGroups(samplesPerColumn / component.reduceX, destination_.minX(), firstColumn_,
+                              columnCount_, dividedUp(width, component.reduceX));
     }
     component.groups = &groups;
     for (auto& row : component.rows) row.resize(static_cast<std::size_t>(columnCount_ + kRowPadding));
@@ -154,7 +158,8 @@ detail::RowPair PictureSampler::rowPair(Component& component, int y) {
     return pair;
 }
 
-/// Row `index` of a component, resampled across; `keep` is the other row in use, which must not be overwritten.
+/// Row `index` of a component, resampled across; `keep` is the other row in use, which must not be
+/// overwritten.
 const std::int16_t* PictureSampler::resampledRow(Component& component, int index, int keep) {
     for (std::size_t i = 0; i < 2; ++i) {
         if (component.rowIndices.at(i) == index) return component.rows.at(i).data();
@@ -178,7 +183,8 @@ const std::uint8_t* PictureSampler::sourceRow(const Component& component, int in
     const int firstRow = index * component.reduceY;
     const int rowCount = std::min(component.reduceY, component.height - firstRow);
     for (int y = firstRow; y < firstRow + rowCount; ++y) {
-        const std::uint8_t* row = component.plane.data + y * component.plane.bytesPerRow + component.byteOffset;
+        const std::uint8_t* row =
+            component.plane.data + y * component.plane.bytesPerRow + component.byteOffset;
         for (int x = 0; x < component.width; ++x) {
             sums_[static_cast<std::size_t>(x / component.reduceX)] += row[x * component.byteStride];
         }

@@ -27,23 +27,24 @@ struct PlanarPicture {
 
 namespace detail {
 
-/// Where eight neighbouring output pixels find the two source samples that each is interpolated between: bytes picked
-/// out of 16 from `base` on, as the low halves of 16-bit lanes, and the weight of the second in 1/32768.
+/// Where eight neighbouring output pixels find the two source samples that each is interpolated between:
+/// bytes picked out of 16 from `base` on, as the low halves of 16-bit lanes, and the weight of the second in
+/// 1/32768.
 struct ColumnGroups {
     std::vector<std::int32_t> bases;
-    std::vector<std::uint8_t> first;   ///< 16 a group
-    std::vector<std::uint8_t> second;  ///< 16 a group
+    std::vector<std::uint8_t> first;    ///< 16 a group
+    std::vector<std::uint8_t> second;   ///< 16 a group
     std::vector<std::int16_t> weights;  ///< 8 a group
 };
 
 /// Constants of a conversion to RGB on values with six fractional bits, as 1/32768.
 struct ColorMatrix {
     std::int16_t lumaOffset = 0;
-    std::int16_t lumaGain = 0;     ///< what exceeds 1
-    std::int16_t redFromV = 0;     ///< what exceeds 2
-    std::int16_t greenFromU = 0;   ///< negative
-    std::int16_t greenFromV = 0;   ///< negative
-    std::int16_t blueFromU = 0;    ///< what exceeds 2
+    std::int16_t lumaGain = 0;    ///< what exceeds 1
+    std::int16_t redFromV = 0;    ///< what exceeds 2
+    std::int16_t greenFromU = 0;  ///< negative
+    std::int16_t greenFromV = 0;  ///< negative
+    std::int16_t blueFromU = 0;   ///< what exceeds 2
 };
 
 /// Two rows of a plane, already resampled across, and how far the output row lies between them.
@@ -53,8 +54,8 @@ struct RowPair {
     std::int16_t weight = 0;  ///< of the lower row, in 1/32768
 };
 
-/// The kernels, each for the best instruction set of the machine. Counts are rounded up to whole groups of 8 (rows
-/// across) or 16 (merging) samples, for which there must be room.
+/// The kernels, each for the best instruction set of the machine. Counts are rounded up to whole groups of 8
+/// (rows across) or 16 (merging) samples, for which there must be room.
 void resampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
 void mergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
                 std::uint8_t* bgra);
@@ -62,22 +63,22 @@ void mergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, s
 
 /// The same in plain loops, to compare with.
 void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
-void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                      std::uint8_t* bgra);
+void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix,
+                      int count, std::uint8_t* bgra);
 void mergeBGRScalar(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra);
 
 }  // namespace detail
 
 /// Puts a picture into a rectangle of a canvas: bilinear, with the edge pixels repeated beyond the edges, and
-/// area-averaged first where it is shrunk by more than a factor of two. YCbCr planes are sampled straight into BGRA.
-/// Chroma is taken to lie in the middle of its four pixels.
+/// area-averaged first where it is shrunk by more than a factor of two. YCbCr planes are sampled straight
+/// into BGRA. Chroma is taken to lie in the middle of its four pixels.
 ///
-/// Rows are resampled across once and kept while neighbouring output rows need them, so ask for rows in order. One
-/// sampler is for one thread; several may read the same picture.
+/// Rows are resampled across once and kept while neighbouring output rows need them, so ask for rows in
+/// order. One sampler is for one thread; several may read the same picture.
 class PictureSampler {
 public:
-    /// `destination` is where the whole picture lands, in canvas pixels with y downwards; only columns `firstColumn`
-    /// to `firstColumn + columnCount` will be asked for.
+    /// `destination` is where the whole picture lands, in canvas pixels with y downwards; only columns
+    /// `firstColumn` to `firstColumn + columnCount` will be asked for.
     PictureSampler(const PlanarPicture& picture, const CGRect& destination, int firstColumn, int columnCount);
 
     /// Writes the columns of canvas row `y`, opaque, to `bgra` (4 bytes a pixel; `columnCount` pixels).
@@ -99,8 +100,8 @@ private:
         std::array<int, 2> rowIndices{-1, -1};
     };
 
-    void addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride, int width, int height,
-                      int subsampling);
+    void addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride, int width,
+                      int height, int subsampling);
     [[nodiscard]] int reducedHeight(const Component& component) const;
     detail::RowPair rowPair(Component& component, int y);
     const std::int16_t* resampledRow(Component& component, int index, int keep);

@@ -26,14 +26,16 @@ void MergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, s
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Samples are carried with six fractional bits in 16-bit lanes; vectors are at most 256 bits wide, because a byte
-// shuffle reaches 16 bytes and two independent ones are as many as loads can keep up with.
+// Samples are carried with six fractional bits in 16-bit lanes; vectors are at most 256 bits wide, because a
+// byte shuffle reaches 16 bytes and two independent ones are as many as loads can keep up with.
 using Lanes = hn::CappedTag<std::int16_t, 16>;
 using V = hn::Vec<Lanes>;
 
-V lerp(V a, V b, V weight) { return hn::Add(a, hn::MulFixedPoint15(hn::Sub(b, a), weight)); }
+V lerp(V a, V b, V weight) {
+    return hn::Add(a, hn::MulFixedPoint15(hn::Sub(b, a), weight));
+}
 
-hn::Vec<hn::Full128<std::uint8_t>> window(const std::uint8_t* from) {
+hn::Vec<hn::Full128<std::uint8_t> > window(const std::uint8_t* from) {
     return hn::LoadU(hn::Full128<std::uint8_t>(), from);
 }
 
@@ -67,7 +69,8 @@ void ResampleColumns(const std::uint8_t* HWY_RESTRICT row, const ColumnGroups& g
             lanes128, hn::TableLookupBytesOr0(source, hn::LoadU(bytes128, groups.second.data() + 16 * g)));
         const auto weight = hn::LoadU(lanes128, groups.weights.data() + 8 * g);
         const auto difference = hn::ShiftLeft<6>(hn::Sub(b, a));
-        hn::StoreU(hn::Add(hn::ShiftLeft<6>(a), hn::MulFixedPoint15(difference, weight)), lanes128, output + 8 * g);
+        hn::StoreU(hn::Add(hn::ShiftLeft<6>(a), hn::MulFixedPoint15(difference, weight)), lanes128,
+                   output + 8 * g);
     }
 }
 
@@ -75,7 +78,7 @@ V between(Lanes d, const RowPair& rows, std::size_t i) {
     return lerp(hn::LoadU(d, rows.upper + i), hn::LoadU(d, rows.lower + i), hn::Set(d, rows.weight));
 }
 
-hn::Vec<hn::Rebind<std::uint8_t, Lanes>> rounded(Lanes d, V value) {
+hn::Vec<hn::Rebind<std::uint8_t, Lanes> > rounded(Lanes d, V value) {
     const hn::Rebind<std::uint8_t, Lanes> bytes;
     return hn::DemoteTo(bytes, hn::ShiftRight<6>(hn::SaturatedAdd(value, hn::Set(d, 32))));
 }
@@ -113,12 +116,14 @@ void MergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const Colo
         const V red = hn::Add(hn::Add(cr, cr), hn::MulFixedPoint15(cr, redFromV));
         const V green = hn::Add(hn::MulFixedPoint15(cb, greenFromU), hn::MulFixedPoint15(cr, greenFromV));
         const V blue = hn::Add(hn::Add(cb, cb), hn::MulFixedPoint15(cb, blueFromU));
-        hn::StoreInterleaved4(rounded(d, hn::SaturatedAdd(luma, blue)), rounded(d, hn::SaturatedAdd(luma, green)),
+        hn::StoreInterleaved4(rounded(d, hn::SaturatedAdd(luma, blue)),
+                              rounded(d, hn::SaturatedAdd(luma, green)),
                               rounded(d, hn::SaturatedAdd(luma, red)), opaque, bytes, destination);
     });
 }
 
-void MergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* HWY_RESTRICT bgra) {
+void MergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count,
+              std::uint8_t* HWY_RESTRICT bgra) {
     const Lanes d;
     const hn::Rebind<std::uint8_t, Lanes> bytes;
     const auto opaque = hn::Set(bytes, 255);
@@ -157,9 +162,13 @@ void mergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, s
 namespace {
 
 /// a * b in 1/32768, rounded.
-std::int16_t multiplied(int a, int b) { return static_cast<std::int16_t>((a * b + (1 << 14)) >> 15); }
+std::int16_t multiplied(int a, int b) {
+    return static_cast<std::int16_t>((a * b + (1 << 14)) >> 15);
+}
 
-std::int16_t saturated(int x) { return static_cast<std::int16_t>(x < -32768 ? -32768 : (x > 32767 ? 32767 : x)); }
+std::int16_t saturated(int x) {
+    return static_cast<std::int16_t>(x < -32768 ? -32768 : (x > 32767 ? 32767 : x));
+}
 
 std::int16_t between(const RowPair& rows, int i) {
     return static_cast<std::int16_t>(rows.upper[i] + multiplied(rows.lower[i] - rows.upper[i], rows.weight));
@@ -181,8 +190,8 @@ void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, 
     }
 }
 
-void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                      std::uint8_t* bgra) {
+void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix,
+                      int count, std::uint8_t* bgra) {
     for (int i = 0; i < count; ++i) {
         const int offsetLuma = between(y, i) - matrix.lumaOffset;
         const int luma = offsetLuma + multiplied(offsetLuma, matrix.lumaGain);

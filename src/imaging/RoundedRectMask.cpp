@@ -19,15 +19,20 @@ RoundedRectMask::RoundedRectMask(const CGRect& rect, double radius, int canvasWi
       radius_(std::clamp(radius, 0.0, std::min(rect.width(), rect.height()) / 2)),
       canvasWidth_(canvasWidth) {}
 
-int RoundedRectMask::firstRow() const { return static_cast<int>(std::floor(rect_.minY())); }
+int RoundedRectMask::firstRow() const {
+    return static_cast<int>(std::floor(rect_.minY()));
+}
 
-int RoundedRectMask::endRow() const { return static_cast<int>(std::ceil(rect_.maxY())); }
+int RoundedRectMask::endRow() const {
+    return static_cast<int>(std::ceil(rect_.maxY()));
+}
 
 bool RoundedRectMask::coversCanvas(int canvasHeight) const {
     // The largest rectangle without corners' cuts: inset by the part of the radius that a diagonal loses.
     const double inset = radius_ * (1 - std::sqrt(0.5));
     const CGRect inner = rect_.insetBy(inset, inset);
-    return inner.minX() <= 0 && inner.minY() <= 0 && inner.maxX() >= canvasWidth_ && inner.maxY() >= canvasHeight;
+    return inner.minX() <= 0 && inner.minY() <= 0 && inner.maxX() >= canvasWidth_ &&
+           inner.maxY() >= canvasHeight;
 }
 
 double RoundedRectMask::insetAt(double y) const {
@@ -42,7 +47,8 @@ RoundedRectMask::Row RoundedRectMask::row(int y) {
     const double bottom = std::min<double>(y + 1, rect_.maxY());
     if (!(bottom > top) || !(rect_.width() > 0)) return {};
 
-    // A row away from the corners has one line; else the edges are known once the widest and narrowest line are.
+    // A row away from the corners has one line; else the edges are known once the widest and narrowest line
+    // are.
     const bool isStraight = top >= rect_.minY() + radius_ && bottom <= rect_.maxY() - radius_;
     const int lineCount = isStraight ? 1 : kLinesPerPixel;
     const double lineHeight = (bottom - top) / lineCount;
@@ -53,7 +59,9 @@ RoundedRectMask::Row RoundedRectMask::row(int y) {
         smallestInset = std::min(smallestInset, inset);
         largestInset = std::max(largestInset, inset);
     }
-    const auto clipped = [this](double x) { return static_cast<int>(std::clamp<double>(x, 0, canvasWidth_)); };
+    const auto clipped = [this](double x) {
+        return static_cast<int>(std::clamp<double>(x, 0, canvasWidth_));
+    };
     Row row;
     row.begin = clipped(std::floor(rect_.minX() + smallestInset));
     row.end = clipped(std::ceil(rect_.maxX() - smallestInset));

@@ -7,13 +7,14 @@
 
 namespace varnelle {
 
-/// The area coverage of a rounded rectangle on the pixels of a canvas, row by row. Straight edges are exact wherever
-/// they lie between pixels, so that a slowly moving edge moves smoothly; corners are integrated over 16 lines a pixel.
-/// Not to be shared between threads.
+/// The area coverage of a rounded rectangle on the pixels of a canvas, row by row. Straight edges are exact
+/// wherever they lie between pixels, so that a slowly moving edge moves smoothly; corners are integrated over
+/// 16 lines a pixel. Not to be shared between threads.
 class RoundedRectMask {
 public:
-    /// One row of coverage. Pixels before `begin` and from `end` on are outside, those from `fullBegin` to `fullEnd`
-    /// are wholly inside; the two edges between have a coverage of 0 to 255 per pixel. Valid until the next row.
+    /// One row of coverage. Pixels before `begin` and from `end` on are outside, those from `fullBegin` to
+    /// `fullEnd` are wholly inside; the two edges between have a coverage of 0 to 255 per pixel. Valid until
+    /// the next row.
     struct Row {
         int begin = 0;
         int fullBegin = 0;
@@ -23,8 +24,8 @@ public:
         const std::uint8_t* rightCoverage = nullptr;  ///< for `fullEnd` to `end`
     };
 
-    /// `rect` in canvas pixels with y downwards; the radius is limited to half the shorter side. Columns are clipped
-    /// to 0 up to `canvasWidth`.
+    /// `rect` in canvas pixels with y downwards; the radius is limited to half the shorter side. Columns are
+    /// clipped to 0 up to `canvasWidth`.
     RoundedRectMask(const CGRect& rect, double radius, int canvasWidth);
 
     [[nodiscard]] Row row(int y);
@@ -36,7 +37,8 @@ public:
 
 private:
     [[nodiscard]] double insetAt(double y) const;
-    void accumulate(double left, double right, double weight, int from, int to, std::vector<double>& coverage) const;
+    void accumulate(double left, double right, double weight, int from, int to,
+                    std::vector<double>& coverage) const;
 
     CGRect rect_;
     double radius_;

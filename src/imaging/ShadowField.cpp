@@ -43,19 +43,19 @@ double blurredInterval(double x, double low, double high, double sigma) {
     return normal((high - x) / sigma) - normal((low - x) / sigma);
 }
 
-/// Area under the complement of a quarter disc: how far the square's edge stands off from the disc at `depth` below
-/// the corner, integrated from 0 to `depth`.
+/// Area under the complement of a quarter disc: how far the square's edge stands off from the disc at `depth`
+/// below the corner, integrated from 0 to `depth`.
 double cornerAreaAbove(double depth, double radius) {
     const double rise = std::clamp((radius - depth) / radius, 0.0, 1.0);
-    const double circleArea =
-        0.5 * radius * radius * (std::numbers::pi / 2 - (std::asin(rise) + rise * std::sqrt(1 - rise * rise)));
+    const double circleArea = 0.5 * radius * radius *
+                              (std::numbers::pi / 2 - (std::asin(rise) + rise * std::sqrt(1 - rise * rise)));
     return radius * depth - circleArea;
 }
 
 }  // namespace
 
-BlurredRoundedRect::BlurredRoundedRect(const CGRect& rect, double cornerRadius, double sigma, const CGRect& clip,
-                                       int canvasWidth)
+BlurredRoundedRect::BlurredRoundedRect(const CGRect& rect, double cornerRadius, double sigma,
+                                       const CGRect& clip, int canvasWidth)
     : sigma_(sigma), canvasWidth_(canvasWidth), core_(rect.intersection(clip)) {
     columns_.resize(static_cast<std::size_t>(canvasWidth));
     for (int x = 0; x < canvasWidth; ++x) {
@@ -79,7 +79,8 @@ void BlurredRoundedRect::addCorner(const CGRect& rect, double radius, bool isRig
 
     Corner corner;
     corner.left = std::max(0.0, std::floor(std::min(cornerX, cornerX + inwardX * radius) - reach));
-    corner.right = std::min<double>(canvasWidth_, std::ceil(std::max(cornerX, cornerX + inwardX * radius) + reach));
+    corner.right =
+        std::min<double>(canvasWidth_, std::ceil(std::max(cornerX, cornerX + inwardX * radius) + reach));
     corner.top = std::min(cornerY, cornerY + inwardY * radius) - reach;
     corner.bottom = std::max(cornerY, cornerY + inwardY * radius) + reach;
     if (corner.right <= corner.left) return;
@@ -91,7 +92,8 @@ void BlurredRoundedRect::addCorner(const CGRect& rect, double radius, bool isRig
         const double to = radius * (i + 1) / stripCount;
         const double gap = (cornerAreaAbove(to, radius) - cornerAreaAbove(from, radius)) / (to - from);
         const double top = std::max(std::min(cornerY + inwardY * from, cornerY + inwardY * to), clip.minY());
-        const double bottom = std::min(std::max(cornerY + inwardY * from, cornerY + inwardY * to), clip.maxY());
+        const double bottom =
+            std::min(std::max(cornerY + inwardY * from, cornerY + inwardY * to), clip.maxY());
         const double low = std::max(std::min(cornerX, cornerX + inwardX * gap), clip.minX());
         const double high = std::min(std::max(cornerX, cornerX + inwardX * gap), clip.maxX());
         if (!(bottom > top && high > low)) continue;
@@ -117,7 +119,8 @@ void BlurredRoundedRect::addRow(int y, int from, int to, float weight, float* va
         const int first = std::max(from, left);
         const int last = std::min(to, static_cast<int>(corner.right));
         for (const Corner::Strip& strip : corner.strips) {
-            const auto lack = weight * static_cast<float>(blurredInterval(center, strip.top, strip.bottom, sigma_));
+            const auto lack =
+                weight * static_cast<float>(blurredInterval(center, strip.top, strip.bottom, sigma_));
             const float* columns = strip.columns.data();
             for (int x = first; x < last; ++x) values[x] -= lack * columns[x - left];
         }
@@ -143,15 +146,18 @@ ShadowField::ShadowField(const CGRect& rect, double cornerRadius, double opacity
         const double sigma = std::max(0.56 * r, 2.0);
         const CGRect outline = lowered(std::max(0.2 * r, 2.5));
         const CGRect path = outline.insetBy(stroke / 2, stroke / 2);
-        const double pathRadius = std::clamp(radius, 0.0, std::max(std::min(path.width(), path.height()) / 2, 0.0));
+        const double pathRadius =
+            std::clamp(radius, 0.0, std::max(std::min(path.width(), path.height()) / 2, 0.0));
         const CGRect everything = outline.insetBy(-1, -1);
         Layer ring{static_cast<float>(alpha), {}};
         const double outerRadius = pathRadius + stroke / 2;
-        ring.shapes.emplace_back(1.0F, BlurredRoundedRect(outline, outerRadius, sigma, everything, canvasWidth));
+        ring.shapes.emplace_back(1.0F,
+                                 BlurredRoundedRect(outline, outerRadius, sigma, everything, canvasWidth));
         const CGRect hole = outline.insetBy(stroke, stroke);
         if (!hole.isEmpty()) {
             const double holeRadius = std::max(pathRadius - stroke / 2, 0.0);
-            ring.shapes.emplace_back(-1.0F, BlurredRoundedRect(hole, holeRadius, sigma, everything, canvasWidth));
+            ring.shapes.emplace_back(-1.0F,
+                                     BlurredRoundedRect(hole, holeRadius, sigma, everything, canvasWidth));
         }
         layers_.push_back(std::move(ring));
     }
@@ -174,7 +180,8 @@ void ShadowField::row(int y, int from, int to, float* transmittance) {
     for (const Layer& layer : layers_) {
         float* coverage = coverage_.data();
         std::fill(coverage + from, coverage + to, 0.0F);
-        for (const auto& [weight, shape] : layer.shapes) shape.addRow(y, from, to, weight * layer.alpha, coverage);
+        for (const auto& [weight, shape] : layer.shapes)
+            shape.addRow(y, from, to, weight * layer.alpha, coverage);
         for (int x = from; x < to; ++x) {
             transmittance[x] *= 1 - std::min(std::max(coverage[x], 0.0F), 1.0F);
         }

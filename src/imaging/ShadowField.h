@@ -6,24 +6,26 @@
 
 namespace varnelle {
 
-/// A rounded rectangle blurred by a Gaussian, evaluated anywhere without blurring a picture: the blurred plain
-/// rectangle is a product of error functions, and what the rounding takes away at each corner is a small sum of such
-/// products. Coordinates are canvas pixels with y downwards. Immutable after construction.
+/// A rounded rectangle blurred by a Gaussian, evaluated anywhere without blurring a picture: the blurred
+/// plain rectangle is a product of error functions, and what the rounding takes away at each corner is a
+/// small sum of such products. Coordinates are canvas pixels with y downwards. Immutable after construction.
 class BlurredRoundedRect {
 public:
-    /// `sigma` is the Gaussian's standard deviation in pixels. What lies outside `clip` is cut off before the blur.
-    BlurredRoundedRect(const CGRect& rect, double cornerRadius, double sigma, const CGRect& clip, int canvasWidth);
+    /// `sigma` is the Gaussian's standard deviation in pixels. What lies outside `clip` is cut off before the
+    /// blur.
+    BlurredRoundedRect(const CGRect& rect, double cornerRadius, double sigma, const CGRect& clip,
+                       int canvasWidth);
 
-    /// Adds `weight` times the blurred coverage at the pixel centres of row `y`, columns `from` to `to`, to `values`,
-    /// which is indexed by column.
+    /// Adds `weight` times the blurred coverage at the pixel centres of row `y`, columns `from` to `to`, to
+    /// `values`, which is indexed by column.
     void addRow(int y, int from, int to, float weight, float* values) const;
 
 private:
     /// What a rounded corner lacks of the square, as strips across it.
     struct Corner {
-        double left = 0;    ///< columns that are affected
+        double left = 0;  ///< columns that are affected
         double right = 0;
-        double top = 0;     ///< rows that are affected
+        double top = 0;  ///< rows that are affected
         double bottom = 0;
         struct Strip {
             double top;
@@ -42,12 +44,12 @@ private:
     std::vector<Corner> corners_;
 };
 
-/// The shadow under the recorded screen: four black layers (ring, contact, ambient, drop) blurred to different degrees
-/// and stacked.
+/// The shadow under the recorded screen: four black layers (ring, contact, ambient, drop) blurred to
+/// different degrees and stacked.
 class ShadowField {
 public:
-    /// `rect` in canvas pixels with y downwards. `opacity` and `shadowRadius` as in the look settings, the radius in
-    /// canvas pixels.
+    /// `rect` in canvas pixels with y downwards. `opacity` and `shadowRadius` as in the look settings, the
+    /// radius in canvas pixels.
     ShadowField(const CGRect& rect, double cornerRadius, double opacity, double shadowRadius, int canvasWidth,
                 int canvasHeight);
 

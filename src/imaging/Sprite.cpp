@@ -12,8 +12,8 @@ struct Footprint {
     std::vector<float> weights;
 };
 
-/// Footprints of the pixels `from` to `to`: each covers the stretch of samples under it, at least one sample wide so
-/// that an enlargement interpolates.
+/// Footprints of the pixels `from` to `to`: each covers the stretch of samples under it, at least one sample
+/// wide so that an enlargement interpolates.
 std::vector<Footprint> footprints(int from, int to, double start, double scale, int sampleCount) {
     std::vector<Footprint> result;
     const double width = std::max(1 / scale, 1.0);

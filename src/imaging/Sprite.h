@@ -8,12 +8,13 @@
 
 namespace varnelle {
 
-/// A small picture drawn at one scale and place, sharply at any size: each output pixel is the area average of what it
-/// covers. Holds the scaled pixels; the position may lie anywhere between pixels.
+/// A small picture drawn at one scale and place, sharply at any size: each output pixel is the area average
+/// of what it covers. Holds the scaled pixels; the position may lie anywhere between pixels.
 class Sprite {
 public:
     Sprite() = default;
-    /// `master` scaled by `scale` (more than 0), with its top left corner at `topLeft` in canvas pixels, y downwards.
+    /// `master` scaled by `scale` (more than 0), with its top left corner at `topLeft` in canvas pixels, y
+    /// downwards.
     Sprite(const BitmapView& master, double scale, CGPoint topLeft);
 
     /// First column and row that are touched, and the ones after the last.

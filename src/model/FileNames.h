@@ -8,12 +8,12 @@ namespace varnelle {
 /// Text without white space and line breaks at its ends.
 std::string_view trimmed(std::string_view text);
 
-/// A name that any common file system takes: trimmed, and with each of `/ \ : ? % * | " < >` replaced by "-"; the
-/// fallback if nothing is left.
+/// A name that any common file system takes: trimmed, and with each of `/ \ : ? % * | " < >` replaced by "-";
+/// the fallback if nothing is left.
 std::string sanitizedFileName(std::string_view name, std::string_view fallback);
 
-/// Order of file names as people expect it: case doesn't count, and runs of digits compare as numbers. Names that are
-/// equal in that sense are ordered by their bytes, so that the order is total.
+/// Order of file names as people expect it: case doesn't count, and runs of digits compare as numbers. Names
+/// that are equal in that sense are ordered by their bytes, so that the order is total.
 bool precedesNaturally(std::string_view a, std::string_view b);
 
 }  // namespace varnelle

@@ -9,7 +9,8 @@ constexpr std::array<std::string_view, 4> kAnchorNames{"bottomRight", "bottomLef
 constexpr std::array<std::string_view, 3> kMaskTypeNames{"circle", "roundedRectangle", "square"};
 
 template <typename Enumeration, std::size_t count>
-std::optional<Enumeration> enumerator(const std::array<std::string_view, count>& names, std::string_view name) {
+std::optional<Enumeration> enumerator(const std::array<std::string_view, count>& names,
+                                      std::string_view name) {
     const auto* const found = std::find(names.begin(), names.end(), name);
     if (found == names.end()) return std::nullopt;
     return static_cast<Enumeration>(found - names.begin());
@@ -17,13 +18,17 @@ std::optional<Enumeration> enumerator(const std::array<std::string_view, count>&
 
 }  // namespace
 
-std::string_view rawString(OverlayMaskType type) { return kMaskTypeNames.at(static_cast<std::size_t>(type)); }
+std::string_view rawString(OverlayMaskType type) {
+    return kMaskTypeNames.at(static_cast<std::size_t>(type));
+}
 
 std::string_view rawString(CanvasBackgroundStyle style) {
     return style == CanvasBackgroundStyle::none ? "none" : "macOSWallpaper";
 }
 
-std::string_view name(OverlayAnchor anchor) { return kAnchorNames.at(static_cast<std::size_t>(anchor)); }
+std::string_view name(OverlayAnchor anchor) {
+    return kAnchorNames.at(static_cast<std::size_t>(anchor));
+}
 
 std::optional<OverlayAnchor> overlayAnchor(std::string_view name) {
     return enumerator<OverlayAnchor>(kAnchorNames, name);

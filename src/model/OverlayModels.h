@@ -60,7 +60,8 @@ inline constexpr std::string_view kDefaultWallpaperPath = "asset://wallpapers/se
 /// The look of a project.
 struct OverlayConfiguration {
     bool showsCamera = true;
-    std::optional<CGPoint> position;  ///< centre of a dragged bubble in fractions of the canvas; absent: by anchor
+    std::optional<CGPoint>
+        position;  ///< centre of a dragged bubble in fractions of the canvas; absent: by anchor
     double relativeSize = 0.15;
     double scale = 1;
     double padding = 24;
@@ -83,7 +84,8 @@ struct OverlayConfiguration {
     bool operator==(const OverlayConfiguration&) const = default;
 };
 
-/// The layout to start with: anchor and mirroring from the user defaults "overlayPosition" and "overlayIsMirrored".
+/// The layout to start with: anchor and mirroring from the user defaults "overlayPosition" and
+/// "overlayIsMirrored".
 CameraBubbleLayout defaultCameraBubbleLayout(const UserDefaults& defaults);
 /// The look of a new project whose bubble has the given layout.
 OverlayConfiguration defaultOverlayConfiguration(const CameraBubbleLayout& layout);

@@ -16,7 +16,8 @@ Project Project::make(const RecordingSession& session, const std::optional<CMTim
                       const OverlayConfiguration& overlayConfiguration) {
     const CMTime length = duration.value_or(kCMTimePositiveInfinity);
     Timeline timeline;
-    timeline.tracks.append(trackOverWholeSource(TimelineTrack::TrackType::video, session.screenRecordingURL, length));
+    timeline.tracks.append(
+        trackOverWholeSource(TimelineTrack::TrackType::video, session.screenRecordingURL, length));
     if (session.cameraRecordingURL) {
         timeline.tracks.append(
             trackOverWholeSource(TimelineTrack::TrackType::camera, *session.cameraRecordingURL, length));
@@ -66,8 +67,8 @@ std::vector<TimelineClipSegment> Project::clipSegments(TimelineTrack::TrackType 
     CMTime running = kCMTimeZero;
     for (const TimelineClip& clip : source->clips) {
         const auto duration = assetDurations.find(clip.sourceURL);
-        const CMTimeRange range =
-            resolvedRange(clip, duration == assetDurations.end() ? std::nullopt : std::optional(duration->second));
+        const CMTimeRange range = resolvedRange(
+            clip, duration == assetDurations.end() ? std::nullopt : std::optional(duration->second));
         segments.push_back({clip, segments.size(), running, range});
         running = running + range.duration;
     }

@@ -11,8 +11,8 @@
 
 namespace varnelle {
 
-/// The editable document built on a recording: a description of how to use its files, which editing never changes.
-/// A value: a copy is an independent snapshot that shares the lists until they are changed.
+/// The editable document built on a recording: a description of how to use its files, which editing never
+/// changes. A value: a copy is an independent snapshot that shares the lists until they are changed.
 struct Project {
     UUID id;
     std::string name;
@@ -20,8 +20,8 @@ struct Project {
     Timeline timeline;
     Date createdAt;
 
-    /// A fresh project: one clip over the whole screen movie and, with a camera, one over the camera movie. Without a
-    /// known duration the clips are infinite.
+    /// A fresh project: one clip over the whole screen movie and, with a camera, one over the camera movie.
+    /// Without a known duration the clips are infinite.
     static Project make(const RecordingSession& session, const std::optional<CMTime>& duration,
                         const OverlayConfiguration& overlayConfiguration);
 
@@ -35,8 +35,8 @@ struct Project {
     [[nodiscard]] bool hasCameraRecording() const { return recordingSession.cameraRecordingURL.has_value(); }
     [[nodiscard]] bool cameraFileExists() const;
     /// The clips of the first track of a type, as they play with the given durations of their sources.
-    [[nodiscard]] std::vector<TimelineClipSegment> clipSegments(TimelineTrack::TrackType type,
-                                                                const std::map<URL, CMTime>& assetDurations) const;
+    [[nodiscard]] std::vector<TimelineClipSegment> clipSegments(
+        TimelineTrack::TrackType type, const std::map<URL, CMTime>& assetDurations) const;
 
     bool operator==(const Project&) const = default;
 };

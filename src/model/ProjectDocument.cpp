@@ -89,7 +89,8 @@ json persisted(const Timeline& timeline, const AssetReferences& references) {
 
 json persisted(const RecordingSession& session, const AssetReferences& references) {
     json sources = json::array();
-    for (const RecordedAudioSource source : session.availableAudioSources) sources.push_back(rawString(source));
+    for (const RecordedAudioSource source : session.availableAudioSources)
+        sources.push_back(rawString(source));
     json result = {{"id", session.id.string()},
                    {"screenRecordingReference", reference(references, session.screenRecordingURL)},
                    {"audioSources", std::move(sources)},
@@ -148,7 +149,9 @@ public:
         if (!(result >= lowest && result <= highest)) fail(place(key), "is out of range");
         return result;
     }
-    [[nodiscard]] double setting(const char* key) const { return number(key, -kLargestSetting, kLargestSetting); }
+    [[nodiscard]] double setting(const char* key) const {
+        return number(key, -kLargestSetting, kLargestSetting);
+    }
     /// Seconds are taken as they are stored elsewhere: a negative number counts as 0.
     [[nodiscard]] CMTime time(const char* key) const {
         return timeFromSeconds(number(key, -kLargestSeconds, kLargestSeconds));
@@ -209,12 +212,14 @@ std::vector<RecordedAudioSource> readAudioSources(const ObjectReader& session) {
     for (const json& element : session.raw("audioSources")) {
         if (!element.is_string()) continue;
         const auto source = recordedAudioSource(element.get<std::string>());
-        if (source && std::find(sources.begin(), sources.end(), *source) == sources.end()) sources.push_back(*source);
+        if (source && std::find(sources.begin(), sources.end(), *source) == sources.end())
+            sources.push_back(*source);
     }
     return sources;
 }
 
-RecordingSession readSession(const ObjectReader& object, const URL& assetsDirectory, const Resolver& resolve) {
+RecordingSession readSession(const ObjectReader& object, const URL& assetsDirectory,
+                             const Resolver& resolve) {
     RecordingSession session;
     session.id = object.uuid("id");
     session.directoryURL = assetsDirectory;
@@ -228,7 +233,8 @@ RecordingSession readSession(const ObjectReader& object, const URL& assetsDirect
     session.availableAudioSources = readAudioSources(object);
     session.createdAt = object.date("createdAt");
     session.frameRate = static_cast<int>(object.integer("frameRate", 0, kHighestFrameRate));
-    session.renderSize = {object.number("renderWidth", 0, kLargestSide), object.number("renderHeight", 0, kLargestSide)};
+    session.renderSize = {object.number("renderWidth", 0, kLargestSide),
+                          object.number("renderHeight", 0, kLargestSide)};
     return session;
 }
 
@@ -245,11 +251,13 @@ OverlayConfiguration readOverlay(const ObjectReader& object) {
     overlay.cornerRadius = object.setting("cornerRadius");
     overlay.cornerRadiusRatio = object.setting("cornerRadiusRatio");
     const std::int64_t anchor = object.integer("anchor");
-    overlay.anchor = anchor >= 0 && anchor <= 3 ? static_cast<OverlayAnchor>(anchor) : OverlayAnchor::bottomLeft;
+    overlay.anchor =
+        anchor >= 0 && anchor <= 3 ? static_cast<OverlayAnchor>(anchor) : OverlayAnchor::bottomLeft;
     overlay.isMirrored = object.boolean("isMirrored");
-    overlay.canvasBackgroundStyle = object.string("canvasBackgroundStyle") == rawString(CanvasBackgroundStyle::none)
-                                        ? CanvasBackgroundStyle::none
-                                        : CanvasBackgroundStyle::macOSWallpaper;
+    overlay.canvasBackgroundStyle =
+        object.string("canvasBackgroundStyle") == rawString(CanvasBackgroundStyle::none)
+            ? CanvasBackgroundStyle::none
+            : CanvasBackgroundStyle::macOSWallpaper;
     overlay.wallpaperPath = object.string("wallpaperPath");
     overlay.canvasPadding = object.setting("canvasPadding");
     overlay.canvasCornerRadius = object.setting("canvasCornerRadius");
@@ -287,12 +295,14 @@ Timeline readTimeline(const ObjectReader& object, const RecordingSession& sessio
     timeline.overlayConfiguration = readOverlay(object.object("overlayConfiguration"));
     if (object.has("audioConfiguration")) {
         const ObjectReader audio = object.object("audioConfiguration");
-        timeline.audioConfiguration = {audio.boolean("includesSystemSound"), audio.boolean("includesMicrophone")};
+        timeline.audioConfiguration = {audio.boolean("includesSystemSound"),
+                                       audio.boolean("includesMicrophone")};
     } else {
         timeline.audioConfiguration = AudioConfiguration::including(session.availableAudioSources);
     }
     timeline.zoomPanClips = object.list<TimelineZoomPanClip>("zoomPanClips", [](const ObjectReader& clip) {
-        return TimelineZoomPanClip{clip.uuid("id"), {clip.time("startSeconds"), clip.time("durationSeconds")}};
+        return TimelineZoomPanClip{clip.uuid("id"),
+                                   {clip.time("startSeconds"), clip.time("durationSeconds")}};
     });
     return timeline;
 }
@@ -307,11 +317,14 @@ Project readProject(const ObjectReader& object, const URL& assetsDirectory, cons
     return project;
 }
 
-ProjectEditorState readDocument(const ObjectReader& object, const URL& assetsDirectory, const Resolver& resolve) {
+ProjectEditorState readDocument(const ObjectReader& object, const URL& assetsDirectory,
+                                const Resolver& resolve) {
     if (object.integer("formatVersion") != kFormatVersion) {
         throw ProjectPersistenceError::invalidProject("This Varnelle project uses an unsupported format.");
     }
-    const auto read = [&](const ObjectReader& project) { return readProject(project, assetsDirectory, resolve); };
+    const auto read = [&](const ObjectReader& project) {
+        return readProject(project, assetsDirectory, resolve);
+    };
     ProjectEditorState state;
     state.currentProject = read(object.object("currentProject"));
     state.undoStack = object.list<Project>("undoStack", read);
@@ -327,19 +340,23 @@ std::string makeDocument(const ProjectEditorState& state, const AssetReferences&
                            {"undoStack", persisted(state.undoStack, references)},
                            {"redoStack", persisted(state.redoStack, references)}};
     constexpr int indentation = 2;
-    // Names come from users and file systems; what isn't UTF-8 in them is replaced rather than failing the save.
+    // Names come from users and file systems; what isn't UTF-8 in them is replaced rather than failing the
+    // save.
     return document.dump(indentation, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
-ProjectEditorState parseDocument(std::string_view text, const std::string& packageName, const URL& assetsDirectory,
+ProjectEditorState parseDocument(std::string_view text, const std::string& packageName,
+                                 const URL& assetsDirectory,
                                  const std::function<URL(const std::string& reference)>& resolve) {
     try {
         const json document = json::parse(text);
         return readDocument({document, ""}, assetsDirectory, resolve);
     } catch (const json::exception& error) {
-        throw ProjectDecodingError("The manifest of “" + packageName + "” is not valid JSON: " + error.what());
+        throw ProjectDecodingError("The manifest of “" + packageName +
+                                   "” is not valid JSON: " + error.what());
     } catch (const ProjectDecodingError& error) {
-        throw ProjectDecodingError("The manifest of “" + packageName + "” can't be read: " + error.what() + ".");
+        throw ProjectDecodingError("The manifest of “" + packageName + "” can't be read: " + error.what() +
+                                   ".");
     }
 }
 

@@ -53,8 +53,8 @@ bool liesInside(const URL& file, const URL& directory) {
     if (error) return false;
     const auto realDirectory = std::filesystem::canonical(directory.path(), error);
     if (error) return false;
-    return std::mismatch(realDirectory.begin(), realDirectory.end(), realFile.begin(), realFile.end()).first ==
-           realDirectory.end();
+    return std::mismatch(realDirectory.begin(), realDirectory.end(), realFile.begin(), realFile.end())
+               .first == realDirectory.end();
 }
 
 URL resolveReference(const URL& package, const std::string& reference) {
@@ -126,7 +126,8 @@ URL writePackage(const ProjectEditorState& state, const URL& destination) {
 
 ProjectEditorState readPackage(const URL& package) {
     const std::string manifest = readFile(package.appending(kProjectManifestFilename));
-    return parseDocument(manifest, package.lastPathComponent(), package.appending(kProjectAssetsDirectoryName),
+    return parseDocument(manifest, package.lastPathComponent(),
+                         package.appending(kProjectAssetsDirectoryName),
                          [&](const std::string& reference) { return resolveReference(package, reference); });
 }
 

@@ -48,14 +48,14 @@ std::vector<URL> collectSourceURLs(const ProjectEditorState& state);
 /// Names for the copies of `sources` in a package, in their order, unique even where case doesn't count.
 std::vector<std::string> assetNames(const std::vector<URL>& sources);
 
-/// Saves a project as a package: everything is staged beside the destination and takes its place in one step, so that
-/// a failure leaves what stood there before. Returns the destination. Throws `ProjectPersistenceError` for a missing
-/// source, `FileError` for everything the file system refuses.
+/// Saves a project as a package: everything is staged beside the destination and takes its place in one step,
+/// so that a failure leaves what stood there before. Returns the destination. Throws
+/// `ProjectPersistenceError` for a missing source, `FileError` for everything the file system refuses.
 URL writePackage(const ProjectEditorState& state, const URL& destination);
 
-/// Opens a package. Throws `FileError` if there is no manifest, `ProjectDecodingError` if it isn't a project's,
-/// `ProjectPersistenceError` for an unknown format version or a missing asset; a reference that would leave the
-/// package counts as missing.
+/// Opens a package. Throws `FileError` if there is no manifest, `ProjectDecodingError` if it isn't a
+/// project's, `ProjectPersistenceError` for an unknown format version or a missing asset; a reference that
+/// would leave the package counts as missing.
 ProjectEditorState readPackage(const URL& package);
 
 }  // namespace varnelle

@@ -17,14 +17,16 @@ namespace varnelle {
 struct TimelineClip {
     UUID id;
     URL sourceURL;
-    CMTimeRange trimRange;  ///< in the source's time; an infinite duration stands for all that follows the start
+    CMTimeRange
+        trimRange;  ///< in the source's time; an infinite duration stands for all that follows the start
     CMTime timelineOffset;  ///< start of the clip on the timeline
 
     bool operator==(const TimelineClip&) const = default;
 };
 
-/// The part of a source that a clip really shows once the source's duration is known: start and duration are clipped
-/// to the source, an infinite duration becomes the rest of it. Without a known duration, the trim range as it stands.
+/// The part of a source that a clip really shows once the source's duration is known: start and duration are
+/// clipped to the source, an infinite duration becomes the rest of it. Without a known duration, the trim
+/// range as it stands.
 CMTimeRange resolvedRange(const TimelineClip& clip, const std::optional<CMTime>& assetDuration);
 
 /// Clips one after the other, without gaps, from zero.

@@ -2,8 +2,8 @@
 
 #include "foundation/Log.h"
 #include "media/MediaError.h"
-#include "tasks/Completion.h"
 #include "recording/RecordingError.h"
+#include "tasks/Completion.h"
 
 namespace varnelle {
 namespace {

@@ -8,8 +8,8 @@
 namespace varnelle {
 namespace {
 
-/// A soft spot of colour: place in fractions of the canvas, radius in fractions of its long side, and the share of
-/// the radius that keeps the full colour.
+/// A soft spot of colour: place in fractions of the canvas, radius in fractions of its long side, and the
+/// share of the radius that keeps the full colour.
 struct Blob {
     double x, y, radius, core;
 };
@@ -56,11 +56,12 @@ FloatImage gradientImage(const std::array<Color, 3>& colors, int width, int heig
         const double radius = longSide * blob.radius;
         // The core is computed in single precision.
         const auto core = static_cast<double>(static_cast<float>(radius) * static_cast<float>(blob.core));
-        blendRadialGradient(image, {w * blob.x, h * blob.y}, core, mix(colors.at(i), first, 0.12), radius, kClear,
-                            BlendMode::normal);
+        blendRadialGradient(image, {w * blob.x, h * blob.y}, core, mix(colors.at(i), first, 0.12), radius,
+                            kClear, BlendMode::normal);
     }
-    const Color& brightest = *std::max_element(
-        colors.begin(), colors.end(), [](const Color& a, const Color& b) { return luminance(a) < luminance(b); });
+    const Color& brightest =
+        *std::max_element(colors.begin(), colors.end(),
+                          [](const Color& a, const Color& b) { return luminance(a) < luminance(b); });
     blendRadialGradient(image, {w / 2 + 0.07 * w, 0.58 * h}, 0.06 * shortSide,
                         mix(brightest, Color{1, 1, 1, 1}, 0.22), 0.55 * longSide, kClear, BlendMode::screen);
     blendScreen(image, gaussianBlurred(image, std::min(0.1 * longSide, 96.0)), 0.13);
@@ -101,7 +102,8 @@ Bitmap paintCanvasBackground(CanvasBackgroundStyle style, std::string_view wallp
     if (style == CanvasBackgroundStyle::macOSWallpaper) {
         const std::string_view path = wallpaperPath.empty() ? kDefaultWallpaperPath : wallpaperPath;
         if (path.starts_with(kGradientScheme)) {
-            if (auto picture = paintGradient(path.substr(kGradientScheme.size()), widthPixels, heightPixels)) {
+            if (auto picture =
+                    paintGradient(path.substr(kGradientScheme.size()), widthPixels, heightPixels)) {
                 return *picture;
             }
         }

@@ -28,8 +28,8 @@ inline constexpr Color kFallbackBackgroundColor{0.09, 0.1, 0.13, 1};
 /// Paints a gradient by its key; absent for an unknown key. Deterministic.
 std::optional<Bitmap> paintGradient(std::string_view key, int widthPixels, int heightPixels);
 
-/// Paints the canvas of a look: black for `none`, else the wallpaper (the default one if the path is empty), or the
-/// fallback colour if there is no such wallpaper. Any thread; never fails.
+/// Paints the canvas of a look: black for `none`, else the wallpaper (the default one if the path is empty),
+/// or the fallback colour if there is no such wallpaper. Any thread; never fails.
 Bitmap paintCanvasBackground(CanvasBackgroundStyle style, std::string_view wallpaperPath, int widthPixels,
                              int heightPixels);
 

@@ -37,8 +37,8 @@ std::shared_ptr<const CursorImageRecipe> makeCursorRecipe(CursorShape shape) {
     const Artwork art = artwork(shape);
     try {
         const Bitmap image = readPNG(resourceURL(std::string("cursors/") + art.name + ".png"));
-        return std::make_shared<CursorImageRecipe>(
-            CursorImageRecipe{image, {art.hotSpot.x * kMasterScale, art.hotSpot.y * kMasterScale}, kMasterScale});
+        return std::make_shared<CursorImageRecipe>(CursorImageRecipe{
+            image, {art.hotSpot.x * kMasterScale, art.hotSpot.y * kMasterScale}, kMasterScale});
     } catch (const Error& error) {
         logger(LogCategory::app).error("No cursor is drawn: {}", error.what());
     }

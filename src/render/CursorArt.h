@@ -15,8 +15,8 @@ struct CursorImageRecipe {
     double masterScale = 1;  ///< master pixels per point of the nominal cursor
 };
 
-/// Loads a cursor's recipe from the program's resources. If that fails, a clear recipe of one pixel, with the reason
-/// logged. Any thread.
+/// Loads a cursor's recipe from the program's resources. If that fails, a clear recipe of one pixel, with the
+/// reason logged. Any thread.
 std::shared_ptr<const CursorImageRecipe> makeCursorRecipe(CursorShape shape);
 
 }  // namespace varnelle

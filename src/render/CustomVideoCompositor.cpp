@@ -9,21 +9,23 @@
 namespace varnelle {
 namespace {
 
-/// As many frames in work as processors less one, which leaves room for decoding and encoding, within 2 and 4.
+/// As many frames in work as processors less one, which leaves room for decoding and encoding, within 2
+/// and 4.
 std::size_t framesInWork() {
     return std::clamp<std::size_t>(std::max(std::thread::hardware_concurrency(), 1U) - 1, 2, 4);
 }
 
 constexpr std::size_t kRecentFrames = 6;
 
-/// The camera to follow. While a range is left, the view holds the moment when the leaving began, so that the picture
-/// doesn't pan as it zooms out.
+/// The camera to follow. While a range is left, the view holds the moment when the leaving began, so that the
+/// picture doesn't pan as it zooms out.
 std::optional<SmoothingCameraSnapshot> cameraFor(const OverlayVideoCompositionInstruction::Contents& contents,
                                                  const ZoomPanState& state, const CMTime& sourceTime) {
     if (!contents.smoothingCamera) return std::nullopt;
     auto snapshot = contents.smoothingCamera->snapshot(sourceTime);
     if (!snapshot || state.phase != ZoomPanPhase::leaving || state.isEmpty) return snapshot;
-    const CMTime leaving = timeFromSeconds(std::max(state.rangeEnd - state.transitionDuration, state.rangeStart));
+    const CMTime leaving =
+        timeFromSeconds(std::max(state.rangeEnd - state.transitionDuration, state.rangeStart));
     const auto frozen = contents.smoothingCamera->snapshot(contents.sourceTimeMapper.sourceTime(leaving));
     return frozen ? frozen : snapshot;
 }
@@ -61,8 +63,8 @@ void CustomVideoCompositor::renderContextChanged(std::shared_ptr<VideoRenderCont
         renderContext_ = std::move(context);
         lastRenderSize_ = size;
     }
-    // A frame in work may still put a picture of the old size into a cache; its key holds the size, so it is never
-    // found for the new one.
+    // A frame in work may still put a picture of the old size into a cache; its key holds the size, so it is
+    // never found for the new one.
     if (hasSizeChanged) {
         painter_.removeCachedLayers();
         const std::lock_guard lock(recentLock_);
@@ -76,7 +78,8 @@ void CustomVideoCompositor::startRequest(std::shared_ptr<VideoCompositionRequest
         const std::lock_guard lock(stateLock_);
         generation = cancelGeneration_;
     }
-    renderQueue_.async([this, request = std::move(request), generation] { renderFrame(*request, generation); });
+    renderQueue_.async(
+        [this, request = std::move(request), generation] { renderFrame(*request, generation); });
 }
 
 void CustomVideoCompositor::cancelAllPendingRequests() {
@@ -99,13 +102,14 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
             const std::lock_guard lock(contextLock_);
             context = renderContext_;
         }
-        const auto source =
-            instruction ? request.sourceFrame(instruction->contents().screenTrackID) : std::optional<VideoFrame>();
+        const auto source = instruction ? request.sourceFrame(instruction->contents().screenTrackID)
+                                        : std::optional<VideoFrame>();
         if (!instruction || !context || !source) throw VideoCompositorError::renderContextUnavailable();
 
         const VideoFrame screen = orientedFrame(*source, instruction->contents().screenTransform);
         const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
-        const FramePlan plan = planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
+        const FramePlan plan =
+            planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
         const auto frame = frameFor(plan, screen, *context, generation);
         if (!frame) return request.finishCancelledRequest();
         request.finish(*frame);
@@ -115,7 +119,8 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
 }
 
 std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan, const VideoFrame& source,
-                                                          VideoRenderContext& context, std::uint64_t generation) {
+                                                          VideoRenderContext& context,
+                                                          std::uint64_t generation) {
     std::promise<VideoFrame> promise;
     bool isMine = false;
     const auto output = recentFrame(plan, source, promise, isMine);
@@ -134,7 +139,8 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     VideoFrame frame;
     try {
         frame = context.newPixelBuffer();
-        painter_.paint(plan, source, {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
+        painter_.paint(plan, source,
+                       {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
         frame = frame.tagged({ColorDescription::Primaries::bt709, ColorDescription::Transfer::bt709,
                               ColorDescription::Matrix::rgb, ColorDescription::Range::full});
     } catch (...) {
@@ -149,8 +155,10 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     return frame;
 }
 
-std::shared_future<VideoFrame> CustomVideoCompositor::recentFrame(const FramePlan& plan, const VideoFrame& source,
-                                                                  std::promise<VideoFrame>& promise, bool& isMine) {
+std::shared_future<VideoFrame> CustomVideoCompositor::recentFrame(const FramePlan& plan,
+                                                                  const VideoFrame& source,
+                                                                  std::promise<VideoFrame>& promise,
+                                                                  bool& isMine) {
     const std::lock_guard lock(recentLock_);
     for (const RecentFrame& recent : recentFrames_) {
         if (recent.source.sharesStorage(source) && recent.plan == plan) return recent.output;

@@ -15,9 +15,9 @@
 
 namespace varnelle {
 
-/// Renders the frames of a composition, for preview and export alike: plans a frame from the live look, zoom-pan
-/// ranges and telemetry, then draws it. A frame whose plan and source picture are those of a recent one is not drawn
-/// again but handed out again. All operations may be called on any thread.
+/// Renders the frames of a composition, for preview and export alike: plans a frame from the live look,
+/// zoom-pan ranges and telemetry, then draws it. A frame whose plan and source picture are those of a recent
+/// one is not drawn again but handed out again. All operations may be called on any thread.
 class CustomVideoCompositor final : public VideoCompositing {
 public:
     CustomVideoCompositor();
@@ -27,8 +27,8 @@ public:
     void cancelAllPendingRequests() override;
 
 private:
-    /// A frame that was drawn lately or is being drawn. Holding the source keeps its memory from being reused, so that
-    /// equal storage means equal pixels.
+    /// A frame that was drawn lately or is being drawn. Holding the source keeps its memory from being
+    /// reused, so that equal storage means equal pixels.
     struct RecentFrame {
         FramePlan plan;
         VideoFrame source;

@@ -23,20 +23,24 @@ CGRect flipped(const CGRect& rect, double canvasHeight) {
 }
 
 std::string backgroundKey(const FramePlan& plan) {
-    return fmt::format("{:.2f}|{:.2f}|{}|{}", plan.canvas.width, plan.canvas.height, rawString(plan.backgroundStyle),
-                       plan.wallpaperPath);
+    return fmt::format("{:.2f}|{:.2f}|{}|{}", plan.canvas.width, plan.canvas.height,
+                       rawString(plan.backgroundStyle), plan.wallpaperPath);
 }
 
 std::string backdropKey(const FramePlan& plan) {
     const CGRect& rect = plan.screenRect;
     return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{}", rect.minX(), rect.minY(),
-                       rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity, plan.shadow->radius,
-                       backgroundKey(plan));
+                       rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity,
+                       plan.shadow->radius, backgroundKey(plan));
 }
 
 ShadowField shadowField(const FramePlan& plan, int width, int height) {
-    return {flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius, plan.shadow->opacity,
-            plan.shadow->radius, width, height};
+    return {flipped(plan.screenRect, plan.canvas.height),
+            plan.cornerRadius,
+            plan.shadow->opacity,
+            plan.shadow->radius,
+            width,
+            height};
 }
 
 /// The cursor of a plan as pixels, or nothing.
@@ -56,8 +60,9 @@ std::optional<Sprite> cursorSprite(const FramePlan& plan, const CursorImageRecip
 /// Draws the rows of one frame.
 class RowPainter {
 public:
-    RowPainter(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output, const Bitmap& background,
-               std::optional<ShadowField> movingShadow, std::optional<Sprite> cursor)
+    RowPainter(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output,
+               const Bitmap& background, std::optional<ShadowField> movingShadow,
+               std::optional<Sprite> cursor)
         : output_(output),
           background_(background),
           movingShadow_(std::move(movingShadow)),
@@ -136,7 +141,8 @@ void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const 
     const Bitmap background = plan.shadow && plan.isShadowStill ? backdrop(plan) : backgroundLayer(plan);
     std::optional<ShadowField> movingShadow;
     if (!isKept) {
-        const RoundedRectMask mask(flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius, output.width);
+        const RoundedRectMask mask(flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius,
+                                   output.width);
         if (!mask.coversCanvas(output.height)) movingShadow = shadowField(plan, output.width, output.height);
     }
     std::optional<Sprite> cursor;
@@ -156,8 +162,9 @@ Bitmap FramePainter::backgroundLayer(const FramePlan& plan) {
     if (auto layer = backgroundLayerCache_.object(key)) return *layer;
     const std::lock_guard lock(backgroundLayerBuildLock_);
     if (auto layer = backgroundLayerCache_.object(key)) return *layer;
-    Bitmap layer = paintCanvasBackground(plan.backgroundStyle, plan.wallpaperPath,
-                                         static_cast<int>(plan.canvas.width), static_cast<int>(plan.canvas.height));
+    Bitmap layer =
+        paintCanvasBackground(plan.backgroundStyle, plan.wallpaperPath, static_cast<int>(plan.canvas.width),
+                              static_cast<int>(plan.canvas.height));
     backgroundLayerCache_.setObject(key, layer);
     return layer;
 }
@@ -206,7 +213,7 @@ PlanarPicture planarPicture(const VideoFrame& frame) {
             break;
     }
     picture.matrix = frame.color().matrix == ColorDescription::Matrix::bt601 ? PlanarPicture::Matrix::bt601
-                                                                              : PlanarPicture::Matrix::bt709;
+                                                                             : PlanarPicture::Matrix::bt709;
     picture.isFullRange = frame.color().range == ColorDescription::Range::full;
     return picture;
 }

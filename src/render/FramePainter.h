@@ -13,10 +13,10 @@
 
 namespace varnelle {
 
-/// Draws frame plans. Rows are finished one after the other while they are in the processor's cache: background
-/// (darkened by the shadow) where it shows, the screen sampled from its YUV planes straight into place, the cursor over
-/// it, cut by the mask. Backgrounds with a still shadow, and the cursors' masters, are kept. Safe to share between
-/// threads.
+/// Draws frame plans. Rows are finished one after the other while they are in the processor's cache:
+/// background (darkened by the shadow) where it shows, the screen sampled from its YUV planes straight into
+/// place, the cursor over it, cut by the mask. Backgrounds with a still shadow, and the cursors' masters, are
+/// kept. Safe to share between threads.
 class FramePainter {
 public:
     /// Draws onto `output`, whose size is the plan's canvas. `screen` is the oriented source picture.

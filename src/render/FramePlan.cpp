@@ -12,14 +12,18 @@ constexpr double kLeastShadow = 0.001;
 constexpr double kLargestInsetShare = 0.45;
 
 bool isUsable(const CGRect& rect) {
-    return std::isfinite(rect.width()) && std::isfinite(rect.height()) && rect.width() > 1 && rect.height() > 1;
+    return std::isfinite(rect.width()) && std::isfinite(rect.height()) && rect.width() > 1 &&
+           rect.height() > 1;
 }
 
-CGRect canvasRect(CGSize canvas) { return {{0, 0}, canvas}; }
+CGRect canvasRect(CGSize canvas) {
+    return {{0, 0}, canvas};
+}
 
 CGRect interpolated(const CGRect& a, const CGRect& b, double f) {
     return {{a.origin.x + f * (b.origin.x - a.origin.x), a.origin.y + f * (b.origin.y - a.origin.y)},
-            {a.size.width + f * (b.size.width - a.size.width), a.size.height + f * (b.size.height - a.size.height)}};
+            {a.size.width + f * (b.size.width - a.size.width),
+             a.size.height + f * (b.size.height - a.size.height)}};
 }
 
 /// Moves the screen alone so that the canvas shows the camera's view; the background stays as it is.
@@ -34,7 +38,8 @@ void applyZoom(FramePlan& plan, double& shadowRadius, const FramePlanInput& inpu
         interpolated(canvas, cameraViewRect(*input.snapshot, plan.screenRect, input.canvas), progress);
     if (!isUsable(view) || !isUsable(canvas) || !isUsable(plan.screenRect)) return;
     const CGRect upright = view.standardized();
-    if (upright.width() >= canvas.width() - kNegligible && upright.height() >= canvas.height() - kNegligible) return;
+    if (upright.width() >= canvas.width() - kNegligible && upright.height() >= canvas.height() - kNegligible)
+        return;
 
     const double scale = canvas.width() / view.width();
     plan.screenRect = {{canvas.minX() + scale * (plan.screenRect.minX() - view.minX()),
@@ -50,9 +55,10 @@ std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePl
     const CursorConfiguration& configuration = input.configuration->cursor;
     const CursorFrameState& state = input.cursorState;
     const CGRect& screen = plan.screenRect;
-    const bool hasRoom =
-        screen.width() > 1 && screen.height() > 1 && input.sourceSize.width > 1 && input.sourceSize.height > 1;
-    if (!configuration.showsCursor || state.visibility != CursorVisibility::visible || !hasRoom) return std::nullopt;
+    const bool hasRoom = screen.width() > 1 && screen.height() > 1 && input.sourceSize.width > 1 &&
+                         input.sourceSize.height > 1;
+    if (!configuration.showsCursor || state.visibility != CursorVisibility::visible || !hasRoom)
+        return std::nullopt;
     constexpr double leastSize = 0.5;
     const double pixelsPerPointX = screen.width() / std::max(input.captureRegion.width, 1.0);
     const double pixelsPerPointY = screen.height() / std::max(input.captureRegion.height, 1.0);
@@ -60,8 +66,8 @@ std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePl
     cursor.shape = state.shape;
     cursor.hotSpot = {screen.minX() + state.position.x * screen.width(),
                       screen.minY() + state.position.y * screen.height()};
-    cursor.pixelsPerPoint =
-        state.clickScale * std::max(leastSize, configuration.size) * std::min(pixelsPerPointX, pixelsPerPointY);
+    cursor.pixelsPerPoint = state.clickScale * std::max(leastSize, configuration.size) *
+                            std::min(pixelsPerPointX, pixelsPerPointY);
     return cursor;
 }
 
@@ -91,7 +97,8 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     FramePlan result = plan;
     result.canvas = {plan.canvas.width * factor, plan.canvas.height * factor};
     const CGRect& rect = plan.screenRect;
-    result.screenRect = {{rect.minX() * factor, rect.minY() * factor}, {rect.width() * factor, rect.height() * factor}};
+    result.screenRect = {{rect.minX() * factor, rect.minY() * factor},
+                         {rect.width() * factor, rect.height() * factor}};
     result.cornerRadius = plan.cornerRadius * factor;
     if (result.shadow) result.shadow->radius *= factor;
     if (result.cursor) {
@@ -119,7 +126,8 @@ CGRect fittedScreenRect(CGSize canvas, CGSize sourceSize, const OverlayConfigura
 CGRect cameraViewRect(const SmoothingCameraSnapshot& snapshot, const CGRect& screenRect, CGSize canvas) {
     const CGRect whole = canvasRect(canvas);
     const double zoom = std::max(kLeastZoom, snapshot.zoomScale);
-    if (!std::isfinite(zoom) || zoom <= 1 + kNegligible || !isUsable(whole) || !isUsable(screenRect)) return whole;
+    if (!std::isfinite(zoom) || zoom <= 1 + kNegligible || !isUsable(whole) || !isUsable(screenRect))
+        return whole;
     const CGSize view{canvas.width / zoom, canvas.height / zoom};
     if (view.width <= 1 || view.height <= 1) return whole;
     const auto kept = [](double origin, double low, double high) {
@@ -127,8 +135,9 @@ CGRect cameraViewRect(const SmoothingCameraSnapshot& snapshot, const CGRect& scr
     };
     const double x = screenRect.minX() + snapshot.focalPoint.x * screenRect.width() - 0.5 * view.width;
     const double y = screenRect.minY() + snapshot.focalPoint.y * screenRect.height() - 0.5 * view.height;
-    return {{kept(x, whole.minX(), whole.maxX() - view.width), kept(y, whole.minY(), whole.maxY() - view.height)},
-            view};
+    return {
+        {kept(x, whole.minX(), whole.maxX() - view.width), kept(y, whole.minY(), whole.maxY() - view.height)},
+        view};
 }
 
 }  // namespace varnelle

@@ -14,8 +14,9 @@ namespace varnelle {
 /// How long the camera takes to move in at the start of a zoom-pan range, and out at its end.
 inline constexpr double kZoomTransitionSeconds = 0.85;
 
-/// Where everything of one frame goes: rectangles and numbers, no pixels. Canvas coordinates are output pixels with
-/// the origin at the bottom left, y upwards. Equal plans with equal source frames make equal pictures.
+/// Where everything of one frame goes: rectangles and numbers, no pixels. Canvas coordinates are output
+/// pixels with the origin at the bottom left, y upwards. Equal plans with equal source frames make equal
+/// pictures.
 struct FramePlan {
     struct Shadow {
         double opacity = 0;
@@ -24,8 +25,8 @@ struct FramePlan {
     };
     struct Cursor {
         CursorShape shape = CursorShape::arrow;
-        CGPoint hotSpot;             ///< where the hot spot lands on the canvas
-        double pixelsPerPoint = 0;   ///< canvas pixels for a point of the nominal cursor
+        CGPoint hotSpot;            ///< where the hot spot lands on the canvas
+        double pixelsPerPoint = 0;  ///< canvas pixels for a point of the nominal cursor
         bool operator==(const Cursor&) const = default;
     };
 
@@ -50,7 +51,8 @@ struct FramePlanInput {
     CGSize sourceSize;  ///< pixels of the oriented screen picture
     const OverlayConfiguration* configuration = nullptr;
     ZoomPanState zoomPanState;
-    /// The camera to follow: the present one, or, while a range is left, that of the moment the leaving began.
+    /// The camera to follow: the present one, or, while a range is left, that of the moment the leaving
+    /// began.
     std::optional<SmoothingCameraSnapshot> snapshot;
     CursorFrameState cursorState;
     CursorCaptureRegion captureRegion;
@@ -61,8 +63,8 @@ FramePlan makeFramePlan(const FramePlanInput& input);
 /// The same picture on a canvas `factor` times as large, to draw no more pixels than are shown.
 FramePlan scaled(const FramePlan& plan, double factor);
 
-/// Where the screen lands while nothing is zoomed: fitted into the canvas, inset by the padding unless the background
-/// is `none`.
+/// Where the screen lands while nothing is zoomed: fitted into the canvas, inset by the padding unless the
+/// background is `none`.
 CGRect fittedScreenRect(CGSize canvas, CGSize sourceSize, const OverlayConfiguration& configuration);
 
 /// The part of the canvas that the camera shows at full progress.

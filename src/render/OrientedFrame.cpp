@@ -20,8 +20,10 @@ Turn turnOf(const CGAffineTransform& transform) {
     return {nearest(transform.a), nearest(transform.b), nearest(transform.c), nearest(transform.d)};
 }
 
-/// Turns one plane of `width` x `height` samples of `bytes` each. Rows are stored downwards, the map is meant upwards.
-void turnPlane(const Plane& from, int width, int height, std::size_t bytes, const Turn& turn, const Plane& to) {
+/// Turns one plane of `width` x `height` samples of `bytes` each. Rows are stored downwards, the map is meant
+/// upwards.
+void turnPlane(const Plane& from, int width, int height, std::size_t bytes, const Turn& turn,
+               const Plane& to) {
     const int outputWidth = turn.a != 0 ? width : height;
     const int outputHeight = turn.a != 0 ? height : width;
     for (int y = 0; y < height; ++y) {
@@ -50,7 +52,8 @@ VideoFrame orientedFrame(const VideoFrame& frame, const CGAffineTransform& prefe
     const int halfHeight = (frame.height() + 1) / 2;
     const bool isPacked = frame.format() == PixelFormat::bgra;
     turnPlane(frame.plane(0), frame.width(), frame.height(), isPacked ? 4 : 1, turn, result.plane(0));
-    if (frame.format() == PixelFormat::nv12) turnPlane(frame.plane(1), halfWidth, halfHeight, 2, turn, result.plane(1));
+    if (frame.format() == PixelFormat::nv12)
+        turnPlane(frame.plane(1), halfWidth, halfHeight, 2, turn, result.plane(1));
     if (frame.format() == PixelFormat::i420) {
         turnPlane(frame.plane(1), halfWidth, halfHeight, 1, turn, result.plane(1));
         turnPlane(frame.plane(2), halfWidth, halfHeight, 1, turn, result.plane(2));

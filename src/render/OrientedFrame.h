@@ -5,8 +5,8 @@
 
 namespace varnelle {
 
-/// A frame turned as its track's preferred transform says: quarter turns and mirrorings. The frame itself if the
-/// transform leaves it upright, or is of another kind.
+/// A frame turned as its track's preferred transform says: quarter turns and mirrorings. The frame itself if
+/// the transform leaves it upright, or is of another kind.
 VideoFrame orientedFrame(const VideoFrame& frame, const CGAffineTransform& preferredTransform);
 
 }  // namespace varnelle

@@ -13,8 +13,8 @@
 
 namespace varnelle {
 
-/// Everything that the renderer needs to know about a composition; one instance covers all of it. Immutable but for
-/// the two controllers, which are shared with whoever edits.
+/// Everything that the renderer needs to know about a composition; one instance covers all of it. Immutable
+/// but for the two controllers, which are shared with whoever edits.
 class OverlayVideoCompositionInstruction final : public VideoCompositionInstruction {
 public:
     struct Contents {

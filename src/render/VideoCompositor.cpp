@@ -40,7 +40,8 @@ public:
           videoTrack_(composition_->addTrack(MediaType::video)),
           size_(project.recordingSession.renderSize),
           rate_(std::max(project.recordingSession.frameRate, kLowestFrameRate)) {
-        if (project.recordingSession.cameraRecordingURL) openCamera(*project.recordingSession.cameraRecordingURL);
+        if (project.recordingSession.cameraRecordingURL)
+            openCamera(*project.recordingSession.cameraRecordingURL);
     }
 
     void append(const TimelineClip& clip) {
@@ -56,7 +57,8 @@ public:
         adoptFormat(videoTracks.front());
 
         videoTrack_.insertTimeRange(range, asset, videoTracks.front(), cursor_);
-        segments_.push_back({clampedSeconds(cursor_), clampedSeconds(cursor_) + clampedSeconds(range.duration),
+        segments_.push_back({clampedSeconds(cursor_),
+                             clampedSeconds(cursor_) + clampedSeconds(range.duration),
                              clampedSeconds(range.start)});
         appendAudio(asset, range);
         appendCamera(clip, range);
@@ -109,9 +111,10 @@ private:
         const CMTimeRange cameraRange = resolvedRange(clip, camera_->asset->duration());
         const CMTime length = std::min(cameraRange.duration, range.duration);
         if (!(length > kCMTimeZero)) return;
-        camera_->compositionTrack->insertTimeRange({cameraRange.start, length}, camera_->asset, camera_->track,
-                                                   cursor_);
-        if (length < range.duration) camera_->compositionTrack->scaleTimeRange({cursor_, length}, range.duration);
+        camera_->compositionTrack->insertTimeRange({cameraRange.start, length}, camera_->asset,
+                                                   camera_->track, cursor_);
+        if (length < range.duration)
+            camera_->compositionTrack->scaleTimeRange({cursor_, length}, range.duration);
     }
 
     std::shared_ptr<Composition> composition_;
@@ -144,7 +147,8 @@ std::vector<CMTimeRange> zoomPanRanges(const Timeline& timeline) {
 
 }  // namespace
 
-CompositionResult VideoCompositor::buildComposition(const Project& project, const std::optional<CGSize>& renderSize,
+CompositionResult VideoCompositor::buildComposition(const Project& project,
+                                                    const std::optional<CGSize>& renderSize,
                                                     const std::optional<int>& frameRate) {
     const TimelineTrack* track = project.videoTrack();
     if (track == nullptr || track->clips.empty()) throw VideoCompositorError::noVideoClips();
@@ -159,7 +163,8 @@ CompositionResult VideoCompositor::buildComposition(const Project& project, cons
     result.frameRate = std::max(frameRate.value_or(builder.rate()), kLowestFrameRate);
     result.videoTrackID = builder.videoTrack().trackID();
     if (builder.camera()) result.cameraTrackID = builder.camera()->compositionTrack->trackID();
-    for (const CompositionTrack* audio : builder.audioTracks()) result.audioTrackIDs.push_back(audio->trackID());
+    for (const CompositionTrack* audio : builder.audioTracks())
+        result.audioTrackIDs.push_back(audio->trackID());
     result.overlayController =
         std::make_shared<OverlayConfigurationController>(project.timeline.overlayConfiguration);
     result.zoomPanClipsController = std::make_shared<ZoomPanClipsController>(zoomPanRanges(project.timeline));

@@ -13,8 +13,8 @@
 
 namespace varnelle {
 
-/// A project turned into what can be played or exported. The two controllers are live: changes to them show in the
-/// frames rendered afterwards, without a new build.
+/// A project turned into what can be played or exported. The two controllers are live: changes to them show
+/// in the frames rendered afterwards, without a new build.
 struct CompositionResult {
     std::shared_ptr<Composition> composition;
     VideoComposition videoComposition;
@@ -29,16 +29,16 @@ struct CompositionResult {
     std::vector<CMTimeRange> autoZoomAndPanActiveRanges;  ///< timeline time
 };
 
-/// Cuts the clips of a project's video track together, and prepares the one instruction that the frame renderer works
-/// from. Sound and camera follow the same cuts.
+/// Cuts the clips of a project's video track together, and prepares the one instruction that the frame
+/// renderer works from. Sound and camera follow the same cuts.
 class VideoCompositor {
 public:
-    /// Without a size or rate, those of the recording. May be called on any thread; reads files, so it takes a while.
-    /// Throws `VideoCompositorError`, and `MediaError` for a source that can't be opened. Telemetry that can't be read
-    /// only leaves out cursor and camera path.
-    [[nodiscard]] static CompositionResult buildComposition(const Project& project,
-                                                            const std::optional<CGSize>& renderSize = std::nullopt,
-                                                            const std::optional<int>& frameRate = std::nullopt);
+    /// Without a size or rate, those of the recording. May be called on any thread; reads files, so it takes
+    /// a while. Throws `VideoCompositorError`, and `MediaError` for a source that can't be opened. Telemetry
+    /// that can't be read only leaves out cursor and camera path.
+    [[nodiscard]] static CompositionResult buildComposition(
+        const Project& project, const std::optional<CGSize>& renderSize = std::nullopt,
+        const std::optional<int>& frameRate = std::nullopt);
 };
 
 }  // namespace varnelle

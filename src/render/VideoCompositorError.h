@@ -18,13 +18,16 @@ public:
     static VideoCompositorError missingVideoTrack(const URL& url) {
         return {Code::missingVideoTrack, "The movie “" + url.string() + "” has no picture."};
     }
-    static VideoCompositorError noVideoClips() { return {Code::noVideoClips, "The project has no clips to show."}; }
+    static VideoCompositorError noVideoClips() {
+        return {Code::noVideoClips, "The project has no clips to show."};
+    }
     static VideoCompositorError inconsistentTimelineOffsets() {
         return {Code::inconsistentTimelineOffsets,
                 "The clips on the timeline don't follow each other: a source may be shorter than its clip."};
     }
     static VideoCompositorError renderContextUnavailable() {
-        return {Code::renderContextUnavailable, "A frame couldn't be rendered: its source picture isn't there."};
+        return {Code::renderContextUnavailable,
+                "A frame couldn't be rendered: its source picture isn't there."};
     }
 
     [[nodiscard]] Code code() const { return code_; }

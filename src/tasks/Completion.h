@@ -12,8 +12,9 @@
 
 namespace varnelle {
 
-/// The future of an operation that reports its end by a callback, which may come on any thread. `begin` is called at
-/// once with that callback. Awaiting the future on the Qt main thread throws what the callback was given.
+/// The future of an operation that reports its end by a callback, which may come on any thread. `begin` is
+/// called at once with that callback. Awaiting the future on the Qt main thread throws what the callback was
+/// given.
 template <typename Begin>
 QFuture<void> futureOf(Begin begin) {
     const auto promise = std::make_shared<QPromise<void>>();
@@ -26,8 +27,8 @@ QFuture<void> futureOf(Begin begin) {
     return future;
 }
 
-/// Runs a block on a queue; awaiting the future gives its result or throws its exception. The queue must live until
-/// the future has finished.
+/// Runs a block on a queue; awaiting the future gives its result or throws its exception. The queue must live
+/// until the future has finished.
 template <typename Block>
 QFuture<std::invoke_result_t<Block>> resultOn(Queue& queue, Block block) {
     using Result = std::invoke_result_t<Block>;

@@ -6,8 +6,8 @@
 
 namespace varnelle {
 
-/// Converts timeline time to source time: with it, a cut in the timeline is a cut in the telemetry too. Immutable and
-/// safe to share between threads.
+/// Converts timeline time to source time: with it, a cut in the timeline is a cut in the telemetry too.
+/// Immutable and safe to share between threads.
 class TimelineSourceTimeMapper {
 public:
     /// A clip as it was put on the timeline. All in seconds.
@@ -26,8 +26,8 @@ public:
     explicit TimelineSourceTimeMapper(std::vector<Segment> segments);
 
     [[nodiscard]] const std::vector<Segment>& segments() const { return segments_; }
-    /// The source time, on the grid of 1/600 s. Between segments and after the last one the end of the segment before
-    /// holds; before the first one its start.
+    /// The source time, on the grid of 1/600 s. Between segments and after the last one the end of the
+    /// segment before holds; before the first one its start.
     [[nodiscard]] CMTime sourceTime(const CMTime& timelineTime) const;
 
 private:

@@ -14,7 +14,8 @@ using State = CursorWindowMotionState;
 using test::rangeOfSeconds;
 using Ranges = std::vector<CMTimeRange>;
 
-/// A path of one sample each tenth of a second: `.` wide and neutral, `n` wide while active, `#` zoomed while active.
+/// A path of one sample each tenth of a second: `.` wide and neutral, `n` wide while active, `#` zoomed while
+/// active.
 SmoothingCamera drawnCamera(const std::string& drawing) {
     std::vector<SmoothingCameraSample> samples;
     for (std::size_t i = 0; i < drawing.size(); ++i) {
@@ -31,8 +32,10 @@ Ranges cameraRanges(const std::string& drawing, double duration, double mergeGap
 TEST(CameraActiveRanges, BeginWhereTheActivityBegan) {
     //                     0    0.5  1.0  1.5
     EXPECT_EQ(cameraRanges("....nnn###.....", 1.4, 0), (Ranges{rangeOfSeconds(0.2, 0.8)}));
-    EXPECT_EQ(cameraRanges("nn###", 0.4, 0), (Ranges{rangeOfSeconds(0, 0.4)})) << "no neutral sample: from the start";
-    EXPECT_EQ(cameraRanges("...###", 0.4, 0), (Ranges{rangeOfSeconds(0.1, 0.3)})) << "clipped to the duration";
+    EXPECT_EQ(cameraRanges("nn###", 0.4, 0), (Ranges{rangeOfSeconds(0, 0.4)}))
+        << "no neutral sample: from the start";
+    EXPECT_EQ(cameraRanges("...###", 0.4, 0), (Ranges{rangeOfSeconds(0.1, 0.3)}))
+        << "clipped to the duration";
 }
 
 TEST(CameraActiveRanges, MergeAcrossGapsAndDropTheShort) {
@@ -50,12 +53,15 @@ Ranges activityRanges(const CursorRecording& recording, double duration, double 
 
 TEST(ActivityActiveRanges, SurroundClicksDragsAndKeys) {
     CursorRecording recording;
-    recording.activitySamples = {test::button(0.3, Kind::rightMouseDown), test::button(20, Kind::leftMouseUp, false)};
+    recording.activitySamples = {test::button(0.3, Kind::rightMouseDown),
+                                 test::button(20, Kind::leftMouseUp, false)};
     EXPECT_EQ(activityRanges(recording, 30), (Ranges{rangeOfSeconds(0, 1.25)}));
     recording.activitySamples = {test::button(5, Kind::leftMouseDown), test::button(9, Kind::leftMouseUp)};
-    EXPECT_EQ(activityRanges(recording, 30), (Ranges{rangeOfSeconds(4.15, 5.6)})) << "from 5 - 0.85 to 9 + 0.75";
+    EXPECT_EQ(activityRanges(recording, 30), (Ranges{rangeOfSeconds(4.15, 5.6)}))
+        << "from 5 - 0.85 to 9 + 0.75";
     recording.activitySamples = {test::button(5, Kind::leftMouseDown)};
-    EXPECT_EQ(activityRanges(recording, 30), (Ranges{rangeOfSeconds(4.15, 25.85)})) << "still held at the end";
+    EXPECT_EQ(activityRanges(recording, 30), (Ranges{rangeOfSeconds(4.15, 25.85)}))
+        << "still held at the end";
     recording.activitySamples.clear();
     recording.keyboardSamples = {{10, CursorKeyboardActivityKind::navigation, true},
                                  {20, CursorKeyboardActivityKind::shortcut, true},
@@ -65,7 +71,9 @@ TEST(ActivityActiveRanges, SurroundClicksDragsAndKeys) {
 
 TEST(ActivityActiveRanges, ShortPiecesAreAbsorbedAndLongOnesStayApart) {
     CursorRecording recording;
-    const auto key = [](double t) { return CursorKeyboardActivitySample{t, CursorKeyboardActivityKind::typing, true}; };
+    const auto key = [](double t) {
+        return CursorKeyboardActivitySample{t, CursorKeyboardActivityKind::typing, true};
+    };
     // Windows of 1.25 s; two of them 1.5 s apart.
     recording.keyboardSamples = {key(5), key(5 + 2.75)};
     EXPECT_EQ(activityRanges(recording, 30).size(), 1U);
@@ -75,7 +83,8 @@ TEST(ActivityActiveRanges, ShortPiecesAreAbsorbedAndLongOnesStayApart) {
 }
 
 TEST(TimelineRanges, CutMoveAndMergeAtSegments) {
-    // timeline [0 A 4) [4 B 8): A shows source 0 to 4, B source 10 to 14; then the same with B directly following A.
+    // timeline [0 A 4) [4 B 8): A shows source 0 to 4, B source 10 to 14; then the same with B directly
+    // following A.
     const std::vector<TimelineSourceTimeMapper::Segment> cut{{0, 4, 0}, {4, 8, 10}};
     EXPECT_EQ(timelineRanges({rangeOfSeconds(3, 4), rangeOfSeconds(11, 1)}, cut, 0.12),
               (Ranges{rangeOfSeconds(3, 1), rangeOfSeconds(5, 1)}));

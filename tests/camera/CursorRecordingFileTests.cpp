@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "foundation/AtomicFile.h"
-#include "support/TemporaryDirectory.h"
 #include "support/Telemetry.h"
+#include "support/TemporaryDirectory.h"
 
 namespace varnelle {
 namespace {
@@ -29,8 +29,8 @@ TEST_F(CursorRecordingFile, RoundTripsEveryValueExactly) {
     recording.activitySamples = {{0.5, CursorActivityKind::rightMouseUp, 0.1, 0.2, true}};
     recording.scrollSamples = {{0.6, 0.01, -0.02, true, false}};
     recording.keyboardSamples = {{0.7, CursorKeyboardActivityKind::shortcut, true}};
-    recording.windowContextSamples = {
-        {0.1, CGRect{{0.1, 0.2}, {0.3, 0.4}}, std::nullopt, "a \"quoted\" \\ role\n", std::nullopt, "AXLink"}};
+    recording.windowContextSamples = {{0.1, CGRect{{0.1, 0.2}, {0.3, 0.4}}, std::nullopt,
+                                       "a \"quoted\" \\ role\n", std::nullopt, "AXLink"}};
     writeCursorRecording(recording, url_);
     EXPECT_EQ(readCursorRecording(url_), recording);
     EXPECT_NE(readFile(url_).find("\"activeWindowFrame\":[[0.1,0.2],[0.3,0.4]]"), std::string::npos);
@@ -51,7 +51,8 @@ TEST_F(CursorRecordingFile, AcceptsOldFilesAnyKeyOrderAndUnsortedSamples) {
         {"timeSeconds": 1, "normalizedY": 0.5, "normalizedX": 1e0, "isVisible": false}],
         "scrollSamples": [{"timeSeconds":1,"normalizedDeltaX":0,"normalizedDeltaY":1,"isMomentum":false}],
         "later": {"unknown": [1, 2]},
-        "activitySamples": [], )" + kRegion + "}");
+        "activitySamples": [], )" + kRegion +
+                                           "}");
     EXPECT_EQ(recording.movementSamples[0].timeSeconds, 1);
     EXPECT_EQ(recording.movementSamples[1].normalizedX, 0.25);
     EXPECT_TRUE(recording.scrollSamples[0].isVisible);
@@ -65,16 +66,18 @@ TEST_F(CursorRecordingFile, WhatIsNoTelemetryIsAnErrorThatNamesTheFile) {
     };
     ASSERT_NO_THROW(read("{" + kRegion + lists + "}"));
     for (const std::string& text :
-         {std::string(), std::string("[]"), std::string("{}"), "{" + kRegion + lists, "{" + kRegion + lists + "} x",
-          "{" + kRegion + R"(,"movementSamples":[]})", "{" + lists.substr(1) + "}",
-          movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":0})"),
+         {std::string(), std::string("[]"), std::string("{}"), "{" + kRegion + lists,
+          "{" + kRegion + lists + "} x", "{" + kRegion + R"(,"movementSamples":[]})",
+          "{" + lists.substr(1) + "}", movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":0})"),
           movement(R"({"timeSeconds":"1","normalizedX":0,"normalizedY":0,"isVisible":true})"),
           movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":1e999,"isVisible":true})"),
           movement(R"({"timeSeconds":1,"normalizedX":0,"normali)"),
-          "{" + kRegion + R"(,"movementSamples":[],"activitySamples":[{"timeSeconds":1,"kind":"middleMouseDown",)" +
+          "{" + kRegion +
+              R"(,"movementSamples":[],"activitySamples":[{"timeSeconds":1,"kind":"middleMouseDown",)" +
               R"("normalizedX":0,"normalizedY":0,"isVisible":true}]})",
           "{" + kRegion + lists + R"(,"keyboardSamples":[{"timeSeconds":1,"kind":"magic"}]})",
-          "{" + kRegion + lists + R"(,"windowContextSamples":[{"timeSeconds":1,"activeWindowFrame":[[0,0],[1]]}]})",
+          "{" + kRegion + lists +
+              R"(,"windowContextSamples":[{"timeSeconds":1,"activeWindowFrame":[[0,0],[1]]}]})",
           "{" + kRegion + lists + R"(,"windowContextSamples":[{"focusedElementRole":"AXLink"}]})"}) {
         try {
             read(text);

@@ -12,7 +12,9 @@ namespace {
 
 using Kind = CursorActivityKind;
 
-CMTime at(double seconds) { return timeFromSeconds(seconds); }
+CMTime at(double seconds) {
+    return timeFromSeconds(seconds);
+}
 
 TEST(CursorRecording, WithoutMovementThereIsNoData) {
     CursorRecording recording;
@@ -31,12 +33,11 @@ TEST(CursorRecording, InterpolatesPositionAndSwitchesVisibilityHalfWay) {
         CGPoint position;
         CursorVisibility visibility;
     };
-    for (const Case& c : {Case{0, {0.2, 0.4}, CursorVisibility::visible},
-                          Case{1.25, {0.3, 0.65}, CursorVisibility::visible},
-                          Case{1.5, {0.4, 0.9}, CursorVisibility::hidden},
-                          Case{1.75, {0.5, 1}, CursorVisibility::hidden},  // 1.15, clamped
-                          Case{2, {0.6, 1}, CursorVisibility::hidden},
-                          Case{9, {0.9, 0.9}, CursorVisibility::visible}}) {
+    for (const Case& c :
+         {Case{0, {0.2, 0.4}, CursorVisibility::visible}, Case{1.25, {0.3, 0.65}, CursorVisibility::visible},
+          Case{1.5, {0.4, 0.9}, CursorVisibility::hidden},
+          Case{1.75, {0.5, 1}, CursorVisibility::hidden},  // 1.15, clamped
+          Case{2, {0.6, 1}, CursorVisibility::hidden}, Case{9, {0.9, 0.9}, CursorVisibility::visible}}) {
         const CursorFrameState state = recording.cursorState(at(c.time));
         EXPECT_NEAR(state.position.x, c.position.x, 1e-12) << c.time;
         EXPECT_NEAR(state.position.y, c.position.y, 1e-12) << c.time;
@@ -55,7 +56,8 @@ TEST(CursorRecording, VelocitySpansThreeSamples) {
 
 TEST(CursorRecording, ActivityDecaysAndForgets) {
     CursorRecording recording = test::restingPointer(5, {0.5, 0.5});
-    recording.activitySamples = {test::button(1, Kind::leftMouseDown), test::button(1.25, Kind::leftMouseUp, false),
+    recording.activitySamples = {test::button(1, Kind::leftMouseDown),
+                                 test::button(1.25, Kind::leftMouseUp, false),
                                  test::button(3, Kind::rightMouseUp)};
     EXPECT_EQ(recording.activity(1), 1) << "a sample exactly then counts";
     EXPECT_NEAR(recording.activity(1.5), std::exp(-0.5 / 0.45), 1e-12) << "an invisible release doesn't";
@@ -70,7 +72,8 @@ TEST(CursorRecording, ActivityDecaysAndForgets) {
 
 TEST(CursorRecording, ClickSqueezesThePointerForAQuarterSecond) {
     CursorRecording recording = test::restingPointer(5, {0.5, 0.5});
-    recording.activitySamples = {test::button(1, Kind::rightMouseDown), test::button(1.05, Kind::rightMouseUp),
+    recording.activitySamples = {test::button(1, Kind::rightMouseDown),
+                                 test::button(1.05, Kind::rightMouseUp),
                                  test::button(1.06, Kind::leftMouseDown, false)};
     EXPECT_NEAR(recording.clickScale(1.12), 0.7, 1e-12);
     EXPECT_NEAR(recording.clickScale(1.06), 1 - 0.3 * std::sin(std::numbers::pi * 0.06 / 0.24), 1e-12);

@@ -33,7 +33,8 @@ TEST(CursorMotionWindow, StatisticsMatchTheirDefinition) {
         }
         double dispersion = 0;
         for (const auto& s : samples) {
-            dispersion += std::hypot(s.position.x - mean.x, s.position.y - mean.y) / static_cast<double>(samples.size());
+            dispersion += std::hypot(s.position.x - mean.x, s.position.y - mean.y) /
+                          static_cast<double>(samples.size());
         }
         const double duration = samples.back().timeSeconds - samples.front().timeSeconds;
         const auto statistics = window.statistics();
@@ -72,7 +73,7 @@ TEST(ClassifyMotion, LimitsAreIncludedAndStatesSustain) {
              Case{0.26, 0.39, 0.09, State::neutral, State::neutral},
              Case{0.2, 0.18, 0.06, State::neutral, State::hover},
              Case{0.19, 0, 0, State::neutral, State::neutral},
-             Case{0.5, 0.55, 0.16, State::hover, State::hover},     // a fast sweep that still fits stays
+             Case{0.5, 0.55, 0.16, State::hover, State::hover},  // a fast sweep that still fits stays
              Case{0.5, 0.56, 0.16, State::hover, State::travel},
              Case{0.5, 0.3, 0.17, State::hover, State::neutral},
              Case{0.26, 0.12, 0.03, State::travel, State::travel},

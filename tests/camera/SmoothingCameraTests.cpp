@@ -67,13 +67,15 @@ TEST(SmoothingCamera, HoverFollowsOnlyOutsideItsDeadZone) {
 }
 
 TEST(SmoothingCamera, TravelChasesWhereThePointerWillBe) {
-    // Appears at 1 s, moving at half a width per second: 0.36 of way, and with it a dispersion of 0.09, after 0.72 s.
+    // Appears at 1 s, moving at half a width per second: 0.36 of way, and with it a dispersion of 0.09, after
+    // 0.72 s.
     const auto position = [](double t) { return CGPoint{0.1 + 0.5 * std::max(t - 1, 0.0), 0.5}; };
     const auto samples = build(test::pointerPath(2.8, position, [](double t) { return t >= 1; }));
     EXPECT_NEAR(firstTime(samples, State::travel), 1.72, 0.02);
 
     // From there the spring chases the place 0.82 s ahead, less the dead zone.
-    auto sample = std::find_if(samples.begin(), samples.end(), [](const auto& s) { return s.timeSeconds > 1.8; });
+    auto sample =
+        std::find_if(samples.begin(), samples.end(), [](const auto& s) { return s.timeSeconds > 1.8; });
     double x = sample->snapshot.focalPoint.x;
     double velocity = (x - (sample - 1)->snapshot.focalPoint.x) * 120;
     const double omega = 2 * std::numbers::pi / 0.78;
@@ -90,7 +92,11 @@ TEST(SmoothingCamera, TravelChasesWhereThePointerWillBe) {
 
 TEST(SmoothingCamera, PointerOutsideLeavesTheCameraWide) {
     const auto samples = build(test::pointerPath(
-        3, [](double t) { return CGPoint{0.2 + 0.1 * t, 0.5}; }, [](double) { return false; }));
+        3,
+        [](double t) {
+            return CGPoint{0.2 + 0.1 * t, 0.5};
+        },
+        [](double) { return false; }));
     for (const auto& sample : samples) {
         ASSERT_EQ(sample.snapshot.zoomScale, 1);
         ASSERT_EQ(sample.snapshot.focalPoint, (CGPoint{0.2, 0.5}));
@@ -100,7 +106,11 @@ TEST(SmoothingCamera, PointerOutsideLeavesTheCameraWide) {
 
 TEST(SmoothingCamera, LeavingPointerLetsTheCameraZoomOutInPlace) {
     const auto samples = build(test::pointerPath(
-        10, [](double t) { return t < 3 ? CGPoint{0.7, 0.4} : CGPoint{1.5, 0.4}; }, [](double t) { return t < 3; }));
+        10,
+        [](double t) {
+            return t < 3 ? CGPoint{0.7, 0.4} : CGPoint{1.5, 0.4};
+        },
+        [](double t) { return t < 3; }));
     EXPECT_NEAR(sampleAt(samples, 2.9).snapshot.zoomScale, 1.6, 0.01);
     // The stored target still holds for 0.85 s, then the goal is wide.
     EXPECT_GT(sampleAt(samples, 3.8).snapshot.zoomScale, 1.58);
@@ -114,8 +124,9 @@ TEST(SmoothingCamera, PressIsAnticipatedAndADragIsWorkAtOnePlace) {
         return CGPoint{0.5 + 0.3 * std::cos(6 * t), 0.5 + 0.3 * std::sin(6 * t)};
     });
     ASSERT_EQ(sampleAt(build(recording), 2.5).motionState, State::travel);
-    recording.activitySamples = {test::button(1.5, Kind::leftMouseDown, false), test::button(2, Kind::leftMouseDown),
-                                 test::button(2.9, Kind::leftMouseUp, false), test::button(3, Kind::leftMouseUp)};
+    recording.activitySamples = {
+        test::button(1.5, Kind::leftMouseDown, false), test::button(2, Kind::leftMouseDown),
+        test::button(2.9, Kind::leftMouseUp, false), test::button(3, Kind::leftMouseUp)};
     const auto samples = build(recording);
     EXPECT_EQ(sampleAt(samples, 1.64).motionState, State::travel) << "an invisible press isn't anticipated";
     EXPECT_EQ(sampleAt(samples, 1.68).motionState, State::hover);
@@ -131,7 +142,8 @@ TEST(SmoothingCamera, TypingPinsTheViewToThePointer) {
     }
     EXPECT_NEAR(sampleAt(build(recording), 3).snapshot.focalPoint.x, 0.56, 1e-3);
     for (auto& sample : recording.keyboardSamples) sample.isVisible = false;
-    EXPECT_NEAR(sampleAt(build(recording), 3).snapshot.focalPoint.x, 0.5, 1e-9) << "outside the region keys don't count";
+    EXPECT_NEAR(sampleAt(build(recording), 3).snapshot.focalPoint.x, 0.5, 1e-9)
+        << "outside the region keys don't count";
 }
 
 TEST(SmoothingCamera, ScrollNudgesTheView) {
@@ -155,8 +167,10 @@ TEST(SmoothingCamera, StepsAreAtMostAThirtiethAndNothingComesOfNothing) {
 }
 
 TEST(SmoothingCamera, SnapshotsAreInterpolatedAndHoldAtTheEnds) {
-    const SmoothingCamera camera({{0, {{0.2, 0.2}, 1}, State::neutral}, {1, {{0.4, 0.6}, 1.5}, State::hover}});
-    EXPECT_EQ(camera.snapshot(timeFromSeconds(0.5)), (SmoothingCameraSnapshot{{0.30000000000000004, 0.4}, 1.25}));
+    const SmoothingCamera camera(
+        {{0, {{0.2, 0.2}, 1}, State::neutral}, {1, {{0.4, 0.6}, 1.5}, State::hover}});
+    EXPECT_EQ(camera.snapshot(timeFromSeconds(0.5)),
+              (SmoothingCameraSnapshot{{0.30000000000000004, 0.4}, 1.25}));
     EXPECT_EQ(camera.snapshot(timeFromSeconds(9))->zoomScale, 1.5);
     EXPECT_EQ(camera.snapshot(kCMTimeInvalid)->zoomScale, 1);
 }

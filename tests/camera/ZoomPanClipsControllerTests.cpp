@@ -43,8 +43,12 @@ TEST(ZoomPanClipsController, ShortRangeTurnsFromEnteringToLeaving) {
 
 TEST(ZoomPanClipsController, NormalizesItsRanges) {
     using Range = ZoomPanClipsController::ClipRange;
-    EXPECT_EQ(normalizeClipRanges({rangeOfSeconds(5, 2), rangeOfSeconds(0, 2), rangeOfSeconds(2, 1),
-                                   rangeOfSeconds(5.5, 0.5), rangeOfSeconds(9, 0), {kCMTimeInvalid, kCMTimeInvalid},
+    EXPECT_EQ(normalizeClipRanges({rangeOfSeconds(5, 2),
+                                   rangeOfSeconds(0, 2),
+                                   rangeOfSeconds(2, 1),
+                                   rangeOfSeconds(5.5, 0.5),
+                                   rangeOfSeconds(9, 0),
+                                   {kCMTimeInvalid, kCMTimeInvalid},
                                    {timeFromSeconds(8), kCMTimePositiveInfinity}}),
               (std::vector<Range>{{0, 3}, {5, 7}}));
 }
@@ -53,7 +57,8 @@ TEST(ZoomPanClipsController, AnswersWhileRangesAreReplaced) {
     ZoomPanClipsController controller({rangeOfSeconds(0, 10)});
     std::jthread editor([&controller] {
         for (int i = 0; i < 2000; ++i) {
-            controller.replaceRanges(i % 2 == 0 ? std::vector<CMTimeRange>{} : std::vector{rangeOfSeconds(0, 10)});
+            controller.replaceRanges(i % 2 == 0 ? std::vector<CMTimeRange>{}
+                                                : std::vector{rangeOfSeconds(0, 10)});
         }
     });
     int lastRevision = 0;

@@ -56,8 +56,9 @@ TEST(CMTime, SecondsForStorageAreNeverNegativeOrStrange) {
         CMTime time;
         double seconds;
     };
-    for (const Case& c : {Case{CMTime::make(900, 600), 1.5}, Case{CMTime::make(-900, 600), 0}, Case{kCMTimeInvalid, 0},
-                          Case{kCMTimeIndefinite, 0}, Case{kCMTimePositiveInfinity, 0}}) {
+    for (const Case& c :
+         {Case{CMTime::make(900, 600), 1.5}, Case{CMTime::make(-900, 600), 0}, Case{kCMTimeInvalid, 0},
+          Case{kCMTimeIndefinite, 0}, Case{kCMTimePositiveInfinity, 0}}) {
         EXPECT_EQ(clampedSeconds(c.time), c.seconds);
     }
     EXPECT_EQ(timeFromSeconds(-1), kCMTimeZero);

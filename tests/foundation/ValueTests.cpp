@@ -13,9 +13,11 @@ TEST(UUID, RoundTripsAndRefusesWhatIsNone) {
     const UUID uuid = UUID::random();
     EXPECT_EQ(UUID::parse(uuid.string()), uuid);
     EXPECT_NE(UUID::random(), uuid);
-    EXPECT_EQ(UUID::parse("123e4567-e89b-12d3-a456-426614174000")->string(), "123E4567-E89B-12D3-A456-426614174000");
-    for (const char* text : {"", "123e4567", "123e4567-e89b-12d3-a456-42661417400", "123e4567e89b-12d3-a456-4266141740000",
-                             "123e4567-e89b-12d3-a456-426614174000x", "g23e4567-e89b-12d3-a456-426614174000"}) {
+    EXPECT_EQ(UUID::parse("123e4567-e89b-12d3-a456-426614174000")->string(),
+              "123E4567-E89B-12D3-A456-426614174000");
+    for (const char* text :
+         {"", "123e4567", "123e4567-e89b-12d3-a456-42661417400", "123e4567e89b-12d3-a456-4266141740000",
+          "123e4567-e89b-12d3-a456-426614174000x", "g23e4567-e89b-12d3-a456-426614174000"}) {
         EXPECT_FALSE(UUID::parse(text)) << text;
     }
 }

@@ -28,7 +28,8 @@ TEST(FloatImage, RadialGradientBlendsByItsMode) {
         return std::pair(image.row(1)[3], image.row(1)[6]);
     };
     EXPECT_NEAR(blended(BlendMode::normal, 1).first, 0.8, 1e-6);
-    EXPECT_NEAR(blended(BlendMode::normal, 1).second, 0.2 * 0.8 + 0.8 * 0.5, 1e-6) << "a fifth of it one pixel off";
+    EXPECT_NEAR(blended(BlendMode::normal, 1).second, 0.2 * 0.8 + 0.8 * 0.5, 1e-6)
+        << "a fifth of it one pixel off";
     EXPECT_NEAR(blended(BlendMode::screen, 0.5).first, 0.4 + 0.5 - 0.4 * 0.5, 1e-6);
     EXPECT_NEAR(blended(BlendMode::multiply, 1).first, 0.4, 1e-6);
 }

@@ -11,7 +11,8 @@ namespace {
 std::vector<std::uint8_t> noise(std::size_t count, unsigned seed) {
     std::mt19937 random(seed);
     std::vector<std::uint8_t> bytes(count);
-    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % 8 < 2 ? (random() % 2) * 255 : random());
+    for (auto& byte : bytes)
+        byte = static_cast<std::uint8_t>(random() % 8 < 2 ? (random() % 2) * 255 : random());
     return bytes;
 }
 
@@ -66,7 +67,8 @@ double bilinear(const Sample& sample, int w, int h, double x, double y) {
 }
 
 /// What the sampler should give at an output pixel, straight from the definitions. Blue, green, red.
-std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& destination, int column, int row) {
+std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& destination, int column,
+                                    int row) {
     const PlanarPicture& p = owned.picture;
     const double x = (column + 0.5 - destination.minX()) * p.width / destination.width();
     const double y = (row + 0.5 - destination.minY()) * p.height / destination.height();
@@ -81,11 +83,13 @@ std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& des
     const bool isPacked = p.layout == PlanarPicture::Layout::nv12;
     const auto chroma = [&](int index) {
         const auto sample = [&](int i, int j) {
-            return isPacked ? owned.sample(1, i, j, 2, index) : owned.sample(static_cast<std::size_t>(1 + index), i, j);
+            return isPacked ? owned.sample(1, i, j, 2, index)
+                            : owned.sample(static_cast<std::size_t>(1 + index), i, j);
         };
         return bilinear(sample, (p.width + 1) / 2, (p.height + 1) / 2, x / 2, y / 2) - 128;
     };
-    const double luma = bilinear([&](int i, int j) { return owned.sample(0, i, j); }, p.width, p.height, x, y);
+    const double luma =
+        bilinear([&](int i, int j) { return owned.sample(0, i, j); }, p.width, p.height, x, y);
     const double kr = p.matrix == PlanarPicture::Matrix::bt709 ? 0.2126 : 0.299;
     const double kb = p.matrix == PlanarPicture::Matrix::bt709 ? 0.0722 : 0.114;
     const double lift = p.isFullRange ? luma : (luma - 16) * 255 / 219;
@@ -113,7 +117,13 @@ TEST(PictureSampler, MatchesBilinearInterpolationAndTheStandardsMatrices) {
              Case{"identity", L::i420, 64, 48, {{0, 0}, {64, 48}}, M::bt709, false},
              Case{"shrunk between pixels", L::i420, 101, 77, {{3.3, -2.7}, {61.4, 50.2}}, M::bt709, false},
              Case{"shrunk by just two", L::i420, 128, 64, {{0, 0}, {64, 32}}, M::bt601, false},
-             Case{"enlarged beyond the canvas", L::nv12, 45, 33, {{-80.2, -31.5}, {211.7, 160.9}}, M::bt709, true},
+             Case{"enlarged beyond the canvas",
+                  L::nv12,
+                  45,
+                  33,
+                  {{-80.2, -31.5}, {211.7, 160.9}},
+                  M::bt709,
+                  true},
              Case{"full range", L::i420, 50, 40, {{5, 5}, {70, 56}}, M::bt601, true},
              Case{"narrower than a vector", L::i420, 5, 3, {{1.5, 0.5}, {90, 60}}, M::bt709, false},
              Case{"packed colours", L::bgra, 37, 29, {{0.25, 0.25}, {40, 55}}, M::bt709, false},
@@ -131,7 +141,8 @@ TEST(PictureSampler, MatchesBilinearInterpolationAndTheStandardsMatrices) {
             for (int x = 0; x < columns; ++x) {
                 const auto expected = expectedPixel(owned, c.destination, firstColumn + x, y);
                 for (std::size_t k = 0; k < 3; ++k) {
-                    worst = std::max(worst, std::abs(row[static_cast<std::size_t>(4 * x) + k] - expected.at(k)));
+                    worst =
+                        std::max(worst, std::abs(row[static_cast<std::size_t>(4 * x) + k] - expected.at(k)));
                 }
                 ASSERT_EQ(row[static_cast<std::size_t>(4 * x) + 3], 255);
             }
@@ -175,7 +186,8 @@ TEST(PictureSamplerKernels, MatchTheirScalarTwins) {
     std::array<std::vector<std::int16_t>, 6> rows;
     for (auto& row : rows) {
         row.resize(160);
-        for (auto& value : row) value = static_cast<std::int16_t>(random() % 4 == 0 ? 16320 : random() % 16321);
+        for (auto& value : row)
+            value = static_cast<std::int16_t>(random() % 4 == 0 ? 16320 : random() % 16321);
     }
     const auto pair = [&](std::size_t i, int weight) {
         return detail::RowPair{rows.at(i).data(), rows.at(i + 1).data(), static_cast<std::int16_t>(weight)};

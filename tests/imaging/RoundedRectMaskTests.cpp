@@ -27,9 +27,9 @@ TEST(RoundedRectMask, CoverageIsTheAreaInsideThePixel) {
         CGRect rect;
         double radius;
     };
-    for (const Case& c : {Case{{{3, 2}, {30, 20}}, 0}, Case{{{3.25, 2.5}, {30.5, 20.3}}, 6.7},
-                          Case{{{5, 4}, {24, 24}}, 100}, Case{{{-10, -7.3}, {70, 50}}, 12},
-                          Case{{{7.2, 9.1}, {0.5, 0.4}}, 0.1}}) {
+    for (const Case& c :
+         {Case{{{3, 2}, {30, 20}}, 0}, Case{{{3.25, 2.5}, {30.5, 20.3}}, 6.7}, Case{{{5, 4}, {24, 24}}, 100},
+          Case{{{-10, -7.3}, {70, 50}}, 12}, Case{{{7.2, 9.1}, {0.5, 0.4}}, 0.1}}) {
         RoundedRectMask mask(c.rect, c.radius, 40);
         const double radius = std::min(c.radius, std::min(c.rect.width(), c.rect.height()) / 2);
         for (int y = -1; y < 40; ++y) {
@@ -39,7 +39,8 @@ TEST(RoundedRectMask, CoverageIsTheAreaInsideThePixel) {
                 int inside = 0;
                 for (int j = 0; j < steps; ++j) {
                     for (int i = 0; i < steps; ++i) {
-                        inside += isInside(c.rect, radius, x + (i + 0.5) / steps, y + (j + 0.5) / steps) ? 1 : 0;
+                        inside +=
+                            isInside(c.rect, radius, x + (i + 0.5) / steps, y + (j + 0.5) / steps) ? 1 : 0;
                     }
                 }
                 ASSERT_NEAR(coverageAt(row, x), 255.0 * inside / (steps * steps), 5)

@@ -56,7 +56,9 @@ public:
                     for (int i = -reach; i <= reach; ++i) {
                         const int sx = x + dx * i;
                         const int sy = y + dy * i;
-                        if (sx < -kMargin || sy < -kMargin || sx >= kWidth + kMargin || sy >= kHeight + kMargin) continue;
+                        if (sx < -kMargin || sy < -kMargin || sx >= kWidth + kMargin ||
+                            sy >= kHeight + kMargin)
+                            continue;
                         value += weights[static_cast<std::size_t>(i + reach)] * from.at(sx, sy);
                     }
                     to.at(x, y) = value / sum;
@@ -126,7 +128,8 @@ TEST(ShadowField, FadesFromTheEdgeAndReachesLowerThanHigher) {
 }
 
 TEST(ShadowField, StrengthFollowsTheOpacityCurve) {
-    const CGRect rect{{-400, -400}, {1000, 1000}};  // the canvas lies deep inside: only the layers' alphas count
+    const CGRect rect{{-400, -400},
+                      {1000, 1000}};  // the canvas lies deep inside: only the layers' alphas count
     const auto depth = [&](double opacity) {
         ShadowField shadow(rect, 0, opacity, 1, kWidth, kHeight);
         std::vector<float> row(kWidth);

@@ -13,8 +13,9 @@ TEST(FileNames, SanitizingKeepsWhatFileSystemsTake) {
         const char* name;
         const char* expected;
     };
-    for (const Case& c : {Case{"a/b:c", "a-b-c"}, Case{"  take 1\n", "take 1"}, Case{"<>|\"?*%\\", "--------"},
-                          Case{" \t\n", "Fallback"}, Case{"", "Fallback"}, Case{"über.mov", "über.mov"}}) {
+    for (const Case& c :
+         {Case{"a/b:c", "a-b-c"}, Case{"  take 1\n", "take 1"}, Case{"<>|\"?*%\\", "--------"},
+          Case{" \t\n", "Fallback"}, Case{"", "Fallback"}, Case{"über.mov", "über.mov"}}) {
         EXPECT_EQ(sanitizedFileName(c.name, "Fallback"), c.expected);
     }
 }
@@ -22,7 +23,8 @@ TEST(FileNames, SanitizingKeepsWhatFileSystemsTake) {
 TEST(FileNames, NaturalOrderIgnoresCaseAndCountsNumbers) {
     std::vector<std::string> names{"take 10", "Take 2", "take 1", "b", "A", "a", "take 02", "take"};
     std::sort(names.begin(), names.end(), precedesNaturally);
-    EXPECT_EQ(names, (std::vector<std::string>{"A", "a", "b", "take", "take 1", "Take 2", "take 02", "take 10"}));
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"A", "a", "b", "take", "take 1", "Take 2", "take 02", "take 10"}));
 }
 
 }  // namespace

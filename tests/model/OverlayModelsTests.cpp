@@ -15,7 +15,9 @@ public:
     }
     [[nodiscard]] bool boolean(std::string_view key) const override { return string(key) == "true"; }
     void set(std::string_view key, std::string_view value) override { strings[std::string(key)] = value; }
-    void set(std::string_view key, bool value) override { set(key, std::string_view(value ? "true" : "false")); }
+    void set(std::string_view key, bool value) override {
+        set(key, std::string_view(value ? "true" : "false"));
+    }
 
     std::map<std::string, std::string, std::less<>> strings;
 };
@@ -23,8 +25,8 @@ public:
 TEST(CameraBubbleLayout, AnchorAndMirroringComeFromTheDefaults) {
     MemoryDefaults defaults;
     EXPECT_EQ(defaultCameraBubbleLayout(defaults).anchor, OverlayAnchor::bottomLeft);
-    for (const auto anchor :
-         {OverlayAnchor::bottomRight, OverlayAnchor::bottomLeft, OverlayAnchor::topRight, OverlayAnchor::topLeft}) {
+    for (const auto anchor : {OverlayAnchor::bottomRight, OverlayAnchor::bottomLeft, OverlayAnchor::topRight,
+                              OverlayAnchor::topLeft}) {
         defaults.set("overlayPosition", name(anchor));
         EXPECT_EQ(defaultCameraBubbleLayout(defaults).anchor, anchor);
     }

@@ -47,7 +47,8 @@ Project movedTo(Project project, const URL& package) {
     session.screenRecordingURL = assets.appending("screen.mov");
     if (session.cursorRecordingURL) session.cursorRecordingURL = assets.appending("cursor.json");
     for (TimelineTrack& track : project.timeline.tracks.mutableElements()) {
-        for (TimelineClip& clip : track.clips.mutableElements()) clip.sourceURL = assets.appending("screen.mov");
+        for (TimelineClip& clip : track.clips.mutableElements())
+            clip.sourceURL = assets.appending("screen.mov");
     }
     return project;
 }
@@ -75,14 +76,16 @@ TEST_F(ProjectPackage, KeepsFilesThatOnlyTheHistoryRefersTo) {
     writePackage(state_, package_);
     const URL kept = readPackage(package_).redoStack[0].timeline.tracks[0].clips[0].sourceURL;
     EXPECT_EQ(readFile(kept), "second");
-    EXPECT_EQ(readFile(package_.appending("Assets/screen 2.mov")), "screen") << "names that differ by case collide";
+    EXPECT_EQ(readFile(package_.appending("Assets/screen 2.mov")), "screen")
+        << "names that differ by case collide";
 }
 
 TEST_F(ProjectPackage, InfiniteClipIsStoredAsZero) {
     state_.currentProject.timeline.tracks.mutableElements()[0].clips.mutableElements()[0].trimRange.duration =
         kCMTimePositiveInfinity;
     writePackage(state_, package_);
-    EXPECT_EQ(readPackage(package_).currentProject.timeline.tracks[0].clips[0].trimRange.duration, kCMTimeZero);
+    EXPECT_EQ(readPackage(package_).currentProject.timeline.tracks[0].clips[0].trimRange.duration,
+              kCMTimeZero);
 }
 
 TEST_F(ProjectPackage, SavingOverItselfReplacesItWhole) {
@@ -165,13 +168,22 @@ TEST_F(ProjectPackage, BrokenManifestsAreErrorsThatNameThePackage) {
     const std::string session = "/currentProject/recordingSession/";
     const std::string clip = "/currentProject/timeline/tracks/0/clips/0/";
     for (const std::string& text : {
-             std::string(), std::string("{"), std::string("[]"), std::string("null"),
-             good.dump().substr(0, good.dump().size() / 2), std::string(100'000, '['),
-             with((session + "frameRate").c_str(), -1), with((session + "frameRate").c_str(), 1e12),
-             with((session + "frameRate").c_str(), 59.94), with((session + "renderWidth").c_str(), -1920),
-             with((session + "renderHeight").c_str(), 1e9), with((session + "id").c_str(), "nobody"),
-             with((session + "createdAt").c_str(), "yesterday"), with((clip + "trimStartSeconds").c_str(), 1e300),
-             with((clip + "trimStartSeconds").c_str(), "soon"), with("/undoStack", nullptr),
+             std::string(),
+             std::string("{"),
+             std::string("[]"),
+             std::string("null"),
+             good.dump().substr(0, good.dump().size() / 2),
+             std::string(100'000, '['),
+             with((session + "frameRate").c_str(), -1),
+             with((session + "frameRate").c_str(), 1e12),
+             with((session + "frameRate").c_str(), 59.94),
+             with((session + "renderWidth").c_str(), -1920),
+             with((session + "renderHeight").c_str(), 1e9),
+             with((session + "id").c_str(), "nobody"),
+             with((session + "createdAt").c_str(), "yesterday"),
+             with((clip + "trimStartSeconds").c_str(), 1e300),
+             with((clip + "trimStartSeconds").c_str(), "soon"),
+             with("/undoStack", nullptr),
              with("/currentProject/timeline/zoomPanClips", 3),
          }) {
         writeFileAtomically(package_.appending("project.json"), text);

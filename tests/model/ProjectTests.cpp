@@ -30,8 +30,8 @@ TEST(Project, FreshProjectCoversTheRecordingOnce) {
 TEST(Project, InfiniteClipBecomesTheWholeFileOnceItsDurationIsKnown) {
     const Project project = Project::make(test::sessionIn(kDirectory), std::nullopt, OverlayConfiguration{});
     EXPECT_EQ(project.totalDuration(), kCMTimeZero);
-    const auto segments = project.clipSegments(
-        TimelineTrack::TrackType::video, {{kDirectory.appending("screen.mov"), timeFromSeconds(12)}});
+    const auto segments = project.clipSegments(TimelineTrack::TrackType::video,
+                                               {{kDirectory.appending("screen.mov"), timeFromSeconds(12)}});
     ASSERT_EQ(segments.size(), 1U);
     EXPECT_EQ(segments[0].sourceRange, rangeOfSeconds(0, 12));
 }

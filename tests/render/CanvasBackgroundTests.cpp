@@ -20,7 +20,8 @@ void expectPlain(const Bitmap& bitmap, int red, int green, int blue) {
     for (int y = 0; y < bitmap.height(); ++y) {
         for (int x = 0; x < bitmap.width(); ++x) {
             const std::uint8_t* p = bitmap.view().pixel(x, y);
-            ASSERT_EQ((std::array<int, 4>{p[2], p[1], p[0], p[3]}), (std::array<int, 4>{red, green, blue, 255}));
+            ASSERT_EQ((std::array<int, 4>{p[2], p[1], p[0], p[3]}),
+                      (std::array<int, 4>{red, green, blue, 255}));
         }
     }
 }
@@ -28,7 +29,8 @@ void expectPlain(const Bitmap& bitmap, int red, int green, int blue) {
 TEST(CanvasBackground, PlainWhereThereIsNoPicture) {
     using S = CanvasBackgroundStyle;
     expectPlain(paintCanvasBackground(S::none, "procedural://gradient/mint", 20, 10), 0, 0, 0);
-    expectPlain(paintCanvasBackground(S::macOSWallpaper, "procedural://gradient/unknown", 20, 10), 23, 26, 33);
+    expectPlain(paintCanvasBackground(S::macOSWallpaper, "procedural://gradient/unknown", 20, 10), 23, 26,
+                33);
     expectPlain(paintCanvasBackground(S::macOSWallpaper, "/nowhere/picture.jpg", 20, 10), 23, 26, 33);
 }
 

@@ -72,7 +72,8 @@ TEST(FramePainter, CutsTheCornersAndWhatReachesBeyondTheCanvas) {
     picture = painted(painter, plan, plainFrame(60, 40, 0, 200, 0));
     for (const int x : {0, 50, 99}) EXPECT_EQ(green(picture, x, 0), 200);
     plan.screenRect = {{-500, -300}, {100, 100}};
-    EXPECT_EQ(green(painted(painter, plan, plainFrame(60, 40, 0, 200, 0)), 0, 0), 26) << "nothing of it is left";
+    EXPECT_EQ(green(painted(painter, plan, plainFrame(60, 40, 0, 200, 0)), 0, 0), 26)
+        << "nothing of it is left";
 }
 
 TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
@@ -92,11 +93,12 @@ TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
     std::vector<float> share(320);
     shadow.row(160, 0, 320, share.data());
     for (int y = 0; y < 200; ++y) {
-        for (int x = 0; x < 320 * 4; ++x) ASSERT_EQ(still.view().row(y)[x], moving.view().row(y)[x]) << x / 4 << ", " << y;
+        for (int x = 0; x < 320 * 4; ++x)
+            ASSERT_EQ(still.view().row(y)[x], moving.view().row(y)[x]) << x / 4 << ", " << y;
     }
     for (int x = 0; x < 320; x += 7) {
-        EXPECT_NEAR(still.view().pixel(x, 160)[2], background.view().pixel(x, 160)[2] * share[static_cast<std::size_t>(x)],
-                    0.6);
+        EXPECT_NEAR(still.view().pixel(x, 160)[2],
+                    background.view().pixel(x, 160)[2] * share[static_cast<std::size_t>(x)], 0.6);
     }
 }
 
@@ -112,7 +114,8 @@ Difference differenceOf(const Bitmap& a, const Bitmap& b) {
         for (int x = 0; x < a.width(); ++x) {
             if (std::abs(green(a, x, y) - green(b, x, y)) < 64) continue;
             difference.low = {std::min<double>(difference.low.x, x), std::min<double>(difference.low.y, y)};
-            difference.high = {std::max<double>(difference.high.x, x + 1), std::max<double>(difference.high.y, y + 1)};
+            difference.high = {std::max<double>(difference.high.x, x + 1),
+                               std::max<double>(difference.high.y, y + 1)};
         }
     }
     return difference;

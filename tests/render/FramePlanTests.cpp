@@ -126,7 +126,8 @@ TEST(FramePlan, CursorLandsOnThePictureAndGrowsWithIt) {
     look.cursor.size = 0.2;
     input = inputFor(look);
     input.cursorState.clickScale = 0.7;
-    EXPECT_NEAR(makeFramePlan(input).cursor->pixelsPerPoint, 0.7 * 0.5 * 1664 / 960, 1e-12) << "at least a half";
+    EXPECT_NEAR(makeFramePlan(input).cursor->pixelsPerPoint, 0.7 * 0.5 * 1664 / 960, 1e-12)
+        << "at least a half";
     look.cursor.rippleOnClickEnabled = true;
     look.cursor.clickAnimationEnabled = false;
     EXPECT_EQ(makeFramePlan(input), makeFramePlan(input));

@@ -7,8 +7,8 @@
 
 namespace varnelle::test {
 
-/// Runs Qt's event loop until the task has ended; hands on its result or exception. (`QCoro::waitFor` never returns
-/// from a task that throws.)
+/// Runs Qt's event loop until the task has ended; hands on its result or exception. (`QCoro::waitFor` never
+/// returns from a task that throws.)
 template <typename Result>
 Result await(QCoro::Task<Result> task) {
     std::exception_ptr failure;

@@ -8,8 +8,9 @@
 namespace varnelle::test {
 
 /// Telemetry sampled 120 times a second whose pointer follows a function of time.
-inline CursorRecording pointerPath(double seconds, const std::function<CGPoint(double)>& position,
-                                   const std::function<bool(double)>& isVisible = [](double) { return true; }) {
+inline CursorRecording pointerPath(
+    double seconds, const std::function<CGPoint(double)>& position,
+    const std::function<bool(double)>& isVisible = [](double) { return true; }) {
     CursorRecording recording;
     recording.captureRegion = {0, 0, 1920, 1080};
     for (int i = 0; i <= std::lround(seconds * 120); ++i) {
