@@ -78,11 +78,15 @@ public:
 private:
     void run() {
         pthread_setname_np(pthread_self(), "screen-stream");
+        // Handed to the queue only when this thread has let go of it: whoever reads the error is its last
+        // owner.
+        std::exception_ptr failure;
         try {
             while (waitForFrameTime()) takeFrame();
         } catch (const std::exception&) {
-            reportEnd(std::current_exception());
+            failure = std::current_exception();
         }
+        if (failure) reportEnd(std::move(failure));
         Completion completion;
         {
             const std::lock_guard lock(mutex_);
@@ -114,9 +118,9 @@ private:
         queue_.async([handler = handler_, sample = std::move(sample)] { (*handler)(sample); });
     }
 
-    void reportEnd(const std::exception_ptr& error) {
+    void reportEnd(std::exception_ptr failure) {
         if (isStopping() || !onStop_) return;
-        queue_.async([onStop = onStop_, error] { onStop(error); });
+        queue_.async([onStop = onStop_, error = std::move(failure)] { onStop(error); });
     }
 
     bool isStopping() {
