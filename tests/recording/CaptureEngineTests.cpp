@@ -9,7 +9,7 @@
 #include "platform/PlatformError.h"
 #include "recording/FakeDesktop.h"
 #include "recording/SyntheticMedia.h"
-#include "support/Awaiting.h"
+#include "tasks/Await.h"
 #include "support/Waiting.h"
 
 namespace varnelle {
@@ -45,17 +45,17 @@ protected:
 };
 
 TEST_F(CaptureEngineTest, NeedsAStreamToStartButNotToStop) {
-    EXPECT_THROW(test::await(engine.startCapture()), CaptureError);
-    test::await(engine.stopCapture());
+    EXPECT_THROW(await(engine.startCapture()), CaptureError);
+    await(engine.stopCapture());
     configure(false, false);
     EXPECT_EQ(desktop.usedFilter->excludedApplications, (std::vector<ShareableApplication>{{17, "self"}}));
     desktop.failsStart = true;
-    EXPECT_THROW(test::await(engine.startCapture()), PlatformError);
+    EXPECT_THROW(await(engine.startCapture()), PlatformError);
 }
 
 TEST_F(CaptureEngineTest, LeavesOutPicturesThatAreNotCompleteAndLogsEvery120) {
     configure(true, false);
-    test::await(engine.startCapture());
+    await(engine.startCapture());
     SampleBuffer idle = test::screenSample(hostTimeNow());
     idle.attachments.status = FrameStatus::idle;
     for (int i = 0; i < 241; ++i) desktop.deliver(Output::screen, idle);
@@ -78,20 +78,20 @@ TEST_F(CaptureEngineTest, GoesOnWithoutAMicrophoneThatCannotBeAdded) {
     EXPECT_THAT(
         log.items(),
         ElementsAre("Microphone output addition failed (continuing without mic): No microphone here."));
-    test::await(engine.startCapture());
+    await(engine.startCapture());
     EXPECT_TRUE(desktop.isStreamRunning());
 }
 
 TEST_F(CaptureEngineTest, StreamThatEndsOnItsOwnIsLoggedAndCanBeStopped) {
     configure(false, false);
-    test::await(engine.startCapture());
+    await(engine.startCapture());
     desktop.endStream(std::make_exception_ptr(PlatformError(PlatformError::Code::displayLost, "Gone.")));
     EXPECT_THAT(log.items(), ElementsAre("Stream stopped with error: Gone."));
     desktop.failsStop = true;
-    EXPECT_THROW(test::await(engine.stopCapture()), PlatformError);
+    EXPECT_THROW(await(engine.stopCapture()), PlatformError);
     desktop.failsStop = false;
-    test::await(engine.stopCapture());
-    EXPECT_THROW(test::await(engine.startCapture()), CaptureError) << "the stream is gone after a stop";
+    await(engine.stopCapture());
+    EXPECT_THROW(await(engine.startCapture()), CaptureError) << "the stream is gone after a stop";
 }
 
 }  // namespace

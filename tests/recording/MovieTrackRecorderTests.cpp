@@ -8,7 +8,7 @@
 #include "media/MediaError.h"
 #include "recording/RecordingError.h"
 #include "recording/SyntheticMedia.h"
-#include "support/Awaiting.h"
+#include "tasks/Await.h"
 #include "support/TemporaryDirectory.h"
 
 namespace varnelle {
@@ -51,7 +51,7 @@ TEST(MovieTrackRecorder, TracksAreVideoThenSystemSoundThenMicrophone) {
             EXPECT_EQ(recorder.systemAudioInput(), nullptr);
             EXPECT_EQ(recorder.microphoneAudioInput(), nullptr);
         }
-        test::await(recorder.finish(hostSeconds(2)));
+        await(recorder.finish(hostSeconds(2)));
         const MediaAsset asset(url);
         ASSERT_EQ(asset.tracks().size(), hasSound ? 3U : 1U);
         EXPECT_EQ(asset.tracks()[0].mediaType, MediaType::video);
@@ -108,7 +108,7 @@ TEST(MovieTrackRecorder, FinishWithoutSamplesReportsTheWritersError) {
     MovieTrackRecorder recorder(directory.file("screen.mov"), kSmall, std::nullopt, std::nullopt,
                                 MediaDataPace::realTime);
     recorder.start();
-    EXPECT_THROW(test::await(recorder.finish(hostSeconds(1))), Error);
+    EXPECT_THROW(await(recorder.finish(hostSeconds(1))), Error);
 }
 
 }  // namespace

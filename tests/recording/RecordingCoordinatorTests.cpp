@@ -14,7 +14,7 @@
 #include "recording/FakeDesktop.h"
 #include "recording/RecordingError.h"
 #include "recording/SyntheticMedia.h"
-#include "support/Awaiting.h"
+#include "tasks/Await.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
 
@@ -52,7 +52,7 @@ protected:
         return result;
     }
     void prepare(const RecordingConfiguration& wanted, std::shared_ptr<CameraFeed> reusableCamera = nullptr) {
-        test::await(coordinator.prepareRecording(wanted, std::move(reusableCamera)));
+        await(coordinator.prepareRecording(wanted, std::move(reusableCamera)));
     }
     void setClock(double seconds) { nowNanoseconds = std::llround(seconds * 1e9); }
     /// Waits until as many samples of a stream have been recorded.
@@ -64,7 +64,7 @@ protected:
     template <typename Task>
     std::string errorOf(Task task, RecordingError::Code code) {
         try {
-            test::await(std::move(task));
+            await(std::move(task));
         } catch (const RecordingError& error) {
             EXPECT_EQ(error.code(), code);
             return error.what();
@@ -105,7 +105,7 @@ TEST_F(RecordingCoordinatorTest, AllStreamsShareOneOrigin) {
     wanted.preferredMicrophoneID = "mic";
     prepare(wanted, camera);
     EXPECT_EQ(desktop.usedConfiguration->microphoneCaptureDeviceID, "mic");
-    test::await(coordinator.startRecording());
+    await(coordinator.startRecording());
     expectRecorded(StreamKind::screenVideo, 1);
     expectRecorded(StreamKind::cameraVideo, 1);
 
@@ -121,7 +121,7 @@ TEST_F(RecordingCoordinatorTest, AllStreamsShareOneOrigin) {
     expectRecorded(StreamKind::systemAudio, 3);
     expectRecorded(StreamKind::microphoneAudio, 3);
     setClock(102);
-    const RecordingSession session = test::await(coordinator.stopRecording());
+    const RecordingSession session = await(coordinator.stopRecording());
 
     EXPECT_EQ(session.directoryURL.parent(), directory.url().appending("Varnelle").appending("Sessions"));
     EXPECT_EQ(session.screenRecordingURL, session.directoryURL.appending("screen.mov"));
@@ -155,14 +155,14 @@ TEST_F(RecordingCoordinatorTest, BarrierGoesOnWithoutCamera) {
     wanted.captureCamera = true;
     prepare(wanted);
     const auto before = std::chrono::steady_clock::now();
-    test::await(coordinator.startRecording());
+    await(coordinator.startRecording());
     EXPECT_GE(std::chrono::steady_clock::now() - before, 3s);
     EXPECT_THAT(log.items(), Contains("Start barrier timed out for some streams: screen=true, camera=false. "
                                       "Proceeding anyway with screen video."));
     for (const double t : {100.1, 100.2, 100.3, 101.0}) camera->deliver(cameraSample(hostSeconds(t)));
     expectRecorded(StreamKind::cameraVideo, 1);
     setClock(102);
-    const RecordingSession session = test::await(coordinator.stopRecording());
+    const RecordingSession session = await(coordinator.stopRecording());
     EXPECT_THAT(pictureTimes(*session.cameraRecordingURL), ElementsAre(testing::DoubleNear(1.0, 0.001)))
         << "a late stream joins at its own time";
 }
@@ -188,7 +188,7 @@ TEST_F(RecordingCoordinatorTest, FailedStreamStartIsHandedOnAndCleansUp) {
     desktop.failsStart = true;
     desktop.failsStop = true;
     prepare(configuration());
-    EXPECT_THROW(test::await(coordinator.startRecording()), PlatformError);
+    EXPECT_THROW(await(coordinator.startRecording()), PlatformError);
     EXPECT_THAT(log.items(), Contains("Failed start cleanup stopCapture error: The stream won't stop."));
 }
 
@@ -215,7 +215,7 @@ TEST_F(RecordingCoordinatorTest, StopOvertakesAStartThatStillWaits) {
         co_await starting;
         co_return stopError;
     };
-    EXPECT_EQ(test::await(both()), expected);
+    EXPECT_EQ(await(both()), expected);
     EXPECT_EQ(startError, expected);
     EXPECT_FALSE(desktop.isStreamRunning());
 }
@@ -239,11 +239,11 @@ TEST_F(RecordingCoordinatorTest, MissingDevicesAreNoReasonNotToRecord) {
     EXPECT_FALSE(desktop.usedConfiguration->captureMicrophone);
     EXPECT_TRUE(desktop.usedFilter->excludedApplications.empty());
     const auto before = std::chrono::steady_clock::now();
-    test::await(coordinator.startRecording());
+    await(coordinator.startRecording());
     EXPECT_LT(std::chrono::steady_clock::now() - before, 2s) << "the barrier waits for neither";
     setClock(101);
     desktop.failsStop = true;
-    const RecordingSession session = test::await(coordinator.stopRecording());
+    const RecordingSession session = await(coordinator.stopRecording());
     EXPECT_THAT(log.items(), Contains("Capture engine stop threw error (ignoring): The stream won't stop."));
     EXPECT_TRUE(session.availableAudioSources.empty());
     EXPECT_EQ(session.cameraRecordingURL, std::nullopt);
@@ -259,13 +259,13 @@ TEST_F(RecordingCoordinatorTest, ExcludesTheProgramItself) {
 TEST_F(RecordingCoordinatorTest, CursorFileThatCannotBeWrittenDoesNotFailTheRecording) {
     desktop.onStart = [this] { desktop.deliver(Output::screen, screenSample(hostSeconds(99.9))); };
     prepare(configuration());
-    test::await(coordinator.startRecording());
+    await(coordinator.startRecording());
     expectRecorded(StreamKind::screenVideo, 1);
     const URL sessions = directory.url().appending("Varnelle").appending("Sessions");
     const URL session(std::filesystem::directory_iterator(sessions.path())->path());
     std::filesystem::create_directory(session.appending("cursor.json").path());
     setClock(101);
-    EXPECT_EQ(test::await(coordinator.stopRecording()).directoryURL, session);
+    EXPECT_EQ(await(coordinator.stopRecording()).directoryURL, session);
     EXPECT_THAT(log.items(), Contains(HasSubstr("Cursor metadata save failed: ")));
 }
 
@@ -273,8 +273,8 @@ TEST_F(RecordingCoordinatorTest, CanBeDroppedWhileItRecords) {
     desktop.onStart = [this] { desktop.deliver(Output::screen, screenSample(hostSeconds(99.9))); };
     {
         RecordingCoordinator dropped(desktop, directory.url());
-        test::await(dropped.prepareRecording(configuration()));
-        test::await(dropped.startRecording());
+        await(dropped.prepareRecording(configuration()));
+        await(dropped.startRecording());
         desktop.deliver(Output::screen, screenSample(hostTimeNow()));
     }
     EXPECT_FALSE(desktop.isStreamRunning());

@@ -21,7 +21,7 @@
 #include "media/MediaAsset.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "recording/RecordingCoordinator.h"
-#include "support/Awaiting.h"
+#include "tasks/Await.h"
 #include "support/PatternWindow.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
@@ -169,7 +169,7 @@ TEST_F(ScreenRecordingTest, RecordsWhatChangesAndLastsUntilTheStop) {
         stoppedAt = hostTimeNow();
         session = co_await coordinator.stopRecording();
     };
-    test::await(record());
+    await(record());
 
     const MediaTrack track = MediaAsset(session->screenRecordingURL).tracks(MediaType::video).at(0);
     EXPECT_EQ(track.naturalSize, (CGSize{kWidth, kHeight}));
@@ -222,7 +222,7 @@ TEST_F(ScreenRecordingTest, DisplayThatDisappearsLeavesTheRecordingWhole) {
         co_await QCoro::sleepFor(500ms);
         co_return co_await coordinator.stopRecording();
     };
-    const RecordingSession session = test::await(record());
+    const RecordingSession session = await(record());
     EXPECT_THAT(log.items(),
                 testing::Contains("Stream stopped with error: The connection to the X display “" +
                                   server->displayName() + "” was lost.")
