@@ -1,6 +1,7 @@
 #include "render/CustomVideoCompositor.h"
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 
 #include "render/OrientedFrame.h"
@@ -16,6 +17,11 @@ std::size_t framesInWork() {
 }
 
 constexpr std::size_t kRecentFrames = 6;
+
+/// A canvas of a recording on a scaled display may have a size between pixels; frames haven't.
+CGSize wholePixels(CGSize size) {
+    return {std::floor(size.width), std::floor(size.height)};
+}
 
 /// The camera to follow. While a range is left, the view holds the moment when the leaving began, so that the
 /// picture doesn't pan as it zooms out.
@@ -109,7 +115,7 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
         const VideoFrame screen = orientedFrame(*source, instruction->contents().screenTransform);
         const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
         const FramePlan plan =
-            planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
+            planFrame(*instruction, request.compositionTime(), sourceSize, wholePixels(context->size()));
         const auto frame = frameFor(plan, screen, *context, generation);
         if (!frame) return request.finishCancelledRequest();
         request.finish(*frame);
