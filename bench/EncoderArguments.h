@@ -17,7 +17,7 @@ inline std::vector<std::string> keyFrameArguments() {
 inline std::vector<std::string> exportEncoderArguments(std::int64_t bitRate) {
     std::vector<std::string> arguments{
         "-c:v",      "libx265",    "-preset",      "superfast",
-        "-threads",  "1",          "-b:v",         std::to_string(bitRate),
+        "-threads",  "0",          "-b:v",         std::to_string(bitRate),
         "-pix_fmt",  "yuv420p",    "-tag:v",       "hvc1",
         "-movflags", "+faststart", "-x265-params", "log-level=none:open-gop=0:info=0:hrd=0:fps=60/1"};
     const auto keys = keyFrameArguments();
