@@ -136,8 +136,8 @@ Row compare(const std::string& name, ExportComparison& comparison, Export theirs
 
 std::vector<NamedRow> exportRows() {
     const std::vector<Workload> workloads{
-        {"1080p", 1, 9, ExportPreset::fullHD, {{1.5, 4.5}, {5.5, 8.5}}, 2},
-        {"2160p", 2, 3, ExportPreset::uhd4K, {{0.2, 1.4}, {1.6, 2.8}}, 1},
+        {"1080p", 1, 6, ExportPreset::fullHD, {{0.8, 2.8}, {3.6, 5.6}}, 2},
+        {"2160p", 2, 2.5, ExportPreset::uhd4K, {{0.1, 1.2}, {1.3, 2.4}}, 1},
     };
     std::vector<NamedRow> rows;
     for (const Workload& workload : workloads) {
