@@ -14,19 +14,24 @@ double milliseconds(const std::function<void()>& block) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                     values.end());
-    return values[values.size() / 2];
-}
-
 }  // namespace
 
 void print(const Row& row) {
     const double ratio = row.ours / row.theirs;
-    fmt::print("{:<34} {:>10.3f} {:>10.3f} {:<10} ratio {:>6.3f}  target {:>5.2f}  {}\n", row.name, row.ours,
-               row.theirs, row.unit, ratio, row.targetRatio, ratio <= row.targetRatio ? "reached" : "MISSED");
+    std::string verdict = "no target of its own";
+    if (row.targetRatio) {
+        verdict = fmt::format("target {:>5.2f}  {}", *row.targetRatio,
+                              ratio <= *row.targetRatio ? "reached" : "MISSED");
+    }
+    fmt::print("{:<36} {:>10.3f} {:>10.3f} {:<9} ratio {:>6.3f}  {}{}{}\n", row.name, row.ours, row.theirs,
+               row.unit, ratio, verdict, row.note.empty() ? "" : "  ", row.note);
     std::fflush(stdout);
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 Medians measureByTurns(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,14 @@ struct Row {
     double ours = 0;
     double theirs = 0;
     std::string unit;
-    double targetRatio = 0;
+    std::optional<double> targetRatio = std::nullopt;  ///< absent for a row that only explains another
+    std::string note = {};                             ///< further figures, for the end of the line
 };
 
 void print(const Row& row);
+
+/// The middle value, or the mean of the two in the middle. `values` must not be empty.
+double median(std::vector<double> values);
 
 /// Milliseconds of each block, run by turns so that whatever else the machine does hits both alike: the
 /// medians.
@@ -32,5 +37,7 @@ struct NamedRow {
 };
 std::vector<NamedRow> frameRows();
 std::vector<NamedRow> telemetryRows();
+std::vector<NamedRow> exportRows();
+std::vector<NamedRow> recordingRows();
 
 }  // namespace varnelle::bench

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <exception>
 #include <string>
 
 #include "Measure.h"
@@ -7,12 +8,19 @@
 /// Runs the rows whose names contain any of the arguments, or all of them.
 int main(int argc, char** argv) {
     using namespace varnelle::bench;
-    for (const auto& rows : {frameRows(), telemetryRows()}) {
+    bool hasFailed = false;
+    for (const auto& rows : {frameRows(), telemetryRows(), exportRows(), recordingRows()}) {
         for (const NamedRow& row : rows) {
             bool isWanted = argc < 2;
             for (int i = 1; i < argc; ++i) isWanted = isWanted || row.name.find(argv[i]) != std::string::npos;
-            if (isWanted) print(row.measure());
+            if (!isWanted) continue;
+            try {
+                print(row.measure());
+            } catch (const std::exception& error) {
+                hasFailed = true;
+                fmt::print(stderr, "{}: {}\n", row.name, error.what());
+            }
         }
     }
-    return 0;
+    return hasFailed ? 1 : 0;
 }

@@ -111,6 +111,9 @@ VideoEncoder::VideoEncoder(const std::string& encoderName, const VideoSettings& 
     context.colorspace = colorMatrix(settings.color);
     context.color_range = colorRange(settings.color);
     context.chroma_sample_location = AVCHROMA_LOC_CENTER;
+    // An export may work on as many frames at once as the encoder finds right for the machine; live capture
+    // stays with one, which comes out at once.
+    if (settings.purpose == EncodingPurpose::export_) context.thread_count = 0;
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (settings.codec == VideoCodec::hevc) context.codec_tag = MKTAG('h', 'v', 'c', '1');
     if (name_ == "libx265") {
