@@ -13,12 +13,9 @@ pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavut
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
-    xcb xcb-shm xcb-damage xcb-composite xcb-randr xcb-xinput xcb-xfixes xcb-ewmh xcb-icccm)
+    xcb xcb-shm xcb-damage xcb-randr xcb-xfixes)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)
     pkg_check_modules(XCB_TEST REQUIRED IMPORTED_TARGET xcb xcb-xtest)
-endif()
-if(VARNELLE_BENCHMARKS)
-    find_package(benchmark REQUIRED)
 endif()

@@ -40,8 +40,8 @@ Report makeReport(const URL& url) {
     SmoothingCamera camera(SmoothingCamera::buildSamples(recording, kCameraFrameRate, kCameraWindowSeconds));
     const double duration = recording.lastEventTime();
     const CMTime end = timeFromSeconds(duration);
-    auto cameraRanges = cameraActiveRanges(camera, end, 1.02, 0.14, 2.04);
-    auto activityRanges = activityActiveRanges(recording, end, 0.14, 1.2);
+    auto cameraRanges = cameraActiveRanges(camera, end, kZoomThreshold, kSourceMinimum, kCameraMergeGap);
+    auto activityRanges = activityActiveRanges(recording, end, kSourceMinimum, kActivityMergeGap);
     auto proposed = autoZoomAndPanRanges(recording, {{0, duration, 0}}, &camera, end);
     return {std::move(recording),      std::move(camera),   std::move(cameraRanges),
             std::move(activityRanges), std::move(proposed), duration};
@@ -160,9 +160,8 @@ std::string plotted(const Report& report) {
     plot.text(10, 537, "proposed", "#333");
     plot.bars(526, 14, report.proposedRanges, "#34d399");
     for (const CursorActivitySample& sample : report.recording.activitySamples) {
-        const bool isPress = sample.kind == CursorActivityKind::leftMouseDown ||
-                             sample.kind == CursorActivityKind::rightMouseDown;
-        if (isPress) plot.line(plot.x(sample.timeSeconds), 20, plot.x(sample.timeSeconds), 470, "#f472b6");
+        if (isPress(sample.kind))
+            plot.line(plot.x(sample.timeSeconds), 20, plot.x(sample.timeSeconds), 470, "#f472b6");
     }
     plot.text(Plot::kLeft, 604,
               "grey: pointer, blue: camera, orange: zoom 1 to 1.6, pink: presses; seconds across");

@@ -41,6 +41,7 @@ int renderFrame(const CommandLine& arguments) {
     const VideoFrame screen = orientedFrame(*picture, instruction->contents().screenTransform);
     const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
     VideoRenderContext context(result.renderSize);
+    // The plan is made for whole pixels, as the painter needs it.
     const Bitmap output(static_cast<int>(context.size().width), static_cast<int>(context.size().height));
     FramePainter painter;
     painter.paint(planFrame(*instruction, time, sourceSize, context.size()), screen, output.view());

@@ -75,9 +75,7 @@ private:
 void collectButtons(const CursorRecording& recording, WindowCollector& windows) {
     for (const CursorActivitySample& sample : recording.activitySamples) {
         if (!sample.isVisible) continue;
-        const bool isPress = sample.kind == CursorActivityKind::leftMouseDown ||
-                             sample.kind == CursorActivityKind::rightMouseDown;
-        if (isPress) {
+        if (isPress(sample.kind)) {
             windows.addAround(sample.timeSeconds, 0.85, 0.95);
         } else {
             windows.addAround(sample.timeSeconds, 0.15, 0.55);

@@ -11,11 +11,7 @@ namespace {
 using Segment = TimelineSourceTimeMapper::Segment;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-constexpr double kZoomThreshold = 1.02;
-constexpr double kSourceMinimum = 0.14;
 constexpr double kTimelineMinimum = 0.12;
-constexpr double kCameraMergeGap = 2.04;
-constexpr double kActivityMergeGap = 1.2;
 /// A single range over more of the timeline than this says nothing about what matters.
 constexpr double kMeaninglessShare = 0.92;
 

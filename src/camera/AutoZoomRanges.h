@@ -9,6 +9,13 @@
 
 namespace varnelle {
 
+// What counts as zoomed or active when ranges are proposed: the zoom beyond which the camera counts, the
+// shortest range and the gaps that are bridged, in seconds of source time.
+inline constexpr double kZoomThreshold = 1.02;
+inline constexpr double kSourceMinimum = 0.14;
+inline constexpr double kCameraMergeGap = 2.04;
+inline constexpr double kActivityMergeGap = 1.2;
+
 /// Source ranges as they appear on the timeline: cut at the segments, moved, and normalised.
 std::vector<CMTimeRange> timelineRanges(const std::vector<CMTimeRange>& sourceRanges,
                                         const std::vector<TimelineSourceTimeMapper::Segment>& segments,

@@ -30,10 +30,6 @@ double lastTime(const std::vector<Sample>& samples) {
     return samples.empty() ? 0 : samples.back().timeSeconds;
 }
 
-bool isPress(CursorActivityKind kind) {
-    return kind == CursorActivityKind::leftMouseDown || kind == CursorActivityKind::rightMouseDown;
-}
-
 double clampedToUnit(double x) {
     return x > 0 ? std::min(x, 1.0) : 0;
 }

@@ -32,6 +32,10 @@ struct CursorMovementSample {
 
 enum class CursorActivityKind { leftMouseDown, leftMouseUp, rightMouseDown, rightMouseUp };
 
+constexpr bool isPress(CursorActivityKind kind) {
+    return kind == CursorActivityKind::leftMouseDown || kind == CursorActivityKind::rightMouseDown;
+}
+
 /// A mouse button going down or up.
 struct CursorActivitySample {
     double timeSeconds = 0;

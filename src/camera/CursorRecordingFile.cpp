@@ -14,16 +14,22 @@ namespace {
 
 namespace ondemand = simdjson::ondemand;
 
+/// No recording is longer, and a camera path over more would take memory without bound: a time beyond it is
+/// damage.
+constexpr double kLongestRecordingSeconds = 24 * 3600;
+
 // simdjson's exceptions carry the reason; readCursorRecording turns them into errors that name the file.
 
 std::optional<CGRect> readFrame(ondemand::value value) {
     std::array<double, 4> numbers{};
     std::size_t count = 0;
     for (ondemand::array pair : value.get_array()) {
+        if (count % 2 != 0) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
         for (const double number : pair) {
             if (count == numbers.size()) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
             numbers.at(count++) = number;
         }
+        if (count != 2 && count != 4) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
     }
     if (count != numbers.size()) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
     return CGRect{{numbers[0], numbers[1]}, {numbers[2], numbers[3]}};
@@ -38,10 +44,11 @@ Kind readKind(std::string_view word, int count) {
 }
 
 bool readOptionalVisibility(ondemand::object& object) {
-    bool isVisible = true;
-    const auto error = object["isVisible"].get(isVisible);
-    if (error != simdjson::SUCCESS && error != simdjson::NO_SUCH_FIELD) throw simdjson::simdjson_error(error);
-    return isVisible;
+    ondemand::value value;
+    const auto error = object["isVisible"].get(value);
+    if (error == simdjson::NO_SUCH_FIELD) return true;
+    if (error != simdjson::SUCCESS) throw simdjson::simdjson_error(error);
+    return value.is_null() ? true : bool(value.get_bool());
 }
 
 CursorMovementSample readMovement(ondemand::object object) {
@@ -133,6 +140,8 @@ CursorRecording readDocument(ondemand::document& document) {
         } else if (key == "activitySamples") {
             readList(value, recording.activitySamples, readActivity);
             hasActivity = true;
+        } else if (value.is_null()) {
+            continue;
         } else if (key == "windowContextSamples") {
             readList(value, recording.windowContextSamples, readWindowContext);
         } else if (key == "scrollSamples") {
@@ -147,6 +156,9 @@ CursorRecording readDocument(ondemand::document& document) {
         throw simdjson::simdjson_error(simdjson::TRAILING_CONTENT);
     }
     recording.sortSamples();
+    if (!(recording.lastEventTime() <= kLongestRecordingSeconds)) {
+        throw CursorRecordingError("a time lies beyond the length of any recording");
+    }
     return recording;
 }
 
@@ -265,10 +277,10 @@ CursorRecording readCursorRecording(const URL& url) {
                                    ".");
     };
     try {
-        auto json = simdjson::padded_string::load(url.string());
-        if (json.error() != simdjson::SUCCESS) readFile(url);  // throws the system's reason
+        std::string json = readFile(url);
+        json.reserve(json.size() + simdjson::SIMDJSON_PADDING);
         ondemand::parser parser;
-        ondemand::document document = parser.iterate(json.value());
+        ondemand::document document = parser.iterate(json);
         return readDocument(document);
     } catch (const simdjson::simdjson_error& error) {
         fail(error.what());

@@ -87,9 +87,7 @@ public:
         const auto& samples = recording_.activitySamples;
         for (std::size_t i = nextActivity_; i < samples.size(); ++i) {
             if (samples[i].timeSeconds > t + kAnticipationSeconds) return false;
-            const bool isPress = samples[i].kind == CursorActivityKind::leftMouseDown ||
-                                 samples[i].kind == CursorActivityKind::rightMouseDown;
-            if (samples[i].isVisible && isPress) return true;
+            if (samples[i].isVisible && isPress(samples[i].kind)) return true;
         }
         return false;
     }

@@ -5,10 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 
+#include "foundation/Log.h"
 #include "foundation/UUID.h"
 
 namespace varnelle {
@@ -41,13 +41,21 @@ void AtomicFile::commit() {
         throw FileError("Writing", destination_.string(), errno);
     }
     file_.reset();
-    flushToDisk(destination_.parent());
+    flushDirectoryEntry(destination_);
 }
 
 void writeFileAtomically(const URL& destination, std::string_view bytes) {
     AtomicFile file(destination);
     file.write(bytes);
     file.commit();
+}
+
+void flushDirectoryEntry(const URL& url) {
+    try {
+        flushToDisk(url.parent());
+    } catch (const FileError& error) {
+        logger(LogCategory::app).warn("A power cut may still undo the last step. {}", error.what());
+    }
 }
 
 void flushToDisk(const URL& url) {
@@ -61,14 +69,17 @@ void flushToDisk(const URL& url) {
 }
 
 std::string readFile(const URL& url) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(url.string().c_str(), "rbe"),
-                                                               std::fclose);
-    if (!file) throw FileError("Reading", url.string(), errno);
-    std::string bytes;
-    std::array<char, 65536> chunk{};
-    while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
-        bytes.append(chunk.data(), count);
+    // A pipe in the file's place must not make the reader wait for a writer.
+    const int descriptor = open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) throw FileError("Reading", url.string(), errno);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(fdopen(descriptor, "rb"), std::fclose);
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) throw FileError("Reading", url.string(), errno);
+    if (!S_ISREG(status.st_mode)) {
+        throw FileError("Reading", url.string(), S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP);
     }
+    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
     if (std::ferror(file.get()) != 0) throw FileError("Reading", url.string(), errno);
     return bytes;
 }

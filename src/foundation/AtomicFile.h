@@ -38,7 +38,10 @@ private:
 void writeFileAtomically(const URL& destination, std::string_view bytes);
 /// Flushes a file's or a directory's contents to the disk. Throws `FileError`.
 void flushToDisk(const URL& url);
-/// The bytes of a file. Throws `FileError`.
+/// Flushes the name of a file or directory that has just taken its place. That it stands there can't be
+/// undone, so a failure is only logged.
+void flushDirectoryEntry(const URL& url);
+/// The bytes of a regular file. Throws `FileError`.
 std::string readFile(const URL& url);
 
 }  // namespace varnelle

@@ -85,14 +85,14 @@ void replaceItem(const URL& destination, const URL& replacement) {
     const std::string to = destination.string();
     const std::string from = replacement.string();
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) {
-        flushToDisk(destination.parent());
+        flushDirectoryEntry(destination);
         std::error_code ignored;
         std::filesystem::remove_all(replacement.path(), ignored);
         return;
     }
     if (errno == ENOENT) {
         if (std::rename(from.c_str(), to.c_str()) != 0) throw FileError("Replacing", to, errno);
-        flushToDisk(destination.parent());
+        flushDirectoryEntry(destination);
         return;
     }
     if (errno != EINVAL && errno != ENOSYS) throw FileError("Replacing", to, errno);
@@ -106,7 +106,7 @@ void replaceItem(const URL& destination, const URL& replacement) {
         std::rename(aside.string().c_str(), to.c_str());
         throw FileError("Replacing", to, error);
     }
-    flushToDisk(destination.parent());
+    flushDirectoryEntry(destination);
     std::error_code ignored;
     std::filesystem::remove_all(aside.path(), ignored);
 }

@@ -29,7 +29,6 @@ public:
     void async(std::function<void()> block);
     /// Whether the caller runs on one of this queue's threads.
     [[nodiscard]] bool isCurrent() const;
-    [[nodiscard]] const std::string& label() const { return label_; }
 
 private:
     void run();

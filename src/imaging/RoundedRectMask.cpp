@@ -19,14 +19,6 @@ RoundedRectMask::RoundedRectMask(const CGRect& rect, double radius, int canvasWi
       radius_(std::clamp(radius, 0.0, std::min(rect.width(), rect.height()) / 2)),
       canvasWidth_(canvasWidth) {}
 
-int RoundedRectMask::firstRow() const {
-    return static_cast<int>(std::floor(rect_.minY()));
-}
-
-int RoundedRectMask::endRow() const {
-    return static_cast<int>(std::ceil(rect_.maxY()));
-}
-
 bool RoundedRectMask::coversCanvas(int canvasHeight) const {
     // The largest rectangle without corners' cuts: inset by the part of the radius that a diagonal loses.
     const double inset = radius_ * (1 - std::sqrt(0.5));

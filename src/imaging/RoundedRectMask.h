@@ -29,9 +29,6 @@ public:
     RoundedRectMask(const CGRect& rect, double radius, int canvasWidth);
 
     [[nodiscard]] Row row(int y);
-    /// First row that is touched, and the one after the last.
-    [[nodiscard]] int firstRow() const;
-    [[nodiscard]] int endRow() const;
     /// Whether every pixel of a canvas of this height (and the width given above) is wholly inside.
     [[nodiscard]] bool coversCanvas(int canvasHeight) const;
 

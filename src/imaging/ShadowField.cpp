@@ -150,7 +150,8 @@ ShadowField::ShadowField(const CGRect& rect, double cornerRadius, double opacity
             std::clamp(radius, 0.0, std::max(std::min(path.width(), path.height()) / 2, 0.0));
         const CGRect everything = outline.insetBy(-1, -1);
         Layer ring{static_cast<float>(alpha), {}};
-        const double outerRadius = pathRadius + stroke / 2;
+        // Square corners stay square when they are stroked.
+        const double outerRadius = pathRadius > 0 ? pathRadius + stroke / 2 : 0;
         ring.shapes.emplace_back(1.0F,
                                  BlurredRoundedRect(outline, outerRadius, sigma, everything, canvasWidth));
         const CGRect hole = outline.insetBy(stroke, stroke);

@@ -35,13 +35,16 @@ std::vector<Footprint> footprints(int from, int to, double start, double scale, 
 
 }  // namespace
 
-Sprite::Sprite(const BitmapView& master, double scale, CGPoint topLeft) {
+Sprite::Sprite(const BitmapView& master, double scale, CGPoint topLeft, int canvasWidth, int canvasHeight) {
     // An averaged edge fades over one output pixel, an interpolated one over one of the master's.
     const double fade = std::max(scale, 1.0) / 2;
-    left_ = static_cast<int>(std::floor(topLeft.x - fade));
-    top_ = static_cast<int>(std::floor(topLeft.y - fade));
-    width_ = static_cast<int>(std::ceil(topLeft.x + scale * master.width + fade)) - left_;
-    height_ = static_cast<int>(std::ceil(topLeft.y + scale * master.height + fade)) - top_;
+    const auto onCanvas = [](double x, int limit) {
+        return static_cast<int>(std::clamp<double>(x, 0, limit));
+    };
+    left_ = onCanvas(std::floor(topLeft.x - fade), canvasWidth);
+    top_ = onCanvas(std::floor(topLeft.y - fade), canvasHeight);
+    width_ = onCanvas(std::ceil(topLeft.x + scale * master.width + fade), canvasWidth) - left_;
+    height_ = onCanvas(std::ceil(topLeft.y + scale * master.height + fade), canvasHeight) - top_;
     const auto columns = footprints(left_, right(), topLeft.x, scale, master.width);
     const auto rows = footprints(top_, bottom(), topLeft.y, scale, master.height);
 

@@ -14,8 +14,8 @@ class Sprite {
 public:
     Sprite() = default;
     /// `master` scaled by `scale` (more than 0), with its top left corner at `topLeft` in canvas pixels, y
-    /// downwards.
-    Sprite(const BitmapView& master, double scale, CGPoint topLeft);
+    /// downwards. Only what lies on a canvas of the given size is made.
+    Sprite(const BitmapView& master, double scale, CGPoint topLeft, int canvasWidth, int canvasHeight);
 
     /// First column and row that are touched, and the ones after the last.
     [[nodiscard]] int left() const { return left_; }

@@ -19,7 +19,9 @@ constexpr double kLongestSeconds = 365.0 * 24 * 3600;
 /// What a walk over all packets tells about one stream.
 struct StreamWalk {
     std::vector<SampleIndexEntry> entries;
-    CMTime end = kCMTimeZero;
+    CMTime end = kCMTimeZero;  ///< of the sample that is presented last
+    std::int64_t lastTicks = AV_NOPTS_VALUE;
+    bool isReordered = false;
     std::int64_t firstDecodeTicks = AV_NOPTS_VALUE;
     int wholePackets = 0;
 };
@@ -72,9 +74,12 @@ std::map<int, StreamWalk> walkThroughPackets(detail::MovieIndexInput& input) {
         if (isShown && ticks != AV_NOPTS_VALUE) {
             StreamWalk& walk = walks[packet->stream_index];
             const CMTime time = detail::timeFromTicks(ticks, stream.time_base);
-            walk.end = std::max(
-                walk.end,
-                detail::timeFromTicks(ticks + std::max<std::int64_t>(0, packet->duration), stream.time_base));
+            const std::int64_t length = std::max<std::int64_t>(0, packet->duration);
+            walk.isReordered = walk.isReordered || (packet->dts != AV_NOPTS_VALUE && packet->dts < ticks);
+            if (walk.lastTicks == AV_NOPTS_VALUE || ticks >= walk.lastTicks) {
+                walk.lastTicks = ticks;
+                walk.end = detail::timeFromTicks(ticks + length, stream.time_base);
+            }
             if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
                 walk.entries.push_back({time, (packet->flags & AV_PKT_FLAG_KEY) != 0});
             }
@@ -85,11 +90,12 @@ std::map<int, StreamWalk> walkThroughPackets(detail::MovieIndexInput& input) {
 }
 
 CMTime trackEnd(const AVStream& stream, const StreamWalk& walk, bool isFragmented) {
-    // Where pictures are reordered, the last packet's length counts from its decoding time: the container's
-    // own length is right there. A recording in fragments, or one that was cut off, has none that can be
-    // trusted.
+    // A recording in fragments, or one that was cut off, has no length that can be trusted. Where pictures
+    // are reordered, the container's counts from the first presentation, else from the first decoding time.
     const bool isComplete = !isFragmented && walk.wholePackets >= avformat_index_get_entries_count(&stream);
-    if (!isComplete || stream.duration <= 0 || walk.firstDecodeTicks == AV_NOPTS_VALUE) return walk.end;
+    const bool isUseful = stream.duration > 0 && walk.firstDecodeTicks != AV_NOPTS_VALUE;
+    if (!isComplete || !isUseful) return walk.end;
+    if (walk.isReordered) return std::max(walk.end, detail::timeFromTicks(stream.duration, stream.time_base));
     return detail::timeFromTicks(walk.firstDecodeTicks + stream.duration, stream.time_base);
 }
 

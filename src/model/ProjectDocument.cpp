@@ -209,8 +209,10 @@ using Resolver = std::function<URL(const std::string& reference)>;
 std::vector<RecordedAudioSource> readAudioSources(const ObjectReader& session) {
     if (!session.has("audioSources")) return {RecordedAudioSource::system, RecordedAudioSource::microphone};
     std::vector<RecordedAudioSource> sources;
-    for (const json& element : session.raw("audioSources")) {
-        if (!element.is_string()) continue;
+    const json& list = session.raw("audioSources");
+    if (!list.is_array()) ObjectReader::fail("audioSources", "is not a list");
+    for (const json& element : list) {
+        if (!element.is_string()) ObjectReader::fail("audioSources", "holds what is not a text");
         const auto source = recordedAudioSource(element.get<std::string>());
         if (source && std::find(sources.begin(), sources.end(), *source) == sources.end())
             sources.push_back(*source);

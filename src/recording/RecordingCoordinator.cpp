@@ -92,7 +92,7 @@ QCoro::Task<> RecordingCoordinator::startRecording() {
 }
 
 QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
-    if (!recordingSession_) throw RecordingError::notRecording();
+    if (!recordingSession_ || isStopping_) throw RecordingError::notRecording();
     isStopping_ = true;
     const CMTime stopTime = withTimeline([this](SampleTimeline& timeline) {
         timeline.beginStopping();

@@ -44,7 +44,7 @@ FramePlan planFrame(const OverlayVideoCompositionInstruction& instruction, const
     const OverlayConfiguration configuration = contents.overlayController->configuration();
     const CMTime sourceTime = contents.sourceTimeMapper.sourceTime(compositionTime);
     FramePlanInput input;
-    input.canvas = canvas;
+    input.canvas = wholePixels(canvas);
     input.sourceSize = sourceSize;
     input.configuration = &configuration;
     input.zoomPanState = contents.zoomPanClipsController->state(compositionTime, kZoomTransitionSeconds);
@@ -115,12 +115,15 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
         const VideoFrame screen = orientedFrame(*source, instruction->contents().screenTransform);
         const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
         const FramePlan plan =
-            planFrame(*instruction, request.compositionTime(), sourceSize, wholePixels(context->size()));
+            planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
         const auto frame = frameFor(plan, screen, *context, generation);
         if (!frame) return request.finishCancelledRequest();
         request.finish(*frame);
-    } catch (...) {
+    } catch (const Error&) {
         request.finish(std::current_exception());
+    } catch (const std::exception& error) {
+        request.finish(std::make_exception_ptr(
+            Error(std::string("A frame couldn't be rendered: ") + error.what() + ".")));
     }
 }
 

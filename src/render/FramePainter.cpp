@@ -49,12 +49,10 @@ std::optional<Sprite> cursorSprite(const FramePlan& plan, const CursorImageRecip
     const bool isDrawable = std::isfinite(scale) && scale > 0 && std::isfinite(plan.cursor->hotSpot.x) &&
                             std::isfinite(plan.cursor->hotSpot.y);
     if (!isDrawable) return std::nullopt;
-    // Beyond this a single cursor would fill any screen many times over.
-    constexpr double largestScale = 64;
-    const double used = std::min(scale, largestScale);
-    return Sprite(recipe.image.view(), used,
-                  {plan.cursor->hotSpot.x - used * recipe.hotSpot.x,
-                   plan.canvas.height - plan.cursor->hotSpot.y - used * recipe.hotSpot.y});
+    return Sprite(recipe.image.view(), scale,
+                  {plan.cursor->hotSpot.x - scale * recipe.hotSpot.x,
+                   plan.canvas.height - plan.cursor->hotSpot.y - scale * recipe.hotSpot.y},
+                  static_cast<int>(plan.canvas.width), static_cast<int>(plan.canvas.height));
 }
 
 /// Draws the rows of one frame.

@@ -133,7 +133,7 @@ std::shared_ptr<const CursorRecording> loadTelemetry(const RecordingSession& ses
     if (!session.cursorRecordingURL) return nullptr;
     try {
         return std::make_shared<CursorRecording>(readCursorRecording(*session.cursorRecordingURL));
-    } catch (const Error& error) {
+    } catch (const std::exception& error) {
         logger(LogCategory::app).info("Composing without telemetry: {}", error.what());
         return nullptr;
     }

@@ -11,6 +11,7 @@ public:
     enum class Code {
         missingVideoTrack,
         noVideoClips,
+        trackCreationFailed,
         inconsistentTimelineOffsets,
         renderContextUnavailable,
     };

@@ -63,14 +63,23 @@ TEST(RepeatingTimer, TicksAtItsRateAndStops) {
 
 TEST(RepeatingTimer, LeavesOutTicksWhileTheQueueIsBusy) {
     SerialQueue queue("com.varnelle.test.timer");
+    SerialQueue other("com.varnelle.test.other");
+    std::latch release(1);
     std::atomic<int> ticks = 0;
-    queue.async([] { std::this_thread::sleep_for(100ms); });
-    {
-        RepeatingTimer timer(queue, 1ms, 1ms, [&ticks] { ++ticks; });
-        std::this_thread::sleep_for(50ms);
-    }
+    std::atomic<int> otherTicks = 0;
+    std::latch manyElsewhere(1);
+    queue.async([&release] { release.wait(); });
+    const RepeatingTimer timer(queue, 1ms, 1ms, [&ticks] { ++ticks; });
+    // A timer of the same rate on an idle queue tells how many ticks have come due.
+    const RepeatingTimer reference(other, 1ms, 1ms, [&] {
+        if (++otherTicks == 50) manyElsewhere.count_down();
+    });
+    manyElsewhere.wait();
+    std::atomic<int> ticksOfBusyStretch = -1;
+    queue.async([&] { ticksOfBusyStretch = ticks.load(); });
+    release.count_down();
     queue.sync([] {});
-    EXPECT_LE(ticks, 1);
+    EXPECT_EQ(ticksOfBusyStretch, 1);
 }
 
 }  // namespace

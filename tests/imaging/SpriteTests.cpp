@@ -21,8 +21,8 @@ Bitmap square(int side) {
 TEST(Sprite, CoversItsScaledPlaceAndNothingElse) {
     for (const double scale : {0.1, 0.37, 1.0, 3.3}) {
         const Bitmap master = square(40);
-        const CGPoint at{12.3, -4.8};
-        const Sprite sprite(master.view(), scale, at);
+        const CGPoint at{12.3, 14.8};
+        const Sprite sprite(master.view(), scale, at, 400, 300);
         double area = 0;
         double moment = 0;
         for (int y = sprite.top(); y < sprite.bottom(); ++y) {
@@ -38,13 +38,23 @@ TEST(Sprite, CoversItsScaledPlaceAndNothingElse) {
     }
 }
 
+TEST(Sprite, MakesOnlyWhatLiesOnTheCanvas) {
+    const Bitmap master = square(40);
+    const Sprite huge(master.view(), 1e6, {-1e7, -1e7}, 100, 50);
+    EXPECT_EQ(huge.right() - huge.left(), 100);
+    EXPECT_EQ(huge.bottom() - huge.top(), 50);
+    EXPECT_EQ(huge.row(20)[4 * 30 + 3], 255);
+    const Sprite beside(master.view(), 1, {500, 10}, 100, 50);
+    EXPECT_EQ(beside.right(), beside.left());
+}
+
 TEST(Sprite, AveragesFinePatternsInsteadOfPickingSamples) {
     Bitmap master(64, 64);
     fill(master.view(), {0, 0, 0, 1});
     for (int y = 0; y < 64; ++y) {
         for (int x = 0; x < 64; x += 2) *master.view().pixel(x, y) = 255;
     }
-    const Sprite sprite(master.view(), 1.0 / 6.4, {3, 3});
+    const Sprite sprite(master.view(), 1.0 / 6.4, {3, 3}, 100, 100);
     const std::uint8_t* row = sprite.row(8);
     for (int x = 5; x < 11; ++x) EXPECT_NEAR(row[4 * (x - sprite.left())], 127.5, 21);
 }

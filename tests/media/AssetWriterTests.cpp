@@ -271,5 +271,21 @@ TEST(AssetWriter, APumpRunsDryAfterCancelling) {
     EXPECT_EQ(finishAndWait(writer), TransferStatus::cancelled);
 }
 
+TEST(AssetWriter, ReorderedMoviesLastAsLongAsTheirFrames) {
+    const test::TemporaryDirectory directory;
+    // How a group of reordered pictures ends depends on its length and on what moves.
+    for (const int count : {1, 2, 3, 5, 17, 36, 40}) {
+        VideoSettings settings = test::smallVideo(64, 48);
+        settings.purpose = EncodingPurpose::export_;
+        settings.allowsFrameReordering = true;
+        settings.expectedSourceFrameRate = 60;
+        const URL url = directory.file(std::to_string(count) + ".mp4");
+        test::writeNumberedMovie(url, settings, test::regularTimes(count, 60));
+        const MediaTrack track = MediaAsset(url).tracks(MediaType::video).front();
+        EXPECT_EQ(track.sampleIndex->size(), static_cast<std::size_t>(count));
+        EXPECT_NEAR(track.duration.seconds(), count / 60.0, 0.0001) << count;
+    }
+}
+
 }  // namespace
 }  // namespace varnelle

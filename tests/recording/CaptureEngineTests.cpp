@@ -9,8 +9,8 @@
 #include "platform/PlatformError.h"
 #include "recording/FakeDesktop.h"
 #include "recording/SyntheticMedia.h"
-#include "tasks/Await.h"
 #include "support/Waiting.h"
+#include "tasks/Await.h"
 
 namespace varnelle {
 namespace {

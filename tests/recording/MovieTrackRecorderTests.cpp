@@ -8,8 +8,8 @@
 #include "media/MediaError.h"
 #include "recording/RecordingError.h"
 #include "recording/SyntheticMedia.h"
-#include "tasks/Await.h"
 #include "support/TemporaryDirectory.h"
+#include "tasks/Await.h"
 
 namespace varnelle {
 namespace {

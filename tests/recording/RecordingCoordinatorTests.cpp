@@ -14,9 +14,9 @@
 #include "recording/FakeDesktop.h"
 #include "recording/RecordingError.h"
 #include "recording/SyntheticMedia.h"
-#include "tasks/Await.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
+#include "tasks/Await.h"
 
 namespace varnelle {
 namespace {

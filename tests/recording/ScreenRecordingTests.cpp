@@ -21,11 +21,11 @@
 #include "media/MediaAsset.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "recording/RecordingCoordinator.h"
-#include "tasks/Await.h"
 #include "support/PatternWindow.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
 #include "support/XServer.h"
+#include "tasks/Await.h"
 
 namespace varnelle {
 namespace {

@@ -128,9 +128,10 @@ TEST(FramePlan, CursorLandsOnThePictureAndGrowsWithIt) {
     input.cursorState.clickScale = 0.7;
     EXPECT_NEAR(makeFramePlan(input).cursor->pixelsPerPoint, 0.7 * 0.5 * 1664 / 960, 1e-12)
         << "at least a half";
+    const FramePlan withoutFlags = makeFramePlan(input);
     look.cursor.rippleOnClickEnabled = true;
     look.cursor.clickAnimationEnabled = false;
-    EXPECT_EQ(makeFramePlan(input), makeFramePlan(input));
+    EXPECT_EQ(makeFramePlan(input), withoutFlags);
     for (const auto visibility : {CursorVisibility::hidden, CursorVisibility::noData}) {
         input.cursorState.visibility = visibility;
         EXPECT_FALSE(makeFramePlan(input).cursor);

@@ -55,6 +55,8 @@ MovieFile::~MovieFile() {
 void MovieFile::write(std::size_t track, AVPacket& packet) {
     Track& state = tracks_.at(track);
     state.lastPresentation = std::max(state.lastPresentation, packet.pts);
+    if (!state.hasStarted) state.firstDecode = packet.dts;
+    state.hasStarted = true;
     if (layout_ == MovieLayout::fragments || state.mediaType != MediaType::video) {
         hand(track, packet);
         return;
@@ -88,8 +90,11 @@ void MovieFile::close(const std::optional<CMTime>& end) {
         if (!track.held) continue;
         std::int64_t endTicks = track.lastPresentation + std::max<std::int64_t>(1, track.held->duration);
         if (end) endTicks = std::max(endTicks, ticksFromTime(*end, track.timeBase));
-        // The track's length is counted in decoding order, which runs behind where pictures are reordered.
-        track.held->duration = endTicks - track.held->dts;
+        // Readers take a track's length from its presentation times or from the sum of its samples' lengths,
+        // which are counted in decoding order. Where pictures are reordered, the last one there isn't the
+        // last one shown.
+        track.held->duration =
+            std::max(endTicks - track.held->pts, endTicks - track.held->dts + track.firstDecode);
         hand(i, *track.held);
         track.held.reset();
     }

@@ -46,6 +46,8 @@ private:
         MediaType mediaType;
         PacketPtr held;  ///< a video track's newest packet, whose duration isn't known yet
         std::int64_t lastPresentation = AV_NOPTS_VALUE;
+        std::int64_t firstDecode = 0;
+        bool hasStarted = false;
     };
 
     void hand(std::size_t track, AVPacket& packet);

@@ -38,7 +38,8 @@ void throwNotAMovie(const URL& url, const std::string& reason) {
 
 MovieIndexInput::MovieIndexInput(const URL& url) {
     silenceLibraries();
-    descriptor_ = open(url.string().c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_ =
+        open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a pipe would wait for a writer
     if (descriptor_ < 0) throwCannotOpen(url, std::strerror(errno));
     try {
         struct stat status {};

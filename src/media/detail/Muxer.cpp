@@ -49,8 +49,14 @@ void Muxer::open() {
     const std::lock_guard lock(mutex_);
     const MovieLayout regular =
         options_.optimizesForNetworkUse ? MovieLayout::indexInFront : MovieLayout::indexAtEnd;
-    movie_ = std::make_unique<MovieFile>(isFragmented() ? destination_ : staging_, destination_.string(),
-                                         type_, isFragmented() ? MovieLayout::fragments : regular, tracks_);
+    try {
+        movie_ =
+            std::make_unique<MovieFile>(isFragmented() ? destination_ : staging_, destination_.string(),
+                                        type_, isFragmented() ? MovieLayout::fragments : regular, tracks_);
+    } catch (...) {
+        if (isFragmented()) removeFile(destination_);
+        throw;
+    }
     if (isFragmented()) flusher_ = std::thread([this] { flushInTime(); });
 }
 
