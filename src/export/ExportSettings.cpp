@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QStandardPaths>
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 
 #include "model/FileNames.h"
@@ -18,11 +17,6 @@ bool existsOrCanBeMade(const URL& directory) {
     if (std::filesystem::is_directory(directory.path(), error)) return true;
     std::filesystem::create_directories(directory.path(), error);
     return !error;
-}
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
 }
 
 }  // namespace

@@ -50,6 +50,11 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(start, text.find_last_not_of(blanks) - start + 1);
 }
 
+std::string lowercased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), lowered);
+    return text;
+}
+
 std::string sanitizedFileName(std::string_view name, std::string_view fallback) {
     std::string result(trimmed(name));
     static constexpr std::string_view refused = "/\\:?%*|\"<>";

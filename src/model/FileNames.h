@@ -8,6 +8,9 @@ namespace varnelle {
 /// Text without white space and line breaks at its ends.
 std::string_view trimmed(std::string_view text);
 
+/// Text with its ASCII letters in lower case; other letters stay as they are.
+std::string lowercased(std::string text);
+
 /// A name that any common file system takes: trimmed, and with each of `/ \ : ? % * | " < >` replaced by "-";
 /// the fallback if nothing is left.
 std::string sanitizedFileName(std::string_view name, std::string_view fallback);

@@ -22,12 +22,6 @@ void addSources(const Project& project, std::set<URL>& sources) {
     }
 }
 
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
-
 void createDirectories(const URL& url) {
     std::error_code error;
     std::filesystem::create_directories(url.path(), error);
