@@ -37,6 +37,7 @@ struct NamedRow {
 };
 std::vector<NamedRow> frameRows();
 std::vector<NamedRow> telemetryRows();
+std::vector<NamedRow> editingRows();
 std::vector<NamedRow> exportRows();
 std::vector<NamedRow> recordingRows();
 

@@ -1,6 +1,9 @@
 #include "foundation/UUID.h"
 
-#include <random>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
 
 namespace varnelle {
 namespace {
@@ -20,11 +23,9 @@ int hexDigit(char c) {
 }  // namespace
 
 UUID UUID::random() {
-    std::random_device device;
     UUID uuid;
-    for (std::size_t i = 0; i < uuid.bytes_.size(); i += 4) {
-        const std::uint32_t bits = device();
-        for (std::size_t j = 0; j < 4; ++j) uuid.bytes_[i + j] = static_cast<std::uint8_t>(bits >> (8 * j));
+    if (getentropy(uuid.bytes_.data(), uuid.bytes_.size()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "The system's source of random numbers");
     }
     uuid.bytes_[6] = static_cast<std::uint8_t>((uuid.bytes_[6] & 0x0F) | 0x40);
     uuid.bytes_[8] = static_cast<std::uint8_t>((uuid.bytes_[8] & 0x3F) | 0x80);
