@@ -121,6 +121,14 @@ json persisted(const std::vector<Project>& projects, const AssetReferences& refe
     return result;
 }
 
+/// JSON has no word for them, and what the library writes in their place couldn't be read again.
+void requireFiniteNumbers(const json& value) {
+    if (value.is_number_float() && !std::isfinite(value.get<double>())) {
+        throw ProjectEncodingError("The project can't be saved: one of its settings is not a finite number.");
+    }
+    if (value.is_structured()) std::for_each(value.begin(), value.end(), requireFiniteNumbers);
+}
+
 /// Reads typed values out of a JSON object, with errors that say where in the document they arose.
 class ObjectReader {
 public:
@@ -336,15 +344,22 @@ ProjectEditorState readDocument(const ObjectReader& object, const URL& assetsDir
 
 }  // namespace
 
-std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references) {
+std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references,
+                         DocumentLayout layout) {
     const json document = {{"formatVersion", kFormatVersion},
                            {"currentProject", persisted(state.currentProject, references)},
                            {"undoStack", persisted(state.undoStack, references)},
                            {"redoStack", persisted(state.redoStack, references)}};
-    constexpr int indentation = 2;
-    // Names come from users and file systems; what isn't UTF-8 in them is replaced rather than failing the
-    // save.
-    return document.dump(indentation, ' ', false, json::error_handler_t::replace) + "\n";
+    requireFiniteNumbers(document);
+    try {
+        if (layout == DocumentLayout::compact) return document.dump();
+        // Names come from users and file systems; a wrong byte in one is no reason to fail the save.
+        constexpr int indentation = 2;
+        return document.dump(indentation, ' ', false, json::error_handler_t::replace) + "\n";
+    } catch (const json::type_error& error) {
+        throw ProjectEncodingError(std::string("The project can't be written as JSON: ") + error.what() +
+                                   ".");
+    }
 }
 
 ProjectEditorState parseDocument(std::string_view text, const std::string& packageName,

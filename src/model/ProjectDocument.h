@@ -8,8 +8,14 @@
 
 namespace varnelle {
 
-/// The manifest of a package: JSON (RFC 8259) with sorted keys, pretty printed, ISO 8601 dates.
-std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references);
+enum class DocumentLayout { pretty, compact };
+
+/// The manifest of a package: JSON (RFC 8259) with sorted keys and ISO 8601 dates. Throws
+/// `ProjectEncodingError` if a number isn't finite, which JSON can't hold. A name that isn't UTF-8 has what
+/// is wrong in it replaced in the pretty layout, which is for files; the compact one, which is for comparing,
+/// refuses it.
+std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references,
+                         DocumentLayout layout);
 
 /// Reads a manifest. `assetsDirectory` becomes the sessions' directory; `resolve` turns a reference into the
 /// place of its file, or throws. Throws `ProjectDecodingError` (naming `packageName`) and

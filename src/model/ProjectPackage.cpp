@@ -22,6 +22,12 @@ void addSources(const Project& project, std::set<URL>& sources) {
     }
 }
 
+/// Whether anything has this name, a link to nowhere included.
+bool isTaken(const URL& url) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(url.path(), error));
+}
+
 void createDirectories(const URL& url) {
     std::error_code error;
     std::filesystem::create_directories(url.path(), error);
@@ -74,6 +80,20 @@ ProjectPersistenceError ProjectPersistenceError::noProject() {
     return {Code::noProject, "There is no project to save."};
 }
 
+URL defaultPackageURL(std::string_view name, const URL& homeDirectory) {
+    std::string fileName(name);
+    fileName.append(".").append(kProjectPackageExtension);
+    return homeDirectory.appending(kProjectFolderName).appending(fileName);
+}
+
+URL uniquePackageURL(std::string_view name, const URL& homeDirectory) {
+    URL url = defaultPackageURL(name, homeDirectory);
+    for (int n = 2; isTaken(url); ++n) {
+        url = defaultPackageURL(std::string(name) + " " + std::to_string(n), homeDirectory);
+    }
+    return url;
+}
+
 std::vector<URL> collectSourceURLs(const ProjectEditorState& state) {
     std::set<URL> sources;
     addSources(state.currentProject, sources);
@@ -110,7 +130,8 @@ URL writePackage(const ProjectEditorState& state, const URL& destination) {
         const URL assets = staging.appending(kProjectAssetsDirectoryName);
         createDirectories(assets);
         const AssetReferences references = importAssets(collectSourceURLs(state), assets);
-        writeFileAtomically(staging.appending(kProjectManifestFilename), makeDocument(state, references));
+        writeFileAtomically(staging.appending(kProjectManifestFilename),
+                            makeDocument(state, references, DocumentLayout::pretty));
         replaceItem(destination, staging);
     } catch (...) {
         std::error_code ignored;

@@ -39,8 +39,21 @@ public:
     using Error::Error;
 };
 
+/// The project holds what a manifest can't.
+class ProjectEncodingError : public Error {
+public:
+    using Error::Error;
+};
+
 /// Path of a source to its reference within a package.
 using AssetReferences = std::map<URL, std::string>;
+
+/// Where a project of a name is saved by default: in "Varnelle Projects" in the home directory. `name` must
+/// be a file name (`sanitizedFileName`).
+URL defaultPackageURL(std::string_view name, const URL& homeDirectory);
+
+/// The default place, or the first free one of those with " 2", " 3", ... after the name.
+URL uniquePackageURL(std::string_view name, const URL& homeDirectory);
 
 /// Every file that a project or its history refers to, once each, in natural order of the paths.
 std::vector<URL> collectSourceURLs(const ProjectEditorState& state);

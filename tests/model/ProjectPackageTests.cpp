@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "foundation/AtomicFile.h"
+#include "model/FileNames.h"
 #include "support/SampleProject.h"
 #include "support/TemporaryDirectory.h"
 
@@ -78,6 +79,18 @@ TEST_F(ProjectPackage, KeepsFilesThatOnlyTheHistoryRefersTo) {
     EXPECT_EQ(readFile(kept), "second");
     EXPECT_EQ(readFile(package_.appending("Assets/screen 2.mov")), "screen")
         << "names that differ by case collide";
+}
+
+TEST_F(ProjectPackage, TakesTheFirstFreeNameInTheProjectsFolder) {
+    const URL& home = directory_.url();
+    const URL folder = home.appending("Varnelle Projects");
+    EXPECT_EQ(uniquePackageURL("Demo", home), folder.appending("Demo.varnelle"));
+    EXPECT_EQ(uniquePackageURL(sanitizedFileName("//:", "Fallback"), home), folder.appending("---.varnelle"));
+    std::filesystem::create_directories(folder.appending("Demo.varnelle").path());
+    EXPECT_EQ(defaultPackageURL("Demo", home), folder.appending("Demo.varnelle"));
+    EXPECT_EQ(uniquePackageURL("Demo", home), folder.appending("Demo 2.varnelle"));
+    std::filesystem::create_symlink("/nowhere", folder.appending("Demo 2.varnelle").path());
+    EXPECT_EQ(uniquePackageURL("Demo", home), folder.appending("Demo 3.varnelle"));
 }
 
 TEST_F(ProjectPackage, InfiniteClipIsStoredAsZero) {
