@@ -46,6 +46,11 @@ CameraBubbleLayout defaultCameraBubbleLayout(const UserDefaults& defaults) {
     return layout;
 }
 
+CameraBubbleLayout cameraBubbleLayout(const OverlayConfiguration& configuration) {
+    return {configuration.relativeSize, configuration.padding,  configuration.cornerRadiusRatio,
+            configuration.anchor,       configuration.maskType, configuration.isMirrored};
+}
+
 OverlayConfiguration defaultOverlayConfiguration(const CameraBubbleLayout& layout) {
     OverlayConfiguration configuration;
     configuration.relativeSize = layout.relativeSize;

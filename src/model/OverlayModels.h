@@ -87,6 +87,8 @@ struct OverlayConfiguration {
 /// The layout to start with: anchor and mirroring from the user defaults "overlayPosition" and
 /// "overlayIsMirrored".
 CameraBubbleLayout defaultCameraBubbleLayout(const UserDefaults& defaults);
+/// The layout of a look's bubble.
+CameraBubbleLayout cameraBubbleLayout(const OverlayConfiguration& configuration);
 /// The look of a new project whose bubble has the given layout.
 OverlayConfiguration defaultOverlayConfiguration(const CameraBubbleLayout& layout);
 

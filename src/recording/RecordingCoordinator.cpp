@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "foundation/Log.h"
+#include "model/ProjectLifecycle.h"
 #include "recording/RecordingError.h"
 
 namespace varnelle {
@@ -54,9 +55,8 @@ RecordingCoordinator::~RecordingCoordinator() {
 QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration configuration,
                                                      std::shared_ptr<CameraFeed> reusableCamera) {
     configuration_ = std::move(configuration);
-    recordingSessionDirectory_ = temporaryDirectory_.appending("Varnelle")
-                                     .appending("Sessions")
-                                     .appending(sessionDirectoryName(Date::now()));
+    recordingSessionDirectory_ =
+        sessionsDirectory(temporaryDirectory_).appending(sessionDirectoryName(Date::now()));
     // A directory that can't be made shows as the writer's failure, which names the file.
     std::error_code ignored;
     std::filesystem::create_directories(recordingSessionDirectory_->path(), ignored);

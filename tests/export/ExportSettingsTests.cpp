@@ -7,6 +7,7 @@
 
 #include "export/ExportDirectoryResolver.h"
 #include "foundation/AtomicFile.h"
+#include "support/MemoryDefaults.h"
 #include "support/TemporaryDirectory.h"
 
 namespace varnelle {
@@ -55,26 +56,13 @@ TEST(ExportSettings, OnlyTwoRatesExist) {
     }
 }
 
-class Defaults final : public UserDefaults {
-public:
-    [[nodiscard]] std::optional<std::string> string(std::string_view key) const override {
-        const auto found = strings.find(std::string(key));
-        return found == strings.end() ? std::nullopt : std::optional(found->second);
-    }
-    [[nodiscard]] bool boolean(std::string_view) const override { return false; }
-    void set(std::string_view key, std::string_view value) override { strings[std::string(key)] = value; }
-    void set(std::string_view, bool) override {}
-
-    std::map<std::string, std::string> strings;
-};
-
 TEST(ExportDirectoryResolver, PrefersThenRemembersThenAsks) {
     const test::TemporaryDirectory directory;
     // A file where a folder should be can't be written into, whoever asks.
     const URL blocked = directory.file("blocked");
     writeFileAtomically(blocked, "");
     const URL good = directory.file("good");
-    Defaults defaults;
+    test::MemoryDefaults defaults;
     int questions = 0;
     std::optional<URL> answer;
     ExportDirectoryResolver resolver(defaults, [&](const URL& preferred) {

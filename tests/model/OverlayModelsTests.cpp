@@ -2,28 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
+#include "support/MemoryDefaults.h"
 
 namespace varnelle {
 namespace {
 
-class MemoryDefaults final : public UserDefaults {
-public:
-    [[nodiscard]] std::optional<std::string> string(std::string_view key) const override {
-        const auto found = strings.find(key);
-        return found == strings.end() ? std::nullopt : std::optional(found->second);
-    }
-    [[nodiscard]] bool boolean(std::string_view key) const override { return string(key) == "true"; }
-    void set(std::string_view key, std::string_view value) override { strings[std::string(key)] = value; }
-    void set(std::string_view key, bool value) override {
-        set(key, std::string_view(value ? "true" : "false"));
-    }
-
-    std::map<std::string, std::string, std::less<>> strings;
-};
-
 TEST(CameraBubbleLayout, AnchorAndMirroringComeFromTheDefaults) {
-    MemoryDefaults defaults;
+    test::MemoryDefaults defaults;
     EXPECT_EQ(defaultCameraBubbleLayout(defaults).anchor, OverlayAnchor::bottomLeft);
     for (const auto anchor : {OverlayAnchor::bottomRight, OverlayAnchor::bottomLeft, OverlayAnchor::topRight,
                               OverlayAnchor::topLeft}) {
@@ -34,6 +19,9 @@ TEST(CameraBubbleLayout, AnchorAndMirroringComeFromTheDefaults) {
     defaults.set("overlayIsMirrored", true);
     EXPECT_EQ(defaultCameraBubbleLayout(defaults).anchor, OverlayAnchor::bottomLeft);
     EXPECT_TRUE(defaultOverlayConfiguration(defaultCameraBubbleLayout(defaults)).isMirrored);
+
+    const CameraBubbleLayout layout{0.2, 30, 0.1, OverlayAnchor::topRight, OverlayMaskType::circle, true};
+    EXPECT_EQ(cameraBubbleLayout(defaultOverlayConfiguration(layout)), layout);
 }
 
 }  // namespace

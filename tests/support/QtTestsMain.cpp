@@ -2,7 +2,7 @@
 
 #include <QCoreApplication>
 
-/// Recording runs on Qt's event loop, so its tests need one.
+/// For tests of what runs on the Qt event loop.
 int main(int argumentCount, char** arguments) {
     const QCoreApplication application(argumentCount, arguments);
     testing::InitGoogleTest(&argumentCount, arguments);

@@ -1,0 +1,340 @@
+#include "app/AppState.h"
+
+#include <QPointer>
+#include <exception>
+#include <utility>
+
+#include "app/ProjectOpenCoordinator.h"
+#include "export/ExportDirectoryResolver.h"
+#include "model/ProjectFingerprint.h"
+#include "model/ProjectLifecycle.h"
+#include "model/ProjectPackage.h"
+#include "tasks/Completion.h"
+
+namespace varnelle {
+
+AppState::AppState(AppWindows& windows, const SystemPermissions& permissions, UserDefaults& defaults,
+                   ProjectOpenCoordinator& openCoordinator, Directories directories)
+    : windows_(windows),
+      permissions_(permissions),
+      defaults_(defaults),
+      directories_(std::move(directories)),
+      _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)) {
+    openCoordinator.attach(*this);
+    QMetaObject::invokeMethod(this, &AppState::launch, Qt::QueuedConnection);
+}
+
+AppState::~AppState() {
+    if (_isExporting) exportEngine_->cancel();
+}
+
+template <typename Value>
+void AppState::set(Value& field, Value value, void (AppState::*changed)()) {
+    if (field == value) return;
+    field = std::move(value);
+    emit(this->*changed)();
+}
+
+void AppState::launch() {
+    if (!permissions_.hasScreenCaptureAccess() || !permissions_.isAccessibilityTrusted()) {
+        showPermissionsWindow();
+    } else if (!shouldSkipSetupBootstrap_ && !_currentProject) {
+        returnToSetup();
+    }
+}
+
+void AppState::returnToSetup() {
+    set(_mode, AppMode::setup, &AppState::modeChanged);
+    windows_.hideRecordingPreview();
+    windows_.hideDockBar();
+    windows_.closeSelectionPanels();
+    windows_.showDockBar();
+    set(_isDockBarVisible, true, &AppState::isDockBarVisibleChanged);
+    windows_.hideMainWindow();
+    windows_.activate();
+}
+
+void AppState::enterEditor() {
+    showInMainWindow(AppMode::editing);
+}
+
+void AppState::showExportView() {
+    showInMainWindow(AppMode::exporting);
+    windows_.activate();
+}
+
+void AppState::showInMainWindow(AppMode mode) {
+    windows_.hideDockBar();
+    set(_isDockBarVisible, false, &AppState::isDockBarVisibleChanged);
+    windows_.hideRecordingPreview();
+    set(_mode, mode, &AppState::modeChanged);
+    windows_.showMainWindow();
+}
+
+void AppState::showPermissionsWindow() {
+    allowsPermissionsWindowClose_ = false;
+    windows_.showPermissionsWindow();
+}
+
+void AppState::finishPermissions() {
+    allowsPermissionsWindowClose_ = true;
+    windows_.closePermissionsWindow();
+    QMetaObject::invokeMethod(this, &AppState::returnToSetup, Qt::QueuedConnection);
+}
+
+bool AppState::permissionsWindowShouldClose() {
+    if (!allowsPermissionsWindowClose_) windows_.requestQuit();
+    return allowsPermissionsWindowClose_;
+}
+
+bool AppState::mainWindowShouldClose() {
+    requestProjectTransition(CloseWindow{});
+    return false;
+}
+
+void AppState::applicationShouldHandleReopen() {
+    if (!permissions_.hasScreenCaptureAccess() || !permissions_.isAccessibilityTrusted()) {
+        showPermissionsWindow();
+    } else if (_mode == AppMode::setup && !_isDockBarVisible) {
+        returnToSetup();
+    } else if (_mode == AppMode::editing || _mode == AppMode::exporting) {
+        windows_.showMainWindow();
+    }
+}
+
+TerminationReply AppState::applicationShouldTerminate() {
+    if (pendingProjectAlertAction_) return TerminationReply::cancel;
+    if (!hasUnsavedChanges()) return TerminationReply::now;
+    pendingProjectAlertAction_ = QuitApplication{};
+    presentProjectTransitionAlert(QuitApplication{});
+    return TerminationReply::later;
+}
+
+void AppState::adopt(ProjectEditorState state) {
+    _timelineEditor = std::make_unique<TimelineEditor>(std::move(state));
+    const Project& project = _timelineEditor->project();
+    set(_currentProject, std::optional(project), &AppState::currentProjectChanged);
+    set(_currentRecordingURL, std::optional(project.recordingSession.screenRecordingURL),
+        &AppState::currentRecordingURLChanged);
+}
+
+void AppState::adoptSaved(ProjectEditorState state, const URL& package) {
+    currentProjectFileURL_ = package;
+    lastSavedProjectFingerprint_ = projectFingerprint(state);
+    adopt(std::move(state));
+    set(_cameraBubbleLayout, varnelle::cameraBubbleLayout(_currentProject->timeline.overlayConfiguration),
+        &AppState::cameraBubbleLayoutChanged);
+}
+
+void AppState::beginProject(Project project) {
+    ++projectGeneration_;
+    currentProjectFileURL_.reset();
+    lastSavedProjectFingerprint_.reset();
+    adopt({std::move(project), {}, {}});
+    set(_exportFilename, _currentProject->name, &AppState::exportFilenameChanged);
+    enterEditor();
+}
+
+QCoro::Task<> AppState::openProject(URL url) {
+    const QPointer<AppState> self = this;
+    const int generation = ++projectGeneration_;
+    try {
+        const QFuture<ProjectEditorState> reading = resultOn(fileQueue_, [url] { return readPackage(url); });
+        ProjectEditorState state = co_await reading;
+        if (!self || generation != projectGeneration_) co_return;
+        adoptSaved(std::move(state), url);
+        set(_exportFilename, _currentProject->name, &AppState::exportFilenameChanged);
+        enterEditor();
+        windows_.activate();
+    } catch (const std::exception& error) {
+        if (!self || generation != projectGeneration_) co_return;
+        windows_.showError(error.what());
+        if (!_currentProject) returnToSetup();
+    }
+}
+
+QCoro::Task<> AppState::openFiles(std::vector<URL> urls) {
+    const QPointer<AppState> self = this;
+    for (const URL& url : urls) {
+        shouldSkipSetupBootstrap_ = true;
+        const QCoro::Task<> transition = requestProjectTransition(OpenProject{url});
+        co_await transition;
+        if (!self) co_return;
+    }
+}
+
+void AppState::editProject(const std::function<void(TimelineEditor&)>& edit) {
+    if (!_timelineEditor || _isSavingProject) return;
+    edit(*_timelineEditor);
+    set(_currentProject, std::optional(_timelineEditor->project()), &AppState::currentProjectChanged);
+}
+
+std::optional<ProjectEditorState> AppState::currentEditorState() const {
+    if (!_timelineEditor) return std::nullopt;
+    return namedForSaving(_timelineEditor->state());
+}
+
+QCoro::Task<> AppState::saveCurrentProject() {
+    const QPointer<AppState> self = this;
+    const std::optional<ProjectEditorState> state = currentEditorState();
+    if (!state) throw ProjectPersistenceError::noProject();
+    const bool wasNeverSaved = !currentProjectFileURL_;
+    const Project previous = *_currentProject;
+    set(_isSavingProject, true, &AppState::isSavingProjectChanged);
+    const auto save = [state = *state, package = currentProjectFileURL_, home = directories_.home] {
+        return saveProject(state, package, home);
+    };
+    const QFuture<SavedProject> saving = resultOn(fileQueue_, save);
+    std::exception_ptr failure;
+    SavedProject saved;
+    try {
+        saved = co_await saving;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!self) co_return;
+    set(_isSavingProject, false, &AppState::isSavingProjectChanged);
+    if (failure) std::rethrow_exception(failure);
+    adoptSaved(std::move(saved.state), saved.packageURL);
+    if (wasNeverSaved) deleteSessionDirectory(previous, directories_.temporary);
+}
+
+void AppState::closeCurrentProject(bool deletingRecording) {
+    ++projectGeneration_;
+    const std::optional<Project> project = _currentProject;
+    if (_isExporting) cancelExport();
+    exportEngine_.reset();  // what it still reports concerns nobody
+    _timelineEditor.reset();
+    set(_currentProject, {}, &AppState::currentProjectChanged);
+    currentProjectFileURL_.reset();
+    lastSavedProjectFingerprint_.reset();
+    set(_exportFilename, {}, &AppState::exportFilenameChanged);
+    set(_currentRecordingURL, {}, &AppState::currentRecordingURLChanged);
+    if (deletingRecording && project) deleteSessionDirectory(*project, directories_.temporary);
+}
+
+bool AppState::hasUnsavedChanges() const {
+    const std::optional<ProjectEditorState> state = currentEditorState();
+    if (!state) return false;
+    const std::optional<std::string> fingerprint = projectFingerprint(*state);
+    return !fingerprint || fingerprint != lastSavedProjectFingerprint_;
+}
+
+QCoro::Task<> AppState::requestProjectTransition(ProjectTransitionAction action) {
+    if (pendingProjectAlertAction_) co_return;
+    if (!hasUnsavedChanges()) {
+        const QCoro::Task<> transition = performProjectTransition(action);
+        co_await transition;
+        co_return;
+    }
+    pendingProjectAlertAction_ = action;
+    presentProjectTransitionAlert(action);
+}
+
+void AppState::presentProjectTransitionAlert(const ProjectTransitionAction& action) {
+    windows_.ask(projectAlert(action), [self = QPointer(this), action](ProjectAlertAnswer answer) {
+        if (self) self->answerProjectAlert(action, answer);
+    });
+}
+
+void AppState::answerProjectAlert(const ProjectTransitionAction& action, ProjectAlertAnswer answer) {
+    switch (answer) {
+        case ProjectAlertAnswer::save:
+            saveAndPerform(action);
+            break;
+        case ProjectAlertAnswer::deleteProject:
+            performProjectTransition(action);
+            break;
+        case ProjectAlertAnswer::cancel:
+            abandonTransition(action);
+            break;
+    }
+}
+
+QCoro::Task<> AppState::saveAndPerform(ProjectTransitionAction action) {
+    const QPointer<AppState> self = this;
+    std::string failure;
+    try {
+        const QCoro::Task<> saving = saveCurrentProject();
+        co_await saving;
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    if (!self) co_return;
+    if (failure.empty()) {
+        performProjectTransition(action);
+    } else {
+        abandonTransition(action);
+        windows_.showError(failure);
+    }
+}
+
+QCoro::Task<> AppState::performProjectTransition(ProjectTransitionAction action) {
+    pendingProjectAlertAction_.reset();
+    closeCurrentProject(!currentProjectFileURL_);
+    if (const auto* open = std::get_if<OpenProject>(&action)) {
+        const QCoro::Task<> opening = openProject(open->url);
+        co_await opening;
+    } else if (std::holds_alternative<QuitApplication>(action)) {
+        windows_.replyToApplicationShouldTerminate(true);
+    } else {
+        returnToSetup();
+    }
+}
+
+void AppState::abandonTransition(const ProjectTransitionAction& action) {
+    pendingProjectAlertAction_.reset();
+    if (std::holds_alternative<QuitApplication>(action)) windows_.replyToApplicationShouldTerminate(false);
+}
+
+QCoro::Task<> AppState::startExport(ExportSettings settings) {
+    if (!_currentProject || _isExporting) co_return;
+    ExportDirectoryResolver resolver(
+        defaults_, [this](const URL& preferred) { return windows_.chooseExportDirectory(preferred); });
+    const std::optional<URL> directory = resolver.resolveExportDirectory(settings.outputDirectory);
+    if (!directory) {
+        set(_exportError, std::optional<std::string>("Please allow access to your Movies folder to export."),
+            &AppState::exportErrorChanged);
+        co_return;
+    }
+    settings.outputDirectory = *directory;
+    set(_exportProgress, 0.0, &AppState::exportProgressChanged);
+    set(_exportError, {}, &AppState::exportErrorChanged);
+    showExportView();
+    set(_isExporting, true, &AppState::isExportingChanged);
+
+    const auto engine = std::make_shared<ExportEngine>();  // outlives this object if it is still winding down
+    exportEngine_ = engine;
+    const auto isCurrent = [self = QPointer(this), raw = engine.get()] {
+        return self && self->exportEngine_.get() == raw;
+    };
+    const std::function<void(double)> onProgress = [this, isCurrent](double progress) {
+        if (isCurrent()) set(_exportProgress, progress, &AppState::exportProgressChanged);
+    };
+    const std::function<void(ExportEngine::Result)> onComplete = [this, isCurrent](const auto& result) {
+        if (isCurrent()) finishExport(result);
+    };
+    const QCoro::Task<> exporting = engine->exportProject(*_currentProject, settings, onProgress, onComplete);
+    co_await exporting;
+}
+
+void AppState::finishExport(const ExportEngine::Result& result) {
+    set(_isExporting, false, &AppState::isExportingChanged);
+    if (const URL* movie = std::get_if<URL>(&result)) {
+        set(_currentRecordingURL, std::optional(*movie), &AppState::currentRecordingURLChanged);
+        set(_exportProgress, 1.0, &AppState::exportProgressChanged);
+        return;
+    }
+    try {
+        std::rethrow_exception(std::get<std::exception_ptr>(result));
+    } catch (const std::exception& error) {
+        set(_exportError, std::optional<std::string>(error.what()), &AppState::exportErrorChanged);
+    }
+}
+
+void AppState::cancelExport() {
+    if (exportEngine_) exportEngine_->cancel();
+    set(_isExporting, false, &AppState::isExportingChanged);
+}
+
+}  // namespace varnelle

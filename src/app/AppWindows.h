@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "app/ProjectTransition.h"
+#include "foundation/URL.h"
+
+namespace varnelle {
+
+/// What the application's state asks of the windows. Implemented by the views; a test brings a double. Main
+/// thread only. An alert is a sheet on the main window while that is visible, else it is modal; either way
+/// the call returns at once, and the answer comes later by the callback, exactly once.
+class AppWindows {
+public:
+    virtual ~AppWindows() = default;
+
+    /// Shows the dock bar anew.
+    virtual void showDockBar() = 0;
+    virtual void hideDockBar() = 0;
+    /// Takes away the panels in which a window or an area is chosen.
+    virtual void closeSelectionPanels() = 0;
+    virtual void hideRecordingPreview() = 0;
+
+    /// Shows the main window in front, made on first need. Its content follows the mode.
+    virtual void showMainWindow() = 0;
+    virtual void hideMainWindow() = 0;
+    virtual void showPermissionsWindow() = 0;
+    virtual void closePermissionsWindow() = 0;
+    /// Brings the application to the front.
+    virtual void activate() = 0;
+
+    virtual void ask(const ProjectAlert& alert, std::function<void(ProjectAlertAnswer)> onAnswer) = 0;
+    virtual void showError(const std::string& message) = 0;
+    /// Lets the user choose a folder for exports, waiting for the choice; absent if it was cancelled.
+    [[nodiscard]] virtual std::optional<URL> chooseExportDirectory(const URL& preferred) = 0;
+
+    /// Asks the application to quit, as the user does.
+    virtual void requestQuit() = 0;
+    /// The answer to a quit that `AppState` put off.
+    virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
+};
+
+}  // namespace varnelle

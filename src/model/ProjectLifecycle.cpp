@@ -1,0 +1,58 @@
+#include "model/ProjectLifecycle.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "model/FileNames.h"
+#include "model/ProjectPackage.h"
+
+namespace varnelle {
+namespace {
+
+constexpr std::string_view kNamelessProject = "Varnelle Project";
+
+/// Whether a directory lies below another, links followed.
+bool liesBelow(const URL& directory, const URL& ancestor) {
+    std::error_code error;
+    const auto path = std::filesystem::canonical(directory.path(), error);
+    if (error) return false;
+    const auto root = std::filesystem::canonical(ancestor.path(), error);
+    if (error) return false;
+    const auto [rootEnd, rest] = std::mismatch(root.begin(), root.end(), path.begin(), path.end());
+    return rootEnd == root.end() && rest != path.end();
+}
+
+}  // namespace
+
+URL sessionsDirectory(const URL& temporaryDirectory) {
+    return temporaryDirectory.appending("Varnelle").appending("Sessions");
+}
+
+ProjectEditorState namedForSaving(ProjectEditorState state) {
+    std::string& name = state.currentProject.name;
+    name = sanitizedFileName(name, kNamelessProject);
+    return state;
+}
+
+SavedProject saveProject(const ProjectEditorState& state, const std::optional<URL>& currentPackage,
+                         const URL& homeDirectory) {
+    const std::string& name = state.currentProject.name;
+    const bool keepsPlace = currentPackage && currentPackage->stem() == name;
+    const URL destination = keepsPlace ? *currentPackage : uniquePackageURL(name, homeDirectory);
+    writePackage(state, destination);
+    SavedProject saved{destination, readPackage(destination)};
+    if (currentPackage && *currentPackage != destination) {
+        std::error_code ignored;  // the project is safe in its new place; an old copy beside it does no harm
+        std::filesystem::remove_all(currentPackage->path(), ignored);
+    }
+    return saved;
+}
+
+void deleteSessionDirectory(const Project& project, const URL& temporaryDirectory) {
+    const URL& directory = project.recordingSession.directoryURL;
+    if (!liesBelow(directory, sessionsDirectory(temporaryDirectory))) return;
+    std::error_code ignored;
+    std::filesystem::remove_all(directory.path(), ignored);
+}
+
+}  // namespace varnelle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+
+#include "foundation/URL.h"
+#include "model/Project.h"
+
+namespace varnelle {
+
+/// Where recordings lie until they are saved.
+URL sessionsDirectory(const URL& temporaryDirectory);
+
+/// The state as it is saved: its project's name made usable as a file name ("Varnelle Project" if there is
+/// none). The projects of the stacks keep theirs.
+ProjectEditorState namedForSaving(ProjectEditorState state);
+
+/// A project that has just been saved: its package, and the state as read back from there, whose files all
+/// lie in the package.
+struct SavedProject {
+    URL packageURL;
+    ProjectEditorState state;
+};
+
+/// Saves a state (named for saving). `currentPackage` is its package so far; it is replaced if it bears the
+/// project's name, else a free name in "Varnelle Projects" is taken and the old package goes once the new one
+/// has been read back. Throws what writing and reading a package throw; the old package then stands as it
+/// was. Any thread, one save of a project at a time.
+SavedProject saveProject(const ProjectEditorState& state, const std::optional<URL>& currentPackage,
+                         const URL& homeDirectory);
+
+/// Removes the session directory of an unsaved project, if it lies below the program's own sessions
+/// directory; nothing else is ever removed. A failure is swallowed: what stays is found again at the next
+/// start.
+void deleteSessionDirectory(const Project& project, const URL& temporaryDirectory);
+
+}  // namespace varnelle

@@ -1,0 +1,486 @@
+#include "app/AppState.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+
+#include "FakeWindows.h"
+#include "app/ProjectOpenCoordinator.h"
+#include "foundation/AtomicFile.h"
+#include "model/ProjectLifecycle.h"
+#include "model/ProjectPackage.h"
+#include "support/MediaFixtures.h"
+#include "support/MemoryDefaults.h"
+#include "support/SampleProject.h"
+#include "support/TemporaryDirectory.h"
+#include "tasks/Await.h"
+
+namespace varnelle {
+namespace {
+
+using enum ProjectAlertAnswer;
+
+struct FakePermissions final : SystemPermissions {
+    [[nodiscard]] bool hasScreenCaptureAccess() const override { return screen; }
+    [[nodiscard]] bool isAccessibilityTrusted() const override { return accessibility; }
+    bool screen = true;
+    bool accessibility = true;
+};
+
+/// Runs the event loop until the condition holds; false after ten seconds.
+template <typename Condition>
+bool eventually(Condition condition) {
+    const QDeadlineTimer deadline(10'000);
+    while (!condition()) {
+        if (deadline.hasExpired()) return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    }
+    return true;
+}
+
+/// A user at the program. What the user does reads as a verb; what is seen is in `windows` and `app`.
+class AppStateTest : public ::testing::Test {
+protected:
+    AppStateTest() {
+        std::filesystem::create_directories(home().path());
+        std::filesystem::create_directories(temporary().path());
+    }
+
+    [[nodiscard]] URL home() const { return directory_.file("home"); }
+    [[nodiscard]] URL temporary() const { return directory_.file("tmp"); }
+    [[nodiscard]] URL package(const std::string& name) const {
+        return home().appending("Varnelle Projects").appending(name + ".varnelle");
+    }
+    [[nodiscard]] URL session(const std::string& name) const {
+        return sessionsDirectory(temporary()).appending(name);
+    }
+    static void makeSession(const URL& url) {
+        std::filesystem::create_directories(url.path());
+        writeFileAtomically(url.appending("screen.mov"), "moving pictures");
+    }
+
+    void launches() {
+        app = std::make_unique<AppState>(windows, permissions, defaults, opener,
+                                         AppState::Directories{home(), temporary()});
+        QCoreApplication::sendPostedEvents();
+    }
+    /// Records, and lands in the editor with an unsaved project.
+    void records(const std::string& name) {
+        makeSession(session(name));
+        app->beginProject(test::projectIn(session(name), 10));
+    }
+    void renames(const std::string& name) {
+        app->editProject([&](TimelineEditor& editor) {
+            Project renamed = editor.project();
+            renamed.name = name;
+            editor.commit(std::move(renamed));
+        });
+    }
+    void cuts(double seconds) {
+        app->editProject([&](TimelineEditor& editor) {
+            editor.splitClip(*editor.project().firstVideoClipID(), 0, timeFromSeconds(seconds));
+        });
+    }
+    void closesTheWindow() { EXPECT_FALSE(app->mainWindowShouldClose()); }
+    void opens(const std::vector<URL>& urls) { opener.open(urls); }
+    void answers(ProjectAlertAnswer answer) {
+        ASSERT_TRUE(windows.alert.has_value());
+        windows.answer(answer);
+        ASSERT_TRUE(eventually([&] { return !app->isSavingProject(); }));
+    }
+    /// A saved project with one edit in its history; the program shows the dock bar again.
+    void hasSaved(const std::string& name) {
+        records(name);
+        cuts(4);
+        closesTheWindow();
+        answers(save);
+        ASSERT_TRUE(package(name).exists());
+    }
+
+    [[nodiscard]] bool seesTheDockBar() const {
+        return app->mode() == AppMode::setup && app->isDockBarVisible() && windows.isDockBarShown &&
+               !windows.isMainWindowShown && !app->currentProject() && app->timelineEditor() == nullptr;
+    }
+    [[nodiscard]] bool seesTheEditorOf(const std::string& name) const {
+        return app->mode() == AppMode::editing && !windows.isDockBarShown && windows.isMainWindowShown &&
+               app->currentProject() && app->currentProject()->name == name;
+    }
+
+    const test::TemporaryDirectory directory_;
+    test::FakeWindows windows;
+    FakePermissions permissions;
+    test::MemoryDefaults defaults;
+    ProjectOpenCoordinator opener;
+    std::unique_ptr<AppState> app;
+};
+
+TEST_F(AppStateTest, LaunchesToTheDockBar) {
+    launches();
+    EXPECT_TRUE(seesTheDockBar());
+}
+
+TEST_F(AppStateTest, AsksForPermissionsFirst) {
+    for (bool FakePermissions::*missing : {&FakePermissions::screen, &FakePermissions::accessibility}) {
+        windows = {};
+        permissions = {};
+        permissions.*missing = false;
+        launches();
+        EXPECT_TRUE(windows.isPermissionsWindowShown);
+        EXPECT_FALSE(windows.isDockBarShown);
+        EXPECT_FALSE(app->permissionsWindowShouldClose()) << "there is no life without them";
+        EXPECT_TRUE(windows.isQuitRequested);
+
+        app->finishPermissions();
+        EXPECT_TRUE(app->permissionsWindowShouldClose());
+        EXPECT_TRUE(eventually([&] { return seesTheDockBar(); }));
+        EXPECT_FALSE(windows.isPermissionsWindowShown);
+    }
+}
+
+TEST_F(AppStateTest, OpensAFileThatCameBeforeTheProgramWasThere) {
+    launches();
+    hasSaved("Talk");
+    app.reset();
+    windows = {};
+
+    opens({home().appending("notes.txt"), package("Talk")});
+    launches();
+    EXPECT_FALSE(windows.isDockBarShown) << "the launch leaves the screen to the project";
+    EXPECT_TRUE(eventually([&] { return seesTheEditorOf("Talk"); }));
+    EXPECT_EQ(app->currentProjectFileURL(), package("Talk"));
+    EXPECT_EQ(app->exportFilename(), "Talk");
+    EXPECT_EQ(app->currentRecordingURL(), package("Talk").appending("Assets/screen.mov"));
+    EXPECT_TRUE(windows.errors.empty());
+}
+
+TEST_F(AppStateTest, OtherFilesAreDroppedWithoutAWord) {
+    launches();
+    opens({home().appending("notes.txt"), home()});
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(seesTheDockBar());
+    EXPECT_TRUE(windows.errors.empty());
+}
+
+TEST_F(AppStateTest, RecordsSavesAndFindsEverythingAgain) {
+    launches();
+    records("recording_1");
+    EXPECT_TRUE(seesTheEditorOf("recording_1"));
+    renames("  a/b:c ");
+    cuts(4);
+    app->editProject([](TimelineEditor& editor) {
+        Project mirrored = editor.project();
+        mirrored.timeline.overlayConfiguration.isMirrored = true;
+        editor.commit(std::move(mirrored));
+    });
+    closesTheWindow();
+    ASSERT_TRUE(windows.alert);
+    EXPECT_EQ(windows.alert->message, "Do you want to save this Varnelle project before closing?");
+    answers(save);
+    EXPECT_TRUE(eventually([&] { return seesTheDockBar(); }));
+    EXPECT_TRUE(package("a-b-c").exists());
+    EXPECT_FALSE(session("recording_1").exists()) << "its media lives in the package now";
+
+    opens({package("a-b-c")});
+    ASSERT_TRUE(eventually([&] { return seesTheEditorOf("a-b-c"); }));
+    EXPECT_TRUE(app->cameraBubbleLayout().isMirrored);
+    EXPECT_EQ(app->currentProject()->timeline.tracks[0].clips.size(), 2U);
+    for (int i = 0; i < 3; ++i) app->editProject([](TimelineEditor& editor) { editor.undo(); });
+    EXPECT_EQ(app->currentProject()->name, "recording_1");
+    EXPECT_FALSE(app->timelineEditor()->canUndo());
+    for (int i = 0; i < 3; ++i) app->editProject([](TimelineEditor& editor) { editor.redo(); });
+
+    closesTheWindow();
+    EXPECT_EQ(windows.alertCount, 1) << "nothing has changed since";
+    EXPECT_TRUE(eventually([&] { return seesTheDockBar(); }));
+}
+
+TEST_F(AppStateTest, AnEditAndItsUndoCountAsAChange) {
+    launches();
+    hasSaved("Talk");
+    await(app->openFiles({package("Talk")}));
+    cuts(2);
+    app->editProject([](TimelineEditor& editor) { editor.undo(); });
+    closesTheWindow();
+    EXPECT_TRUE(windows.alert);
+}
+
+/// Every action with every answer, for a project that was never saved and for one with a package.
+TEST_F(AppStateTest, EachAnswerToEachQuestion) {
+    launches();
+    hasSaved("Other");
+    int round = 0;
+    for (const bool hasPackage : {false, true}) {
+        for (const ProjectAlertAnswer answer : {save, deleteProject, cancel}) {
+            for (const ProjectTransitionAction& action :
+                 {ProjectTransitionAction(OpenProject{package("Other")}),
+                  ProjectTransitionAction(CloseWindow{}), ProjectTransitionAction(NewRecording{}),
+                  ProjectTransitionAction(QuitApplication{})}) {
+                SCOPED_TRACE(testing::Message() << "package " << hasPackage << ", answer "
+                                                << static_cast<int>(answer) << ", action " << action.index());
+                const std::string name = "Talk " + std::to_string(++round);
+                const bool isQuitting = std::holds_alternative<QuitApplication>(action);
+                windows.terminationReply.reset();
+                if (hasPackage) {
+                    hasSaved(name);
+                    await(app->openFiles({package(name)}));
+                } else {
+                    records(name);
+                }
+                cuts(1);
+                const Project edited = *app->currentProject();
+
+                if (isQuitting) {
+                    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later);
+                } else {
+                    await(app->requestProjectTransition(action));
+                }
+                ASSERT_TRUE(windows.alert);
+                EXPECT_EQ(windows.alert->message.find("quitting") != std::string::npos, isQuitting);
+                EXPECT_EQ(app->pendingProjectAlertAction(), action);
+                answers(answer);
+
+                EXPECT_FALSE(app->pendingProjectAlertAction());
+                EXPECT_TRUE(windows.errors.empty());
+                EXPECT_EQ(windows.terminationReply,
+                          isQuitting ? std::optional(answer != cancel) : std::nullopt);
+                if (answer == cancel) {
+                    EXPECT_TRUE(seesTheEditorOf(name));
+                    EXPECT_EQ(app->currentProject(), edited);
+                    await(app->requestProjectTransition(CloseWindow{}));
+                    answers(deleteProject);
+                } else if (std::holds_alternative<OpenProject>(action)) {
+                    EXPECT_TRUE(eventually([&] { return seesTheEditorOf("Other"); }));
+                    await(app->requestProjectTransition(CloseWindow{}));
+                } else {
+                    EXPECT_TRUE(isQuitting ? !app->currentProject().has_value() : seesTheDockBar());
+                }
+                EXPECT_FALSE(session(name).exists());
+                EXPECT_EQ(package(name).exists(), hasPackage || answer == save);
+                if (package(name).exists()) {
+                    const std::size_t clips =
+                        readPackage(package(name)).currentProject.timeline.tracks[0].clips.size();
+                    EXPECT_EQ(clips, 1U + (hasPackage ? 1 : 0) + (answer == save ? 1 : 0));
+                }
+            }
+        }
+    }
+}
+
+TEST_F(AppStateTest, OneQuestionAtATime) {
+    launches();
+    hasSaved("A");
+    hasSaved("B");
+    records("Talk");
+    windows.alertCount = 0;
+
+    opens({package("A"), package("B")});
+    EXPECT_EQ(windows.alertCount, 1);
+    closesTheWindow();
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::cancel);
+    opens({package("B")});
+    EXPECT_EQ(windows.alertCount, 1);
+    EXPECT_EQ(app->pendingProjectAlertAction(), ProjectTransitionAction(OpenProject{package("A")}));
+
+    answers(deleteProject);
+    EXPECT_TRUE(eventually([&] { return seesTheEditorOf("A"); })) << "the second was dropped";
+    EXPECT_FALSE(windows.terminationReply);
+}
+
+TEST_F(AppStateTest, OfTwoPackagesAtOnceTheLastStaysOpen) {
+    launches();
+    hasSaved("A");
+    hasSaved("B");
+    await(app->openFiles({package("A"), package("B")}));
+    EXPECT_TRUE(seesTheEditorOf("B"));
+    // The first is overtaken while it is still being read.
+    opens({package("A")});
+    opens({package("B")});
+    EXPECT_TRUE(eventually([&] { return seesTheEditorOf("B"); }));
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::now);
+
+    opens({package("A")});
+    await(app->requestProjectTransition(NewRecording{}));
+    await(app->openFiles({home().appending("gone.varnelle")}));  // read after A, in the same queue
+    EXPECT_TRUE(seesTheDockBar()) << "the user went elsewhere while A was being read";
+}
+
+TEST_F(AppStateTest, LateResultsFindTheProgramGone) {
+    launches();
+    hasSaved("Talk");
+    const QCoro::Task<> opening = app->openProject(package("Talk"));
+    app.reset();
+    EXPECT_TRUE(eventually([&] { return opening.isReady(); }));
+    EXPECT_FALSE(windows.isMainWindowShown);
+
+    launches();
+    records("Late");
+    const QCoro::Task<> saving = app->saveCurrentProject();
+    app.reset();
+    EXPECT_TRUE(eventually([&] { return saving.isReady(); }));
+    EXPECT_TRUE(package("Late").exists());
+}
+
+TEST_F(AppStateTest, WhatCannotBeOpenedIsToldAtTheDockBar) {
+    launches();
+    hasSaved("Talk");
+    const URL plainFile = home().appending("file.varnelle");
+    writeFileAtomically(plainFile, "plain");
+    const URL withoutManifest = home().appending("Folder.Varnelle");
+    std::filesystem::create_directories(withoutManifest.path());
+    const URL damaged = home().appending("damaged.varnelle");
+    std::filesystem::copy(package("Talk").path(), damaged.path(), std::filesystem::copy_options::recursive);
+    writeFileAtomically(damaged.appending("project.json"), "{\"formatVersion\": 2");
+
+    for (const URL& url : {plainFile, withoutManifest, damaged, home().appending("gone.varnelle")}) {
+        await(app->openFiles({package("Talk")}));
+        ASSERT_TRUE(seesTheEditorOf("Talk"));
+        windows.errors.clear();
+        const auto entries = std::distance(std::filesystem::recursive_directory_iterator(home().path()), {});
+        await(app->openFiles({url}));
+        EXPECT_TRUE(seesTheDockBar());
+        ASSERT_EQ(windows.errors.size(), 1U);
+        EXPECT_NE(windows.errors[0].find(url.lastPathComponent()), std::string::npos) << windows.errors[0];
+        EXPECT_EQ(std::distance(std::filesystem::recursive_directory_iterator(home().path()), {}), entries);
+    }
+}
+
+TEST_F(AppStateTest, AFailedSaveKeepsTheProjectOpen) {
+    launches();
+    records("Talk");
+    std::filesystem::remove_all(home().path());
+    writeFileAtomically(home(), "a home directory that can't be written");
+
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later);
+    answers(save);
+    EXPECT_TRUE(seesTheEditorOf("Talk"));
+    EXPECT_EQ(windows.terminationReply, false);
+    ASSERT_EQ(windows.errors.size(), 1U);
+    EXPECT_NE(windows.errors[0].find("Varnelle Projects"), std::string::npos) << windows.errors[0];
+    EXPECT_TRUE(session("Talk").appending("screen.mov").exists());
+    EXPECT_EQ(directory_.entryCount(), 2U) << "nothing was left beside the home directory";
+
+    closesTheWindow();
+    EXPECT_EQ(windows.alertCount, 2) << "the user can try again";
+}
+
+TEST_F(AppStateTest, ThePackageFollowsTheProjectsName) {
+    launches();
+    hasSaved("name");
+    hasSaved("name");
+    EXPECT_TRUE(package("name 2").exists()) << "two projects of one name";
+
+    await(app->openFiles({package("name")}));
+    cuts(1);
+    await(app->saveCurrentProject());
+    EXPECT_EQ(app->currentProjectFileURL(), package("name")) << "saved over itself";
+    renames("better");
+    await(app->saveCurrentProject());
+    EXPECT_EQ(app->currentProjectFileURL(), package("better"));
+    EXPECT_FALSE(package("name").exists());
+    renames("   ");
+    await(app->saveCurrentProject());
+    EXPECT_EQ(app->currentProjectFileURL(), package("Varnelle Project"));
+    EXPECT_EQ(app->currentProject()->name, "Varnelle Project");
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::now);
+    EXPECT_TRUE(app->currentProject()->recordingSession.screenRecordingURL.exists());
+}
+
+TEST_F(AppStateTest, TakesNoEditsWhileItSaves) {
+    launches();
+    records("Talk");
+    QCoro::Task<> saving = app->saveCurrentProject();
+    EXPECT_TRUE(app->isSavingProject());
+    cuts(3);
+    EXPECT_FALSE(app->timelineEditor()->canUndo());
+    await(std::move(saving));
+    EXPECT_EQ(app->currentProject()->timeline.tracks[0].clips.size(), 1U);
+    cuts(3);
+    EXPECT_EQ(app->currentProject()->timeline.tracks[0].clips.size(), 2U);
+}
+
+TEST_F(AppStateTest, RemovesNothingBesideItsOwnSessions) {
+    launches();
+    const URL elsewhere = directory_.file("elsewhere");
+    makeSession(elsewhere);
+    std::filesystem::create_directories(sessionsDirectory(temporary()).path());
+    std::filesystem::create_directory_symlink(elsewhere.path(), session("link").path());
+    const URL lookalike = URL(sessionsDirectory(temporary()).string() + " of others");
+    makeSession(lookalike);
+    for (const URL& url : {elsewhere, session("link"), lookalike, sessionsDirectory(temporary())}) {
+        app->beginProject(test::projectIn(url, 10));
+        closesTheWindow();
+        answers(deleteProject);
+        EXPECT_TRUE(seesTheDockBar());
+        EXPECT_TRUE(url.exists()) << url.string();
+    }
+    EXPECT_TRUE(elsewhere.appending("screen.mov").exists());
+    EXPECT_TRUE(lookalike.appending("screen.mov").exists());
+}
+
+TEST_F(AppStateTest, GoesToTheExportViewAndBack) {
+    launches();
+    records("Talk");
+    app->showExportView();
+    EXPECT_EQ(app->mode(), AppMode::exporting);
+    windows.isMainWindowShown = false;
+    app->applicationShouldHandleReopen();
+    EXPECT_TRUE(windows.isMainWindowShown) << "the user came back to the program";
+    app->enterEditor();
+    EXPECT_TRUE(seesTheEditorOf("Talk"));
+    app->showExportView();
+    await(app->requestProjectTransition(NewRecording{}));
+    answers(deleteProject);
+    EXPECT_TRUE(seesTheDockBar());
+    permissions.accessibility = false;
+    app->applicationShouldHandleReopen();
+    EXPECT_TRUE(windows.isPermissionsWindowShown);
+}
+
+TEST_F(AppStateTest, ExportsWhereItMayAndClosingEndsIt) {
+    launches();
+    const URL movies = directory_.file("movies");
+    const auto exportSettings = [&] {
+        ExportSettings settings;
+        settings.outputDirectory = movies;
+        settings.customFilename = "Talk";
+        return settings;
+    };
+    const auto recordsPictures = [&] {
+        makeSession(session("Talk"));
+        RecordingSession recorded = test::sessionIn(session("Talk"));
+        recorded.renderSize = {320, 240};
+        test::writeNumberedMovie(recorded.screenRecordingURL, test::smallVideo(320, 240),
+                                 test::regularTimes(120, 30));
+        app->beginProject(Project::make(recorded, timeFromSeconds(4), OverlayConfiguration{}));
+    };
+    await(app->startExport(exportSettings()));
+    EXPECT_TRUE(seesTheDockBar()) << "there is nothing to export";
+
+    recordsPictures();
+    writeFileAtomically(movies, "no folder");
+    await(app->startExport(exportSettings()));
+    EXPECT_EQ(app->exportError(), "Please allow access to your Movies folder to export.");
+    EXPECT_TRUE(seesTheEditorOf("Talk"));
+    std::filesystem::remove(movies.path());
+
+    await(app->startExport(exportSettings()));
+    EXPECT_EQ(app->exportError(), std::nullopt);
+    EXPECT_EQ(app->mode(), AppMode::exporting);
+    EXPECT_EQ(app->currentRecordingURL(), movies.appending("Talk.mp4"));
+    EXPECT_EQ(app->exportProgress(), 1);
+    std::filesystem::remove(app->currentRecordingURL()->path());
+
+    QCoro::Task<> exporting = app->startExport(exportSettings());
+    EXPECT_TRUE(app->isExporting());
+    await(app->requestProjectTransition(CloseWindow{}));
+    answers(deleteProject);
+    EXPECT_FALSE(app->isExporting());
+    EXPECT_TRUE(seesTheDockBar());
+    await(std::move(exporting));
+    EXPECT_TRUE(std::filesystem::is_empty(movies.path()));
+    EXPECT_EQ(app->exportError(), std::nullopt) << "it concerns nobody any more";
+}
+
+}  // namespace
+}  // namespace varnelle

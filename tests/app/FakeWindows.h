@@ -1,0 +1,57 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "app/AppWindows.h"
+
+namespace varnelle::test {
+
+/// What is on the screen, and a user who answers alerts when the test says so.
+class FakeWindows final : public AppWindows {
+public:
+    void showDockBar() override { isDockBarShown = true; }
+    void hideDockBar() override { isDockBarShown = false; }
+    void closeSelectionPanels() override { ++selectionPanelCloses; }
+    void hideRecordingPreview() override {}
+    void showMainWindow() override { isMainWindowShown = true; }
+    void hideMainWindow() override { isMainWindowShown = false; }
+    void showPermissionsWindow() override { isPermissionsWindowShown = true; }
+    void closePermissionsWindow() override { isPermissionsWindowShown = false; }
+    void activate() override { ++activations; }
+    void ask(const ProjectAlert& question, std::function<void(ProjectAlertAnswer)> onAnswer) override {
+        ++alertCount;
+        alert = question;
+        onAnswer_ = std::move(onAnswer);
+    }
+    void showError(const std::string& message) override { errors.push_back(message); }
+    std::optional<URL> chooseExportDirectory(const URL&) override { return exportDirectory; }
+    void requestQuit() override { isQuitRequested = true; }
+    void replyToApplicationShouldTerminate(bool shouldTerminate) override {
+        terminationReply = shouldTerminate;
+    }
+
+    void answer(ProjectAlertAnswer answer) {
+        alert.reset();
+        std::exchange(onAnswer_, nullptr)(answer);
+    }
+
+    bool isDockBarShown = false;
+    bool isMainWindowShown = false;
+    bool isPermissionsWindowShown = false;
+    int selectionPanelCloses = 0;
+    int activations = 0;
+    int alertCount = 0;
+    std::optional<ProjectAlert> alert;  ///< the one on the screen
+    std::vector<std::string> errors;
+    std::optional<URL> exportDirectory;
+    bool isQuitRequested = false;
+    std::optional<bool> terminationReply;
+
+private:
+    std::function<void(ProjectAlertAnswer)> onAnswer_;
+};
+
+}  // namespace varnelle::test
