@@ -6,10 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "foundation/Log.h"
-#include "foundation/UUID.h"
+#include "foundation/StagingName.h"
 
 namespace varnelle {
 
@@ -19,28 +20,28 @@ FileError::FileError(const std::string& action, const std::string& path, int err
 
 AtomicFile::AtomicFile(const URL& destination)
     : destination_(destination),
-      staging_(destination.parent().appending("." + destination.lastPathComponent() + "-" +
-                                              UUID::random().string())),
-      file_(std::fopen(staging_.string().c_str(), "wbxe")) {
-    if (!file_) throw FileError("Writing", destination_.string(), errno);
+      staging_(stagingURL(destination)),
+      file_(open(staging_.string().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (!file_.isOpen()) throw FileError("Writing", destination_.string(), errno);
 }
 
 AtomicFile::~AtomicFile() {
-    if (file_) unlink(staging_.string().c_str());
+    if (!hasCommitted_) unlink(staging_.string().c_str());
 }
 
 void AtomicFile::write(std::string_view bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size()) {
-        throw FileError("Writing", destination_.string(), errno);
+    if (const int error = writeWhole(file_.get(), bytes)) {
+        throw FileError("Writing", destination_.string(), error);
     }
 }
 
 void AtomicFile::commit() {
-    if (std::fflush(file_.get()) != 0 || fsync(fileno(file_.get())) != 0 ||
+    if (fsync(file_.get()) != 0 ||
         std::rename(staging_.string().c_str(), destination_.string().c_str()) != 0) {
         throw FileError("Writing", destination_.string(), errno);
     }
-    file_.reset();
+    hasCommitted_ = true;
+    file_ = Descriptor();
     flushDirectoryEntry(destination_);
 }
 
@@ -59,28 +60,30 @@ void flushDirectoryEntry(const URL& url) {
 }
 
 void flushToDisk(const URL& url) {
-    const int descriptor = open(url.string().c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) throw FileError("Flushing", url.string(), errno);
-    const int result = fsync(descriptor);
-    const int error = errno;
-    close(descriptor);
+    const Descriptor descriptor(open(url.string().c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor.isOpen()) throw FileError("Flushing", url.string(), errno);
     // Some file systems can't flush a directory, and say so with EINVAL.
-    if (result != 0 && error != EINVAL) throw FileError("Flushing", url.string(), error);
+    if (fsync(descriptor.get()) != 0 && errno != EINVAL) throw FileError("Flushing", url.string(), errno);
 }
 
-std::string readFile(const URL& url) {
+std::string readFile(const URL& url, std::uint64_t maximumBytes) {
     // A pipe in the file's place must not make the reader wait for a writer.
-    const int descriptor = open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) throw FileError("Reading", url.string(), errno);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(fdopen(descriptor, "rb"), std::fclose);
+    const Descriptor file(open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.isOpen()) throw FileError("Reading", url.string(), errno);
     struct stat status {};
-    if (fstat(descriptor, &status) != 0) throw FileError("Reading", url.string(), errno);
+    if (fstat(file.get(), &status) != 0) throw FileError("Reading", url.string(), errno);
     if (!S_ISREG(status.st_mode)) {
         throw FileError("Reading", url.string(), S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP);
     }
+    if (static_cast<std::uint64_t>(status.st_size) > maximumBytes) {
+        throw FileError("Reading", url.string(), EFBIG);
+    }
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-    if (std::ferror(file.get()) != 0) throw FileError("Reading", url.string(), errno);
+    std::size_t count = bytes.size();
+    if (const int error = readWhole(file.get(), bytes.data(), count)) {
+        throw FileError("Reading", url.string(), error);
+    }
+    bytes.resize(count);
     return bytes;
 }
 

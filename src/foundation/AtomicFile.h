@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstdio>
-#include <memory>
+#include <cstdint>
+#include <string>
 #include <string_view>
 
+#include "foundation/Descriptor.h"
 #include "foundation/Error.h"
 #include "foundation/URL.h"
 
@@ -11,7 +12,7 @@ namespace varnelle {
 
 /// A file that appears whole or not at all: bytes go to a hidden file beside the destination, `commit`
 /// flushes them to the disk and renames them over it. Destroyed without a commit it leaves nothing behind and
-/// the old file as it was. For one thread at a time.
+/// the old file as it was. Unbuffered. For one thread at a time.
 class AtomicFile {
 public:
     /// Throws `FileError` if the directory can't be written to.
@@ -25,13 +26,10 @@ public:
     void commit();
 
 private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
     URL destination_;
     URL staging_;
-    std::unique_ptr<std::FILE, Closer> file_;
+    Descriptor file_;
+    bool hasCommitted_ = false;
 };
 
 /// Writes a whole file atomically. Throws `FileError`.
@@ -41,7 +39,10 @@ void flushToDisk(const URL& url);
 /// Flushes the name of a file or directory that has just taken its place. That it stands there can't be
 /// undone, so a failure is only logged.
 void flushDirectoryEntry(const URL& url);
-/// The bytes of a regular file. Throws `FileError`.
-std::string readFile(const URL& url);
+
+/// More than any file that is read as a whole has; what is larger is damage, or not ours.
+inline constexpr std::uint64_t kLargestWholeFile = std::uint64_t{2} << 30;
+/// The bytes of a regular file. Throws `FileError`, also for one of more than `maximumBytes`.
+std::string readFile(const URL& url, std::uint64_t maximumBytes = kLargestWholeFile);
 
 }  // namespace varnelle

@@ -6,79 +6,110 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <vector>
 
 #include "foundation/AtomicFile.h"
-#include "foundation/UUID.h"
+#include "foundation/Log.h"
+#include "foundation/StagingName.h"
 
 namespace varnelle {
 namespace {
 
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const { return descriptor_; }
+/// Copied between two hints to the disk to start writing: large enough for the calls not to count, small
+/// enough for the disk to be busy from the beginning.
+constexpr std::size_t kChunkBytes = std::size_t{8} << 20;
 
-private:
-    int descriptor_;
-};
+/// Lets the disk begin with a part of a file. Whether it does is no matter: the flush at the end counts.
+void startWriting(int file, std::int64_t offset, std::int64_t bytes) {
+    static_cast<void>(sync_file_range(file, offset, bytes, SYNC_FILE_RANGE_WRITE));
+}
 
 /// Returns 0 or an errno.
 int copyThroughMemory(int source, int destination) {
-    std::array<char, 1 << 16> chunk{};
-    while (true) {
-        const ssize_t count = read(source, chunk.data(), chunk.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return errno;
+    std::vector<char> chunk(std::size_t{1} << 20);
+    for (std::int64_t offset = 0;;) {
+        std::size_t count = chunk.size();
+        if (const int error = readWhole(source, chunk.data(), count)) return error;
         if (count == 0) return 0;
-        for (ssize_t written = 0; written < count;) {
-            const ssize_t result =
-                write(destination, chunk.data() + written, static_cast<size_t>(count - written));
-            if (result < 0 && errno == EINTR) continue;
-            if (result < 0) return errno;
-            written += result;
-        }
+        if (const int error = writeWhole(destination, {chunk.data(), count})) return error;
+        startWriting(destination, offset, static_cast<std::int64_t>(count));
+        offset += static_cast<std::int64_t>(count);
     }
 }
 
 int copyContents(int source, int destination) {
     if (ioctl(destination, FICLONE, source) == 0) return 0;
-    bool hasCopied = false;
-    while (true) {
-        constexpr std::size_t chunkBytes = std::size_t{1} << 30;
-        const ssize_t count = copy_file_range(source, nullptr, destination, nullptr, chunkBytes, 0);
+    for (std::int64_t offset = 0;;) {
+        const ssize_t count = copy_file_range(source, nullptr, destination, nullptr, kChunkBytes, 0);
         if (count == 0) return 0;
         if (count > 0) {
-            hasCopied = true;
+            startWriting(destination, offset, count);
+            offset += count;
             continue;
         }
         if (errno == EINTR) continue;
         // Refused from the start: a file system or a pair of them that the kernel can't copy between.
-        if (!hasCopied && errno != ENOSPC && errno != EIO) return copyThroughMemory(source, destination);
+        if (offset == 0 && errno != ENOSPC && errno != EIO) return copyThroughMemory(source, destination);
         return errno;
     }
 }
 
+/// Some file systems let a copy inside the kernel end early and call it success.
+int compareSizes(const struct stat& source, int copy) {
+    struct stat status {};
+    if (fstat(copy, &status) != 0) return errno;
+    return status.st_size < source.st_size ? EIO : 0;
+}
+
+void removeReplaced(const URL& url) {
+    std::error_code error;
+    std::filesystem::remove_all(url.path(), error);
+    if (error) {
+        logger(LogCategory::app).warn("What was replaced stays as “{}”: {}.", url.string(), error.message());
+    }
+}
+
+/// For a file system that can't exchange: the old item steps aside and comes back if the new one can't take
+/// its place.
+void replaceInTwoSteps(const URL& destination, const URL& replacement) {
+    const std::string to = destination.string();
+    const URL aside = stagingURL(destination);
+    if (std::rename(to.c_str(), aside.string().c_str()) != 0) throw FileError("Replacing", to, errno);
+    if (std::rename(replacement.string().c_str(), to.c_str()) != 0) {
+        const int error = errno;
+        if (std::rename(aside.string().c_str(), to.c_str()) != 0) {
+            logger(LogCategory::app).error("“{}” has to be looked for as “{}” now.", to, aside.string());
+        }
+        throw FileError("Replacing", to, error);
+    }
+    flushDirectoryEntry(destination);
+    removeReplaced(aside);
+}
+
 }  // namespace
 
-void copyFile(const URL& source, const URL& destination) {
-    const Descriptor from(open(source.string().c_str(), O_RDONLY | O_CLOEXEC));
-    if (from.get() < 0) throw FileError("Reading", source.string(), errno);
-    const Descriptor to(open(destination.string().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (to.get() < 0) throw FileError("Writing", destination.string(), errno);
-    int error = copyContents(from.get(), to.get());
-    if (error == 0 && fsync(to.get()) != 0) error = errno;
+FileCopy::FileCopy(const URL& source, const URL& destination) : source_(source) {
+    // A pipe in the source's place must not make the copy wait for a writer.
+    const Descriptor from(open(source.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!from.isOpen() || fstat(from.get(), &status) != 0) throw FileError("Reading", source.string(), errno);
+    if (!S_ISREG(status.st_mode)) {
+        throw FileError("Reading", source.string(), S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP);
+    }
+    copy_ = Descriptor(open(destination.string().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!copy_.isOpen()) throw FileError("Writing", destination.string(), errno);
+    int error = copyContents(from.get(), copy_.get());
+    if (error == 0) error = compareSizes(status, copy_.get());
     if (error != 0) {
         unlink(destination.string().c_str());
         throw FileError("Copying", source.string(), error);
     }
+}
+
+void FileCopy::flush() {
+    if (fsync(copy_.get()) != 0) throw FileError("Copying", source_.string(), errno);
 }
 
 void replaceItem(const URL& destination, const URL& replacement) {
@@ -86,29 +117,18 @@ void replaceItem(const URL& destination, const URL& replacement) {
     const std::string from = replacement.string();
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) {
         flushDirectoryEntry(destination);
-        std::error_code ignored;
-        std::filesystem::remove_all(replacement.path(), ignored);
+        removeReplaced(replacement);
         return;
     }
-    if (errno == ENOENT) {
+    const int error = errno;
+    struct stat status {};
+    if (lstat(to.c_str(), &status) != 0 && errno == ENOENT) {
         if (std::rename(from.c_str(), to.c_str()) != 0) throw FileError("Replacing", to, errno);
         flushDirectoryEntry(destination);
         return;
     }
-    if (errno != EINVAL && errno != ENOSYS) throw FileError("Replacing", to, errno);
-    // A file system that can't exchange: the old item steps aside and comes back if the new one can't take
-    // its place.
-    const URL aside =
-        destination.parent().appending("." + destination.lastPathComponent() + "-" + UUID::random().string());
-    if (std::rename(to.c_str(), aside.string().c_str()) != 0) throw FileError("Replacing", to, errno);
-    if (std::rename(from.c_str(), to.c_str()) != 0) {
-        const int error = errno;
-        std::rename(aside.string().c_str(), to.c_str());
-        throw FileError("Replacing", to, error);
-    }
-    flushDirectoryEntry(destination);
-    std::error_code ignored;
-    std::filesystem::remove_all(aside.path(), ignored);
+    if (error != EINVAL && error != ENOSYS) throw FileError("Replacing", to, error);
+    replaceInTwoSteps(destination, replacement);
 }
 
 }  // namespace varnelle

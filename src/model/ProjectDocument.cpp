@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace varnelle {
 namespace {
@@ -16,6 +17,8 @@ constexpr double kLargestSeconds = 1e8;
 constexpr double kLargestSide = 1e5;
 constexpr double kLargestSetting = 1e6;
 constexpr int kHighestFrameRate = 1000;
+/// Several times as deep as a document goes.
+constexpr int kDeepestNesting = 32;
 
 std::string reference(const AssetReferences& references, const URL& source) {
     const auto found = references.find(source);
@@ -212,6 +215,22 @@ private:
     std::string path_;
 };
 
+bool refuseDeepNesting(int depth, json::parse_event_t /*event*/, json& /*parsed*/) {
+    if (depth > kDeepestNesting) throw ProjectDecodingError("it is nested too deeply");
+    return true;
+}
+
+/// Things that are looked up by their identifiers need one each.
+template <typename Element>
+void requireDistinctIDs(const std::vector<Element>& elements, const char* what) {
+    std::set<UUID> ids;
+    for (const Element& element : elements) {
+        if (!ids.insert(element.id).second) {
+            throw ProjectDecodingError(std::string("two ") + what + " have the id " + element.id.string());
+        }
+    }
+}
+
 using Resolver = std::function<URL(const std::string& reference)>;
 
 std::vector<RecordedAudioSource> readAudioSources(const ObjectReader& session) {
@@ -294,6 +313,7 @@ TimelineTrack readTrack(const ObjectReader& object, const Resolver& resolve) {
                             {clip.time("trimStartSeconds"), clip.time("trimDurationSeconds")},
                             clip.time("timelineOffsetSeconds")};
     });
+    requireDistinctIDs(track.clips.elements(), "clips");
     track.isMuted = object.boolean("isMuted");
     return track;
 }
@@ -302,6 +322,7 @@ Timeline readTimeline(const ObjectReader& object, const RecordingSession& sessio
     Timeline timeline;
     timeline.tracks = object.list<TimelineTrack>(
         "tracks", [&](const ObjectReader& track) { return readTrack(track, resolve); });
+    requireDistinctIDs(timeline.tracks.elements(), "tracks");
     timeline.overlayConfiguration = readOverlay(object.object("overlayConfiguration"));
     if (object.has("audioConfiguration")) {
         const ObjectReader audio = object.object("audioConfiguration");
@@ -314,6 +335,7 @@ Timeline readTimeline(const ObjectReader& object, const RecordingSession& sessio
         return TimelineZoomPanClip{clip.uuid("id"),
                                    {clip.time("startSeconds"), clip.time("durationSeconds")}};
     });
+    requireDistinctIDs(timeline.zoomPanClips.elements(), "zoom clips");
     return timeline;
 }
 
@@ -362,15 +384,23 @@ std::string makeDocument(const ProjectEditorState& state, const AssetReferences&
     }
 }
 
+std::string wellFormed(const std::string& text) {
+    return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace)).get<std::string>();
+}
+
 ProjectEditorState parseDocument(std::string_view text, const std::string& packageName,
                                  const URL& assetsDirectory,
                                  const std::function<URL(const std::string& reference)>& resolve) {
     try {
-        const json document = json::parse(text);
+        const json document = json::parse(text, refuseDeepNesting);
         return readDocument({document, ""}, assetsDirectory, resolve);
-    } catch (const json::exception& error) {
+    } catch (const json::parse_error& error) {
+        throw ProjectDecodingError("The manifest of “" + packageName + "” is not valid JSON at byte " +
+                                   std::to_string(error.byte) + ".");
+    } catch (const json::exception&) {
+        // All that is left: the parser met a number beyond what a double holds.
         throw ProjectDecodingError("The manifest of “" + packageName +
-                                   "” is not valid JSON: " + error.what());
+                                   "” holds a number that is out of range.");
     } catch (const ProjectDecodingError& error) {
         throw ProjectDecodingError("The manifest of “" + packageName + "” can't be read: " + error.what() +
                                    ".");

@@ -17,6 +17,9 @@ enum class DocumentLayout { pretty, compact };
 std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references,
                          DocumentLayout layout);
 
+/// Text as a document holds it: what isn't UTF-8 in it replaced by U+FFFD.
+std::string wellFormed(const std::string& text);
+
 /// Reads a manifest. `assetsDirectory` becomes the sessions' directory; `resolve` turns a reference into the
 /// place of its file, or throws. Throws `ProjectDecodingError` (naming `packageName`) and
 /// `ProjectPersistenceError`.

@@ -1,16 +1,21 @@
 #include "model/ProjectPackage.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <climits>
 #include <set>
 
 #include "foundation/AtomicFile.h"
+#include "foundation/DirectoryLock.h"
 #include "foundation/FileCopy.h"
+#include "foundation/StagingName.h"
 #include "model/FileNames.h"
 #include "model/ProjectDocument.h"
 
 namespace varnelle {
 namespace {
+
+/// Thousands of steps of history don't reach it; reading more than this into memory would be a risk.
+constexpr std::uint64_t kLargestManifest = std::uint64_t{64} << 20;
 
 void addSources(const Project& project, std::set<URL>& sources) {
     const RecordingSession& session = project.recordingSession;
@@ -30,18 +35,32 @@ bool isTaken(const URL& url) {
 
 void createDirectories(const URL& url) {
     std::error_code error;
-    std::filesystem::create_directories(url.path(), error);
+    const bool isNew = std::filesystem::create_directories(url.path(), error);
     if (error) throw FileError("Creating the folder", url.string(), error.value());
+    if (isNew) flushDirectoryEntry(url);
 }
 
+/// The copies are written to the disk while the next ones are made, and are all there in the end.
 AssetReferences importAssets(const std::vector<URL>& sources, const URL& directory) {
+    constexpr std::size_t mostOpenCopies = 64;
     const std::vector<std::string> names = assetNames(sources);
     AssetReferences references;
+    std::vector<FileCopy> copies;
+    const auto flushCopies = [&copies] {
+        for (FileCopy& copy : copies) copy.flush();
+        copies.clear();
+    };
     for (std::size_t i = 0; i < sources.size(); ++i) {
-        if (!sources[i].exists()) throw ProjectPersistenceError::missingAsset(sources[i].lastPathComponent());
-        copyFile(sources[i], directory.appending(names[i]));
+        std::error_code error;  // only what is certainly not there is missing; the copy meets the rest
+        if (std::filesystem::status(sources[i].path(), error).type() ==
+            std::filesystem::file_type::not_found) {
+            throw ProjectPersistenceError::missingAsset(sources[i].lastPathComponent());
+        }
+        if (copies.size() == mostOpenCopies) flushCopies();
+        copies.emplace_back(sources[i], directory.appending(names[i]));
         references[sources[i]] = std::string(kProjectAssetsDirectoryName) + "/" + names[i];
     }
+    flushCopies();
     flushToDisk(directory);
     return references;
 }
@@ -58,12 +77,27 @@ bool liesInside(const URL& file, const URL& directory) {
 }
 
 URL resolveReference(const URL& package, const std::string& reference) {
+    // What no path can be is not looked for, and not shown at length either.
+    const bool isPath =
+        !reference.empty() && reference.size() < PATH_MAX && reference.find('\0') == std::string::npos;
+    if (!isPath) throw ProjectPersistenceError::missingAsset(reference.substr(0, 64));
     URL url = package.appending(reference);
     std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened
-    const bool isAsset = !reference.empty() && !std::filesystem::path(reference).is_absolute() &&
+    const bool isAsset = !std::filesystem::path(reference).is_absolute() &&
                          std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, package);
     if (!isAsset) throw ProjectPersistenceError::missingAsset(URL("/" + reference).lastPathComponent());
     return url;
+}
+
+/// Reads a package that is to be called `name` where something is wrong with it.
+ProjectEditorState readPackage(const URL& package, const std::string& name) {
+    const URL manifest = package.appending(kProjectManifestFilename);
+    std::string document = readFile(manifest, kLargestManifest);
+    if (!liesInside(manifest, package)) {
+        throw ProjectDecodingError("The manifest of “" + name + "” is a link that leaves the package.");
+    }
+    return parseDocument(document, name, package.appending(kProjectAssetsDirectoryName),
+                         [&](const std::string& reference) { return resolveReference(package, reference); });
 }
 
 }  // namespace
@@ -109,8 +143,9 @@ std::vector<std::string> assetNames(const std::vector<URL>& sources) {
     std::set<std::string> used;
     std::vector<std::string> names;
     for (const URL& source : sources) {
-        const std::string base = sanitizedFileName(source.stem(), "Asset");
-        const std::string extension = source.pathExtension().empty() ? "" : "." + source.pathExtension();
+        const std::string base = wellFormed(sanitizedFileName(source.stem(), "Asset"));
+        const std::string extension =
+            source.pathExtension().empty() ? "" : "." + wellFormed(source.pathExtension());
         std::string candidate = base + extension;
         for (int n = 2; !used.insert(lowercased(candidate)).second; ++n) {
             candidate = base;
@@ -124,17 +159,20 @@ std::vector<std::string> assetNames(const std::vector<URL>& sources) {
 URL writePackage(const ProjectEditorState& state, const URL& destination) {
     const URL parent = destination.parent();
     createDirectories(parent);
-    const URL staging =
-        parent.appending("." + destination.lastPathComponent() + "-" + UUID::random().string());
+    const DirectoryLock lock = DirectoryLock::shared(parent);
+    const URL staging = stagingURL(destination);
     try {
         const URL assets = staging.appending(kProjectAssetsDirectoryName);
         createDirectories(assets);
         const AssetReferences references = importAssets(collectSourceURLs(state), assets);
         writeFileAtomically(staging.appending(kProjectManifestFilename),
                             makeDocument(state, references, DocumentLayout::pretty));
+        flushToDisk(staging);
+        // What couldn't be opened again must not take the place of what can.
+        static_cast<void>(readPackage(staging, destination.lastPathComponent()));
         replaceItem(destination, staging);
     } catch (...) {
-        std::error_code ignored;
+        std::error_code ignored;  // the first error is the one to tell; the next start tidies up
         std::filesystem::remove_all(staging.path(), ignored);
         throw;
     }
@@ -142,10 +180,7 @@ URL writePackage(const ProjectEditorState& state, const URL& destination) {
 }
 
 ProjectEditorState readPackage(const URL& package) {
-    const std::string manifest = readFile(package.appending(kProjectManifestFilename));
-    return parseDocument(manifest, package.lastPathComponent(),
-                         package.appending(kProjectAssetsDirectoryName),
-                         [&](const std::string& reference) { return resolveReference(package, reference); });
+    return readPackage(package, package.lastPathComponent());
 }
 
 }  // namespace varnelle

@@ -62,8 +62,10 @@ std::vector<URL> collectSourceURLs(const ProjectEditorState& state);
 std::vector<std::string> assetNames(const std::vector<URL>& sources);
 
 /// Saves a project as a package: everything is staged beside the destination and takes its place in one step,
-/// so that a failure leaves what stood there before. Returns the destination. Throws
-/// `ProjectPersistenceError` for a missing source, `FileError` for everything the file system refuses.
+/// so that a failure leaves what stood there before. While it runs, the parent directory carries a shared
+/// lock, which keeps `finishInterruptedSaves` away. Returns the destination. Throws `ProjectPersistenceError`
+/// for a missing source, `FileError` for everything the file system refuses, `ProjectEncodingError` or
+/// `ProjectDecodingError` for values that couldn't be read again.
 URL writePackage(const ProjectEditorState& state, const URL& destination);
 
 /// Opens a package. Throws `FileError` if there is no manifest, `ProjectDecodingError` if it isn't a

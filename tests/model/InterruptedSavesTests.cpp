@@ -1,0 +1,358 @@
+#include "model/InterruptedSaves.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <map>
+#include <optional>
+#include <random>
+#include <thread>
+
+#include "foundation/AtomicFile.h"
+#include "foundation/DirectoryLock.h"
+#include "foundation/Log.h"
+#include "foundation/StagingName.h"
+#include "model/ProjectPackage.h"
+#include "support/FileSystemFaults.h"
+#include "support/SampleProject.h"
+#include "support/TemporaryDirectory.h"
+
+namespace varnelle {
+namespace {
+
+namespace fs = std::filesystem;
+using test::FaultPlan;
+using test::FileSystemFaults;
+
+/// All files below a directory with their bytes; absent if there is nothing.
+using Contents = std::optional<std::map<std::string, std::string>>;
+Contents contents(const URL& directory) {
+    if (!directory.exists()) return std::nullopt;
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(directory.path())) {
+        if (entry.is_regular_file()) {
+            files[entry.path().lexically_relative(directory.path())] = readFile(URL(entry.path()));
+        }
+    }
+    return files;
+}
+
+enum class Save { newPackage, overPackage, overPackageInTwoSteps, overItself };
+
+/// Saves of a project where there is no package yet, or an older one, with things going wrong meanwhile.
+class SavedPackage : public testing::Test {
+protected:
+    SavedPackage() {
+        // The tests below leave hundreds of leftovers, each of which is worth a line otherwise.
+        logger(LogCategory::app).set_level(spdlog::level::err);
+        package_ = home_.appending("Demo.varnelle");
+        old_ = makeProject("old");
+        new_ = makeProject("new");
+        fs::create_directories(home_.path());
+        writePackage(old_, template_);
+    }
+    ~SavedPackage() override { logger(LogCategory::app).set_level(spdlog::level::info); }
+
+    ProjectEditorState makeProject(const std::string& name, std::size_t mediaBytes = 100) {
+        const URL session = directory_.file(name);
+        fs::create_directories(session.path());
+        writeFileAtomically(session.appending("screen.mov"), name + std::string(mediaBytes, 'x'));
+        writeFileAtomically(session.appending("cursor.json"), name + " telemetry");
+        Project project = test::projectIn(session, 12.5);
+        project.name = name;
+        project.recordingSession.cursorRecordingURL = session.appending("cursor.json");
+        return {project, {project}, {}};
+    }
+
+    /// The state of the disk before each attempt, and what is to be saved.
+    ProjectEditorState prepare(Save save) {
+        fs::remove_all(home_.path());
+        fs::create_directories(home_.path());
+        if (save == Save::newPackage) return new_;
+        fs::copy(template_.path(), package_.path(), fs::copy_options::recursive);
+        if (save != Save::overItself) return new_;
+        ProjectEditorState state = readPackage(package_);
+        state.currentProject.name = "renamed";
+        return state;
+    }
+
+    static FaultPlan plan(Save save) {
+        FaultPlan plan;
+        plan.canExchange = save != Save::overPackageInTwoSteps;
+        return plan;
+    }
+
+    /// What has to stand there when all goes well, and when nothing comes of it.
+    struct Expected {
+        Contents before;
+        Contents after;
+        int callCount = 0;
+    };
+    Expected saveWithoutFault(Save save) {
+        const ProjectEditorState state = prepare(save);
+        const Contents before = contents(package_);
+        const FileSystemFaults faults(plan(save));
+        writePackage(state, package_);
+        return {before, contents(package_), faults.callCount()};
+    }
+
+    std::size_t entryCount() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(home_.path()), {}));
+    }
+
+    test::TemporaryDirectory directory_;
+    URL home_ = directory_.file("Varnelle Projects");
+    URL template_ = directory_.file("template.varnelle");
+    URL package_;
+    ProjectEditorState old_;
+    ProjectEditorState new_;
+};
+
+class InterruptedSaves : public SavedPackage, public testing::WithParamInterface<Save> {};
+
+std::string nameOf(const testing::TestParamInfo<Save>& save) {
+    switch (save.param) {
+        case Save::newPackage:
+            return "NewPackage";
+        case Save::overPackage:
+            return "OverPackage";
+        case Save::overPackageInTwoSteps:
+            return "OverPackageInTwoSteps";
+        case Save::overItself:
+            return "OverItself";
+    }
+    return "";
+}
+INSTANTIATE_TEST_SUITE_P(, InterruptedSaves,
+                         testing::Values(Save::newPackage, Save::overPackage, Save::overPackageInTwoSteps,
+                                         Save::overItself),
+                         nameOf);
+
+bool isSentence(const std::string& text) {
+    return text.size() > 10 && text.back() == '.' && text.find("filesystem error") == std::string::npos &&
+           text.find('\n') == std::string::npos;
+}
+
+TEST_P(InterruptedSaves, AFailureOfAnyCallLeavesTheOldPackageOrTheNewOne) {
+    const Expected expected = saveWithoutFault(GetParam());
+    ASSERT_GT(expected.callCount, 40);
+    for (const int error : {ENOSPC, EIO, EACCES}) {
+        bool hasStruck = true;
+        int failures = 0;
+        for (int at = 1; hasStruck; ++at) {
+            const ProjectEditorState state = prepare(GetParam());
+            std::optional<std::string> complaint;
+            std::string where;
+            {
+                FaultPlan fault = plan(GetParam());
+                fault.at = at;
+                fault.errorNumber = error;
+                const FileSystemFaults faults(fault);
+                try {
+                    writePackage(state, package_);
+                } catch (const Error& thrown) {
+                    complaint = thrown.what();
+                }
+                hasStruck = faults.hasStruck();
+                where = faults.struckCall() + ", call " + std::to_string(at);
+            }
+            if (complaint) {
+                ++failures;
+                EXPECT_TRUE(isSentence(*complaint)) << where << ": " << *complaint;
+                EXPECT_EQ(entryCount(), expected.before ? 1U : 0U) << "staging is left after " << where;
+                ASSERT_EQ(contents(package_), expected.before) << where;
+            } else {
+                ASSERT_EQ(contents(package_), expected.after) << where;
+                finishInterruptedSaves(home_);
+                ASSERT_EQ(contents(package_), expected.after) << where << ", after the next start";
+                EXPECT_EQ(entryCount(), 1U) << "what was replaced is left after " << where;
+            }
+        }
+        EXPECT_GT(failures, 20) << "with error " << error;
+    }
+}
+
+TEST_P(InterruptedSaves, ADiskThatStaysFullOrReadOnlyLeavesTheOldPackageOrTheNewOne) {
+    struct Case {
+        FaultPlan::Calls calls;
+        int error;
+    };
+    const Expected expected = saveWithoutFault(GetParam());
+    for (const Case& c :
+         {Case{FaultPlan::Calls::takingSpace, ENOSPC}, Case{FaultPlan::Calls::changing, EROFS}}) {
+        bool hasStruck = true;
+        int at = 1;
+        for (; hasStruck; ++at) {
+            const ProjectEditorState state = prepare(GetParam());
+            bool hasFailed = false;
+            {
+                FaultPlan fault = plan(GetParam());
+                fault.at = at;
+                fault.effect = FaultPlan::Effect::failFromThenOn;
+                fault.calls = c.calls;
+                fault.errorNumber = c.error;
+                const FileSystemFaults faults(fault);
+                try {
+                    writePackage(state, package_);
+                } catch (const Error& thrown) {
+                    hasFailed = true;
+                    EXPECT_TRUE(isSentence(thrown.what())) << thrown.what();
+                }
+                hasStruck = faults.hasStruck();
+            }
+            // Where nothing can be changed any more, the staging directory can't be removed either, nor can
+            // the old package be put back in the middle of two steps: the next start does both.
+            const bool mayHaveStoppedHalfway = c.calls == FaultPlan::Calls::changing;
+            if (hasFailed && !mayHaveStoppedHalfway) {
+                EXPECT_EQ(contents(package_), expected.before);
+                EXPECT_EQ(entryCount(), expected.before ? 1U : 0U);
+            }
+            finishInterruptedSaves(home_);
+            const Contents found = contents(package_);
+            ASSERT_TRUE(found == expected.after || (hasFailed && found == expected.before)) << "call " << at;
+            EXPECT_EQ(entryCount(), found ? 1U : 0U);
+        }
+        EXPECT_GT(at, 10);
+    }
+}
+
+/// Runs a save in a process of its own.
+template <typename Work>
+pid_t startChild(const Work& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        try {
+            work();
+        } catch (...) {
+            _exit(1);
+        }
+        _exit(0);
+    }
+    return child;
+}
+
+TEST_P(InterruptedSaves, AKillAtAnyCallLeavesTheOldPackageOrTheNewOne) {
+    const Expected expected = saveWithoutFault(GetParam());
+    int at = 1;
+    for (bool wasKilled = true; wasKilled; ++at) {
+        const ProjectEditorState state = prepare(GetParam());
+        const pid_t child = startChild([&] {
+            FaultPlan fault = plan(GetParam());
+            fault.at = at;
+            fault.effect = FaultPlan::Effect::killProcess;
+            const FileSystemFaults faults(fault);
+            writePackage(state, package_);
+        });
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        wasKilled = WIFSIGNALED(status);
+        ASSERT_TRUE(wasKilled ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0) << "call " << at;
+        const Contents found = contents(package_);
+        const bool mayBeAside = GetParam() == Save::overPackageInTwoSteps;
+        EXPECT_TRUE(found == expected.before || found == expected.after || (!found && mayBeAside))
+            << "call " << at;
+        finishInterruptedSaves(home_);
+        const Contents finished = contents(package_);
+        ASSERT_TRUE(finished == expected.before || finished == expected.after) << "call " << at;
+        EXPECT_EQ(entryCount(), finished ? 1U : 0U) << "leftovers after call " << at;
+        if (!wasKilled) {
+            EXPECT_EQ(finished, expected.after);
+        }
+    }
+    EXPECT_GT(at, 40);
+}
+
+TEST_P(InterruptedSaves, AKillAtAnyMomentLeavesTheOldPackageOrTheNewOne) {
+    using Clock = std::chrono::steady_clock;
+    new_ = makeProject("large", std::size_t{8} << 20);
+    const auto start = Clock::now();
+    const Expected expected = saveWithoutFault(GetParam());
+    const std::chrono::duration<double> duration = Clock::now() - start;
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> moment(0, duration.count());
+    for (int i = 0; i < 10; ++i) {
+        const ProjectEditorState state = prepare(GetParam());
+        const pid_t child = startChild([&] {
+            const FileSystemFaults faults(plan(GetParam()));
+            writePackage(state, package_);
+        });
+        std::this_thread::sleep_for(std::chrono::duration<double>(moment(random)));
+        kill(child, SIGKILL);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        finishInterruptedSaves(home_);
+        const Contents found = contents(package_);
+        ASSERT_TRUE(found == expected.before || found == expected.after);
+        EXPECT_EQ(entryCount(), found ? 1U : 0U);
+    }
+}
+
+TEST_P(InterruptedSaves, TidyingUpDuringASaveDoesItNoHarm) {
+    const Expected expected = saveWithoutFault(GetParam());
+    const ProjectEditorState state = prepare(GetParam());
+    FaultPlan observing = plan(GetParam());
+    observing.before = [this] { finishInterruptedSaves(home_); };
+    {
+        const FileSystemFaults faults(observing);
+        writePackage(state, package_);
+    }
+    EXPECT_EQ(contents(package_), expected.after);
+    EXPECT_EQ(entryCount(), 1U);
+}
+
+TEST_F(SavedPackage, OnlyLeftoversOfSavesAreTouched) {
+    logger(LogCategory::app).set_level(spdlog::level::info);
+    const std::string uuid = UUID::random().string();
+    const std::string lowerCaseUUID = "0c5e3b0a-93f4-4f6f-8c5d-2a7f3b9e1d00";
+    const URL outside = directory_.file("outside");
+    fs::create_directories(outside.path());
+    writeFileAtomically(outside.appending("kept"), "kept");
+
+    prepare(Save::overPackage);
+    for (const std::string& name : std::vector<std::string>{
+             ".Demo.varnelle-" + lowerCaseUUID, ".Demo.varnelle-123", ".Demo.mov-" + uuid,
+             "Demo.varnelle-" + uuid, "..varnelle-" + uuid, std::string("folder")}) {
+        fs::create_directories(home_.appending(name).path());
+    }
+    writeFileAtomically(stagingURL(package_), "a file");
+    fs::create_directory_symlink(outside.path(), stagingURL(package_).path());
+    const std::size_t untouched = entryCount();
+
+    const URL inside = stagingURL(package_);
+    fs::create_directories(inside.path());
+    fs::create_directory_symlink(outside.path(), inside.appending("link").path());
+    const URL complete = stagingURL(home_.appending("Lost.varnelle"));
+    fs::copy(template_.path(), complete.path(), fs::copy_options::recursive);
+    const URL incomplete = stagingURL(home_.appending("Begun.varnelle"));
+    fs::create_directories(incomplete.appending("Assets").path());
+    const URL damaged = home_.appending("Damaged.varnelle");
+    const URL besideDamaged = stagingURL(damaged);
+    fs::create_directories(damaged.path());
+    fs::copy(template_.path(), besideDamaged.path(), fs::copy_options::recursive);
+
+    std::vector<std::string> lines;
+    {
+        const LogObserver observer(LogCategory::app, [&](const std::string& line) { lines.push_back(line); });
+        {
+            const DirectoryLock anotherSave = DirectoryLock::shared(home_);
+            finishInterruptedSaves(home_);
+            EXPECT_TRUE(lines.empty()) << "while a save goes on nothing is touched";
+            EXPECT_TRUE(incomplete.exists());
+        }
+        finishInterruptedSaves(home_);
+    }
+    EXPECT_EQ(lines.size(), 4U) << "a line for each of: inside, complete, incomplete, damaged";
+    EXPECT_EQ(entryCount(), untouched + 3)
+        << "came: Lost.varnelle; stay: damaged and the whole one beside it";
+    EXPECT_EQ(contents(home_.appending("Lost.varnelle")), contents(template_));
+    EXPECT_EQ(contents(package_), contents(template_));
+    EXPECT_EQ(readFile(outside.appending("kept")), "kept");
+    EXPECT_TRUE(besideDamaged.exists());
+    EXPECT_NO_THROW(finishInterruptedSaves(directory_.file("none")));
+}
+
+}  // namespace
+}  // namespace varnelle
