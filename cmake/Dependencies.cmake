@@ -1,13 +1,17 @@
 # The libraries under the project, all from the distribution. scripts/bootstrap installs them.
 
 find_package(Threads REQUIRED)
-find_package(PkgConfig REQUIRED)
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core)
-find_package(QCoro6 REQUIRED COMPONENTS Core)
 find_package(spdlog REQUIRED)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(simdjson REQUIRED)
+if(VARNELLE_FUZZERS)
+    return()
+endif()
+
+find_package(PkgConfig REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core)
+find_package(QCoro6 REQUIRED COMPONENTS Core)
 
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale libswresample)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)

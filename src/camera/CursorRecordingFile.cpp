@@ -18,7 +18,16 @@ namespace ondemand = simdjson::ondemand;
 /// damage.
 constexpr double kLongestRecordingSeconds = 24 * 3600;
 
+/// Screens are a few units across, so that arithmetic on any number that is let in stays far from what isn't
+/// finite.
+constexpr double kLargestNumber = 1e6;
+
 // simdjson's exceptions carry the reason; readCursorRecording turns them into errors that name the file.
+
+double inRange(double number) {
+    if (!(std::abs(number) <= kLargestNumber)) throw CursorRecordingError("a number is out of range");
+    return number;
+}
 
 std::optional<CGRect> readFrame(ondemand::value value) {
     std::array<double, 4> numbers{};
@@ -27,7 +36,7 @@ std::optional<CGRect> readFrame(ondemand::value value) {
         if (count % 2 != 0) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
         for (const double number : pair) {
             if (count == numbers.size()) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
-            numbers.at(count++) = number;
+            numbers.at(count++) = inRange(number);
         }
         if (count != 2 && count != 4) throw simdjson::simdjson_error(simdjson::INCORRECT_TYPE);
     }
@@ -54,9 +63,9 @@ bool readOptionalVisibility(ondemand::object& object) {
 CursorMovementSample readMovement(ondemand::object object) {
     CursorMovementSample sample;
     sample.isVisible = object["isVisible"].get_bool();
-    sample.normalizedX = object["normalizedX"].get_double();
-    sample.normalizedY = object["normalizedY"].get_double();
-    sample.timeSeconds = object["timeSeconds"].get_double();
+    sample.normalizedX = inRange(object["normalizedX"].get_double());
+    sample.normalizedY = inRange(object["normalizedY"].get_double());
+    sample.timeSeconds = inRange(object["timeSeconds"].get_double());
     return sample;
 }
 
@@ -64,9 +73,9 @@ CursorActivitySample readActivity(ondemand::object object) {
     CursorActivitySample sample;
     sample.isVisible = object["isVisible"].get_bool();
     sample.kind = readKind<CursorActivityKind>(object["kind"].get_string(), 4);
-    sample.normalizedX = object["normalizedX"].get_double();
-    sample.normalizedY = object["normalizedY"].get_double();
-    sample.timeSeconds = object["timeSeconds"].get_double();
+    sample.normalizedX = inRange(object["normalizedX"].get_double());
+    sample.normalizedY = inRange(object["normalizedY"].get_double());
+    sample.timeSeconds = inRange(object["timeSeconds"].get_double());
     return sample;
 }
 
@@ -74,9 +83,9 @@ CursorScrollSample readScroll(ondemand::object object) {
     CursorScrollSample sample;
     sample.isMomentum = object["isMomentum"].get_bool();
     sample.isVisible = readOptionalVisibility(object);
-    sample.normalizedDeltaX = object["normalizedDeltaX"].get_double();
-    sample.normalizedDeltaY = object["normalizedDeltaY"].get_double();
-    sample.timeSeconds = object["timeSeconds"].get_double();
+    sample.normalizedDeltaX = inRange(object["normalizedDeltaX"].get_double());
+    sample.normalizedDeltaY = inRange(object["normalizedDeltaY"].get_double());
+    sample.timeSeconds = inRange(object["timeSeconds"].get_double());
     return sample;
 }
 
@@ -84,7 +93,7 @@ CursorKeyboardActivitySample readKeyboard(ondemand::object object) {
     CursorKeyboardActivitySample sample;
     sample.isVisible = readOptionalVisibility(object);
     sample.kind = readKind<CursorKeyboardActivityKind>(object["kind"].get_string(), 3);
-    sample.timeSeconds = object["timeSeconds"].get_double();
+    sample.timeSeconds = inRange(object["timeSeconds"].get_double());
     return sample;
 }
 
@@ -96,7 +105,7 @@ CursorWindowContextSample readWindowContext(ondemand::object object) {
         ondemand::value value = field.value();
         if (value.is_null()) continue;
         if (key == "timeSeconds") {
-            sample.timeSeconds = value.get_double();
+            sample.timeSeconds = inRange(value.get_double());
             hasTime = true;
         } else if (key == "activeWindowFrame") {
             sample.activeWindowFrame = readFrame(value);
@@ -129,10 +138,10 @@ CursorRecording readDocument(ondemand::document& document) {
         ondemand::value value = field.value();
         if (key == "captureRegion") {
             ondemand::object region = value.get_object();
-            recording.captureRegion.height = region["height"].get_double();
-            recording.captureRegion.originX = region["originX"].get_double();
-            recording.captureRegion.originY = region["originY"].get_double();
-            recording.captureRegion.width = region["width"].get_double();
+            recording.captureRegion.height = inRange(region["height"].get_double());
+            recording.captureRegion.originX = inRange(region["originX"].get_double());
+            recording.captureRegion.originY = inRange(region["originY"].get_double());
+            recording.captureRegion.width = inRange(region["width"].get_double());
             hasRegion = true;
         } else if (key == "movementSamples") {
             readList(value, recording.movementSamples, readMovement);
@@ -271,13 +280,12 @@ void writeList(JSONStream& json, std::string_view key, const std::vector<Sample>
 
 }  // namespace
 
-CursorRecording readCursorRecording(const URL& url) {
-    const auto fail = [&url](const std::string& reason) {
-        throw CursorRecordingError("The telemetry file “" + url.string() + "” can't be read: " + reason +
-                                   ".");
+CursorRecording parseCursorRecording(std::string json, const std::string& name) {
+    const auto fail = [&name](std::string reason) {
+        if (!reason.ends_with('.')) reason += '.';
+        throw CursorRecordingError("The telemetry file “" + name + "” can't be read: " + reason);
     };
     try {
-        std::string json = readFile(url);
         json.reserve(json.size() + simdjson::SIMDJSON_PADDING);
         ondemand::parser parser;
         ondemand::document document = parser.iterate(json);
@@ -288,6 +296,10 @@ CursorRecording readCursorRecording(const URL& url) {
         fail(error.what());
     }
     return {};
+}
+
+CursorRecording readCursorRecording(const URL& url) {
+    return parseCursorRecording(readFile(url), url.string());
 }
 
 void writeCursorRecording(const CursorRecording& recording, const URL& url) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "camera/CursorRecording.h"
 #include "foundation/Error.h"
 #include "foundation/URL.h"
@@ -15,6 +17,8 @@ public:
 /// Reads telemetry (JSON) and puts its lists in order. Nothing is taken from a file that is wrong in any
 /// place. Throws `FileError` if it can't be read, `CursorRecordingError` if it doesn't decode.
 CursorRecording readCursorRecording(const URL& url);
+/// The same from bytes that are in memory; `name` is what an error calls them.
+CursorRecording parseCursorRecording(std::string json, const std::string& name);
 
 /// Writes telemetry atomically: JSON with sorted keys, numbers in their shortest form that reads back
 /// exactly. Throws `FileError`.

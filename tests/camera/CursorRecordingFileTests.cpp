@@ -71,7 +71,9 @@ TEST_F(CursorRecordingFile, WhatIsNoTelemetryIsAnErrorThatNamesTheFile) {
           "{" + lists.substr(1) + "}", movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":0})"),
           movement(R"({"timeSeconds":"1","normalizedX":0,"normalizedY":0,"isVisible":true})"),
           movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":1e999,"isVisible":true})"),
+          movement(R"({"timeSeconds":1,"normalizedX":0,"normalizedY":1e300,"isVisible":true})"),
           movement(R"({"timeSeconds":1,"normalizedX":0,"normali)"),
+          "{" + kRegion + lists + ",\"later\":" + std::string(1'000'000, '['),
           "{" + kRegion +
               R"(,"movementSamples":[],"activitySamples":[{"timeSeconds":1,"kind":"middleMouseDown",)" +
               R"("normalizedX":0,"normalizedY":0,"isVisible":true}]})",
