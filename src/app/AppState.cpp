@@ -6,6 +6,7 @@
 
 #include "app/ProjectOpenCoordinator.h"
 #include "export/ExportDirectoryResolver.h"
+#include "model/InterruptedSaves.h"
 #include "model/ProjectFingerprint.h"
 #include "model/ProjectLifecycle.h"
 #include "model/ProjectPackage.h"
@@ -20,6 +21,9 @@ AppState::AppState(AppWindows& windows, const SystemPermissions& permissions, Us
       defaults_(defaults),
       directories_(std::move(directories)),
       _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)) {
+    // Before any package is read: the queue is serial.
+    fileQueue_.async(
+        [projects = directories_.home.appending(kProjectFolderName)] { finishInterruptedSaves(projects); });
     openCoordinator.attach(*this);
     QMetaObject::invokeMethod(this, &AppState::launch, Qt::QueuedConnection);
 }

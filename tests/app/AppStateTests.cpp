@@ -154,6 +154,18 @@ TEST_F(AppStateTest, OpensAFileThatCameBeforeTheProgramWasThere) {
     EXPECT_TRUE(windows.errors.empty());
 }
 
+TEST_F(AppStateTest, FinishesASaveThatWasKilled) {
+    launches();
+    hasSaved("Talk");
+    app.reset();
+    const std::string staging = "." + package("Talk").lastPathComponent() + "-" + UUID::random().string();
+    std::filesystem::rename(package("Talk").path(), package("Talk").parent().appending(staging).path());
+
+    launches();
+    await(app->openFiles({package("Talk")}));
+    EXPECT_TRUE(seesTheEditorOf("Talk"));
+}
+
 TEST_F(AppStateTest, OtherFilesAreDroppedWithoutAWord) {
     launches();
     opens({home().appending("notes.txt"), home()});
