@@ -250,7 +250,7 @@ void writeBackground(const ExportScene& scene) {
                     static_cast<std::size_t>(screen.plane(p).bytesPerRow * rows));
     }
     const Bitmap canvas(screen.width(), screen.height());
-    FramePainter().paint(makeFramePlan(input), screen, canvas.view());
+    FramePainter().paint(makeFramePlan(input), screen, {}, canvas.view());
     writePNG(canvas.view(), scene.background);
 }
 

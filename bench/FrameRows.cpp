@@ -116,7 +116,7 @@ Row frameRow(const std::string& name, CGSize canvas, double zoomProgress, double
     FramePainter painter;
     ReferenceScaler reference(source, plan, output);
     const Medians medians = measureByTurns(
-        60, [&] { painter.paint(plan, source, view); }, [&] { reference.run(); });
+        60, [&] { painter.paint(plan, source, {}, view); }, [&] { reference.run(); });
     return {name, medians.ours, medians.theirs, "ms", target};
 }
 

@@ -39,7 +39,7 @@ std::optional<SmoothingCameraSnapshot> cameraFor(const OverlayVideoCompositionIn
 }  // namespace
 
 FramePlan planFrame(const OverlayVideoCompositionInstruction& instruction, const CMTime& compositionTime,
-                    CGSize sourceSize, CGSize canvas) {
+                    CGSize sourceSize, CGSize canvas, bool hasCameraFrame) {
     const auto& contents = instruction.contents();
     const OverlayConfiguration configuration = contents.overlayController->configuration();
     const CMTime sourceTime = contents.sourceTimeMapper.sourceTime(compositionTime);
@@ -49,6 +49,7 @@ FramePlan planFrame(const OverlayVideoCompositionInstruction& instruction, const
     input.configuration = &configuration;
     input.zoomPanState = contents.zoomPanClipsController->state(compositionTime, kZoomTransitionSeconds);
     input.snapshot = cameraFor(contents, input.zoomPanState, sourceTime);
+    input.hasCameraFrame = hasCameraFrame;
     input.cursorState.visibility = CursorVisibility::noData;
     if (contents.cursorRecording) {
         input.cursorState = contents.cursorRecording->cursorState(sourceTime);
@@ -112,11 +113,18 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
                                         : std::optional<VideoFrame>();
         if (!instruction || !context || !source) throw VideoCompositorError::renderContextUnavailable();
 
-        const VideoFrame screen = orientedFrame(*source, instruction->contents().screenTransform);
-        const CGSize sourceSize{static_cast<double>(screen.width()), static_cast<double>(screen.height())};
-        const FramePlan plan =
-            planFrame(*instruction, request.compositionTime(), sourceSize, context->size());
-        const auto frame = frameFor(plan, screen, *context, generation);
+        const auto& contents = instruction->contents();
+        Ingredients ingredients;
+        ingredients.screen = orientedFrame(*source, contents.screenTransform);
+        const CGSize sourceSize{static_cast<double>(ingredients.screen.width()),
+                                static_cast<double>(ingredients.screen.height())};
+        // A camera picture that is missing leaves out the bubble of this frame alone.
+        const auto camera =
+            contents.cameraTrackID ? request.sourceFrame(*contents.cameraTrackID) : std::nullopt;
+        ingredients.plan = planFrame(*instruction, request.compositionTime(), sourceSize, context->size(),
+                                     camera.has_value());
+        if (ingredients.plan.bubble) ingredients.camera = orientedFrame(*camera, contents.cameraTransform);
+        const auto frame = frameFor(ingredients, *context, generation);
         if (!frame) return request.finishCancelledRequest();
         request.finish(*frame);
     } catch (const Error&) {
@@ -127,12 +135,16 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
     }
 }
 
-std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan, const VideoFrame& source,
+bool CustomVideoCompositor::Ingredients::isSame(const Ingredients& other) const {
+    return screen.sharesStorage(other.screen) && camera.sharesStorage(other.camera) && plan == other.plan;
+}
+
+std::optional<VideoFrame> CustomVideoCompositor::frameFor(const Ingredients& ingredients,
                                                           VideoRenderContext& context,
                                                           std::uint64_t generation) {
     std::promise<VideoFrame> promise;
     bool isMine = false;
-    const auto output = recentFrame(plan, source, promise, isMine);
+    const auto output = recentFrame(ingredients, promise, isMine);
     if (!isMine) {
         const VideoFrame& frame = output.get();
         if (!frame.isEmpty()) return frame;
@@ -140,7 +152,7 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     }
     if (isCancelled(generation)) {
         if (isMine) {
-            forget(plan, source);
+            forget(ingredients);
             promise.set_value({});
         }
         return std::nullopt;
@@ -148,13 +160,13 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     VideoFrame frame;
     try {
         frame = context.newPixelBuffer();
-        painter_.paint(plan, source,
+        painter_.paint(ingredients.plan, ingredients.screen, ingredients.camera,
                        {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
         frame = frame.tagged({ColorDescription::Primaries::bt709, ColorDescription::Transfer::bt709,
                               ColorDescription::Matrix::rgb, ColorDescription::Range::full});
     } catch (...) {
         if (isMine) {
-            forget(plan, source);
+            forget(ingredients);
             promise.set_value({});
         }
         throw;
@@ -164,25 +176,23 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const FramePlan& plan,
     return frame;
 }
 
-std::shared_future<VideoFrame> CustomVideoCompositor::recentFrame(const FramePlan& plan,
-                                                                  const VideoFrame& source,
+std::shared_future<VideoFrame> CustomVideoCompositor::recentFrame(const Ingredients& ingredients,
                                                                   std::promise<VideoFrame>& promise,
                                                                   bool& isMine) {
     const std::lock_guard lock(recentLock_);
     for (const RecentFrame& recent : recentFrames_) {
-        if (recent.source.sharesStorage(source) && recent.plan == plan) return recent.output;
+        if (recent.ingredients.isSame(ingredients)) return recent.output;
     }
     isMine = true;
-    recentFrames_.push_back({plan, source, promise.get_future().share()});
+    recentFrames_.push_back({ingredients, promise.get_future().share()});
     if (recentFrames_.size() > kRecentFrames) recentFrames_.pop_front();
     return recentFrames_.back().output;
 }
 
-void CustomVideoCompositor::forget(const FramePlan& plan, const VideoFrame& source) {
+void CustomVideoCompositor::forget(const Ingredients& ingredients) {
     const std::lock_guard lock(recentLock_);
-    std::erase_if(recentFrames_, [&](const RecentFrame& recent) {
-        return recent.source.sharesStorage(source) && recent.plan == plan;
-    });
+    std::erase_if(recentFrames_,
+                  [&](const RecentFrame& recent) { return recent.ingredients.isSame(ingredients); });
 }
 
 }  // namespace varnelle

@@ -27,22 +27,28 @@ public:
     void cancelAllPendingRequests() override;
 
 private:
-    /// A frame that was drawn lately or is being drawn. Holding the source keeps its memory from being
+    /// Everything that decides what a frame looks like. Holding the pictures keeps their memory from being
     /// reused, so that equal storage means equal pixels.
-    struct RecentFrame {
+    struct Ingredients {
         FramePlan plan;
-        VideoFrame source;
+        VideoFrame screen;
+        VideoFrame camera;  ///< empty without a bubble
+        [[nodiscard]] bool isSame(const Ingredients& other) const;
+    };
+    /// A frame that was drawn lately or is being drawn.
+    struct RecentFrame {
+        Ingredients ingredients;
         std::shared_future<VideoFrame> output;
     };
 
     void renderFrame(VideoCompositionRequest& request, std::uint64_t generation);
     [[nodiscard]] bool isCancelled(std::uint64_t generation) const;
     /// Absent if the request was cancelled meanwhile.
-    [[nodiscard]] std::optional<VideoFrame> frameFor(const FramePlan& plan, const VideoFrame& source,
+    [[nodiscard]] std::optional<VideoFrame> frameFor(const Ingredients& ingredients,
                                                      VideoRenderContext& context, std::uint64_t generation);
-    [[nodiscard]] std::shared_future<VideoFrame> recentFrame(const FramePlan& plan, const VideoFrame& source,
+    [[nodiscard]] std::shared_future<VideoFrame> recentFrame(const Ingredients& ingredients,
                                                              std::promise<VideoFrame>& promise, bool& isMine);
-    void forget(const FramePlan& plan, const VideoFrame& source);
+    void forget(const Ingredients& ingredients);
 
     FramePainter painter_;
     mutable std::mutex stateLock_;
@@ -55,8 +61,9 @@ private:
     ConcurrentQueue renderQueue_;           // last: its threads use everything above
 };
 
-/// Plans the frame of a composition at a moment of its timeline, from a source picture of the given size.
+/// Plans the frame of a composition at a moment of its timeline, from a screen picture of the given size and,
+/// unless `hasCameraFrame` is false, a camera picture.
 FramePlan planFrame(const OverlayVideoCompositionInstruction& instruction, const CMTime& compositionTime,
-                    CGSize sourceSize, CGSize canvas);
+                    CGSize sourceSize, CGSize canvas, bool hasCameraFrame);
 
 }  // namespace varnelle

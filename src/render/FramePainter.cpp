@@ -134,7 +134,8 @@ private:
 
 }  // namespace
 
-void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output) {
+void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
+                         const BitmapView& output) {
     const bool isKept = !plan.shadow || plan.isShadowStill;
     const Bitmap background = plan.shadow && plan.isShadowStill ? backdrop(plan) : backgroundLayer(plan);
     std::optional<ShadowField> movingShadow;
@@ -146,13 +147,19 @@ void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const 
     std::optional<Sprite> cursor;
     if (plan.cursor) cursor = cursorSprite(plan, *cursorRecipe(plan.cursor->shape));
     RowPainter painter(plan, screen, output, background, std::move(movingShadow), std::move(cursor));
-    for (int y = 0; y < output.height; ++y) painter.paintRow(y);
+    std::optional<BubblePainter> bubble;
+    if (plan.bubble && !camera.isEmpty()) bubble.emplace(plan, planarPicture(camera), bubbleShadowCache_);
+    for (int y = 0; y < output.height; ++y) {
+        painter.paintRow(y);
+        if (bubble) bubble->paintRow(y, output.row(y));
+    }
 }
 
 void FramePainter::removeCachedLayers() {
     backgroundLayerCache_.removeAllObjects();
     backdropCache_.removeAllObjects();
     cursorCache_.removeAllObjects();
+    bubbleShadowCache_.removeAllObjects();
 }
 
 Bitmap FramePainter::backgroundLayer(const FramePlan& plan) {

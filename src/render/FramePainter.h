@@ -8,6 +8,7 @@
 #include "imaging/Bitmap.h"
 #include "imaging/PictureSampler.h"
 #include "media/VideoFrame.h"
+#include "render/BubblePainter.h"
 #include "render/CursorArt.h"
 #include "render/FramePlan.h"
 
@@ -15,14 +16,16 @@ namespace varnelle {
 
 /// Draws frame plans. Rows are finished one after the other while they are in the processor's cache:
 /// background (darkened by the shadow) where it shows, the screen sampled from its YUV planes straight into
-/// place, the cursor over it, cut by the mask. Backgrounds with a still shadow, and the cursors' masters, are
-/// kept. Safe to share between threads.
+/// place, the cursor over it, cut by the mask, the camera bubble over all. Backgrounds with a still shadow,
+/// the bubble's still shadow and the cursors' masters are kept. Safe to share between threads.
 class FramePainter {
 public:
-    /// Draws onto `output`, whose size is the plan's canvas. `screen` is the oriented source picture.
-    void paint(const FramePlan& plan, const VideoFrame& screen, const BitmapView& output);
+    /// Draws onto `output`, whose size is the plan's canvas. `screen` and `camera` are the oriented source
+    /// pictures; the camera's is read only if the plan has a bubble, and may else be empty.
+    void paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
+               const BitmapView& output);
 
-    /// Forgets the kept backgrounds and cursors.
+    /// Forgets what is kept.
     void removeCachedLayers();
 
 private:
@@ -35,6 +38,7 @@ private:
     CountedCache<std::string, Bitmap> backgroundLayerCache_{10};
     CountedCache<std::string, Bitmap> backdropCache_{4};
     CountedCache<int, std::shared_ptr<const CursorImageRecipe>> cursorCache_{10};
+    BubbleShadowCache bubbleShadowCache_{10};
 };
 
 /// How a decoded frame is read by the sampler.

@@ -71,6 +71,43 @@ std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePl
     return cursor;
 }
 
+std::optional<FramePlan::Shadow> visibleShadow(double opacity, double radius) {
+    if (!(opacity > kLeastShadow && radius > kLeastShadow)) return std::nullopt;
+    return FramePlan::Shadow{opacity, radius};
+}
+
+double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration) {
+    constexpr double leastRadius = 8;
+    switch (configuration.maskType) {
+        case OverlayMaskType::circle:
+            return rect.width() * 0.5;
+        case OverlayMaskType::roundedRectangle:
+            return configuration.cornerRadius > 0
+                       ? std::min(configuration.cornerRadius, rect.width() * 0.5)
+                       : std::max(rect.width() * configuration.cornerRadiusRatio, leastRadius);
+        case OverlayMaskType::square:
+            return 0;
+    }
+    return 0;
+}
+
+/// The bubble stays where it is while the screen zooms under it.
+std::optional<FramePlan::Bubble> planBubble(const FramePlanInput& input) {
+    const OverlayConfiguration& configuration = *input.configuration;
+    if (!configuration.showsCamera || !input.hasCameraFrame) return std::nullopt;
+    FramePlan::Bubble bubble;
+    bubble.rect = cameraRect(input.canvas, configuration);
+    bubble.cornerRadius = bubbleCornerRadius(bubble.rect, configuration);
+    bubble.isMirrored = configuration.isMirrored;
+    bubble.shadow = visibleShadow(configuration.overlayShadowOpacity, configuration.overlayShadowRadius);
+    bubble.isShadowStill = !configuration.isInteractivelyEditing;
+    return bubble;
+}
+
+CGRect scaled(const CGRect& rect, double factor) {
+    return {{rect.minX() * factor, rect.minY() * factor}, {rect.width() * factor, rect.height() * factor}};
+}
+
 }  // namespace
 
 FramePlan makeFramePlan(const FramePlanInput& input) {
@@ -85,27 +122,44 @@ FramePlan makeFramePlan(const FramePlanInput& input) {
     plan.cornerRadius = std::min(std::max(configuration.canvasCornerRadius, 0.0), 0.5 * shorterSide);
     double shadowRadius = configuration.canvasShadowRadius;
     applyZoom(plan, shadowRadius, input);
-    if (plan.hasMask && configuration.canvasShadowOpacity > kLeastShadow && shadowRadius > kLeastShadow) {
-        plan.shadow = FramePlan::Shadow{configuration.canvasShadowOpacity, shadowRadius};
-        plan.isShadowStill = !plan.isZoomed && !configuration.isInteractivelyEditing;
-    }
+    if (plan.hasMask) plan.shadow = visibleShadow(configuration.canvasShadowOpacity, shadowRadius);
+    plan.isShadowStill = plan.shadow && !plan.isZoomed && !configuration.isInteractivelyEditing;
     plan.cursor = planCursor(plan, input);
+    plan.bubble = planBubble(input);
     return plan;
 }
 
 FramePlan scaled(const FramePlan& plan, double factor) {
     FramePlan result = plan;
     result.canvas = {plan.canvas.width * factor, plan.canvas.height * factor};
-    const CGRect& rect = plan.screenRect;
-    result.screenRect = {{rect.minX() * factor, rect.minY() * factor},
-                         {rect.width() * factor, rect.height() * factor}};
+    result.screenRect = scaled(plan.screenRect, factor);
     result.cornerRadius = plan.cornerRadius * factor;
     if (result.shadow) result.shadow->radius *= factor;
     if (result.cursor) {
         result.cursor->hotSpot = {result.cursor->hotSpot.x * factor, result.cursor->hotSpot.y * factor};
         result.cursor->pixelsPerPoint *= factor;
     }
+    if (result.bubble) {
+        result.bubble->rect = scaled(plan.bubble->rect, factor);
+        result.bubble->cornerRadius *= factor;
+        if (result.bubble->shadow) result.bubble->shadow->radius *= factor;
+    }
     return result;
+}
+
+CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration) {
+    const double side = std::max(canvas.width * configuration.relativeSize * configuration.scale, 1.0);
+    if (configuration.position) {
+        return {{canvas.width * configuration.position->x - side / 2,
+                 canvas.height * configuration.position->y - side / 2},
+                {side, side}};
+    }
+    const OverlayAnchor anchor = configuration.anchor;
+    const bool isRight = anchor == OverlayAnchor::bottomRight || anchor == OverlayAnchor::topRight;
+    const bool isTop = anchor == OverlayAnchor::topLeft || anchor == OverlayAnchor::topRight;
+    return {{isRight ? canvas.width - side - configuration.padding : configuration.padding,
+             isTop ? canvas.height - side - configuration.padding : configuration.padding},
+            {side, side}};
 }
 
 CGRect fittedScreenRect(CGSize canvas, CGSize sourceSize, const OverlayConfiguration& configuration) {

@@ -29,6 +29,15 @@ struct FramePlan {
         double pixelsPerPoint = 0;  ///< canvas pixels for a point of the nominal cursor
         bool operator==(const Cursor&) const = default;
     };
+    /// The camera's picture, floating over everything.
+    struct Bubble {
+        CGRect rect;              ///< cuts the picture, which fills it; may hang over the canvas's edge
+        double cornerRadius = 0;  ///< canvas pixels
+        bool isMirrored = false;
+        std::optional<Shadow> shadow;
+        bool isShadowStill = false;
+        bool operator==(const Bubble&) const = default;
+    };
 
     CGSize canvas;
     CanvasBackgroundStyle backgroundStyle = CanvasBackgroundStyle::none;
@@ -38,6 +47,7 @@ struct FramePlan {
     double cornerRadius = 0;  ///< canvas pixels
     std::optional<Shadow> shadow;
     std::optional<Cursor> cursor;
+    std::optional<Bubble> bubble;
     bool isZoomed = false;
     /// The shadow stays the same for a while, so it is worth keeping.
     bool isShadowStill = false;
@@ -56,12 +66,17 @@ struct FramePlanInput {
     std::optional<SmoothingCameraSnapshot> snapshot;
     CursorFrameState cursorState;
     CursorCaptureRegion captureRegion;
+    bool hasCameraFrame = false;
 };
 
 FramePlan makeFramePlan(const FramePlanInput& input);
 
 /// The same picture on a canvas `factor` times as large, to draw no more pixels than are shown.
 FramePlan scaled(const FramePlan& plan, double factor);
+
+/// Where the camera bubble lies: a square sized by the canvas's width, put by its dragged centre, else into
+/// the anchor's corner.
+CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration);
 
 /// Where the screen lands while nothing is zoomed: fitted into the canvas, inset by the padding unless the
 /// background is `none`.

@@ -28,20 +28,26 @@ struct Answer {
 
 using Answers = test::Inbox<Answer>;
 
-/// A request for a moment, with a source picture that may be missing.
+/// A request for a moment, with a source picture for the screen, track 1, and one for the camera, track 2,
+/// that may both be missing.
 class Request final : public VideoCompositionRequest {
 public:
     Request(CMTime time, std::shared_ptr<const VideoCompositionInstruction> instruction, VideoFrame source,
-            Answers& answers)
-        : time_(time), instruction_(std::move(instruction)), source_(std::move(source)), answers_(answers) {}
+            Answers& answers, VideoFrame camera = {})
+        : time_(time),
+          instruction_(std::move(instruction)),
+          source_(std::move(source)),
+          camera_(std::move(camera)),
+          answers_(answers) {}
 
     [[nodiscard]] CMTime compositionTime() const override { return time_; }
     [[nodiscard]] std::shared_ptr<const VideoCompositionInstruction> instruction() const override {
         return instruction_;
     }
     [[nodiscard]] std::shared_ptr<VideoRenderContext> renderContext() const override { return nullptr; }
-    [[nodiscard]] std::optional<VideoFrame> sourceFrame(TrackID) const override {
-        return source_.isEmpty() ? std::nullopt : std::optional(source_);
+    [[nodiscard]] std::optional<VideoFrame> sourceFrame(TrackID track) const override {
+        const VideoFrame& picture = track == 1 ? source_ : camera_;
+        return picture.isEmpty() ? std::nullopt : std::optional(picture);
     }
     void finish(const VideoFrame& frame) override {
         answers_.put({time_, Outcome::finished, frame, nullptr});
@@ -55,6 +61,7 @@ private:
     CMTime time_;
     std::shared_ptr<const VideoCompositionInstruction> instruction_;
     VideoFrame source_;
+    VideoFrame camera_;
     Answers& answers_;
 };
 
@@ -78,6 +85,7 @@ protected:
         }));
         OverlayVideoCompositionInstruction::Contents contents;
         contents.screenTrackID = 1;
+        contents.cameraTrackID = 2;
         contents.overlayController = overlay = std::make_shared<OverlayConfigurationController>(look);
         contents.zoomPanClipsController = zoom =
             std::make_shared<ZoomPanClipsController>(std::vector{test::rangeOfSeconds(1, 4)});
@@ -88,9 +96,9 @@ protected:
         compositor.renderContextChanged(std::make_shared<VideoRenderContext>(CGSize{160, 90}));
     }
 
-    void request(double seconds, const VideoFrame& picture) {
+    void request(double seconds, const VideoFrame& picture, const VideoFrame& camera = {}) {
         compositor.startRequest(
-            std::make_shared<Request>(timeFromSeconds(seconds), instruction, picture, answers));
+            std::make_shared<Request>(timeFromSeconds(seconds), instruction, picture, answers, camera));
     }
 
     Answers answers;
@@ -149,6 +157,29 @@ TEST_F(CustomVideoCompositorTest, LiveEditsShowInTheNextFrame) {
     EXPECT_NE(nearTheTop(answers.items()[1].frame), 130) << "wide, there is background";
 }
 
+TEST_F(CustomVideoCompositorTest, AMissingCameraPictureLeavesOutTheBubbleAlone) {
+    auto look = overlay->configuration();
+    look.anchor = OverlayAnchor::bottomLeft;
+    look.maskType = OverlayMaskType::square;
+    look.padding = 0;
+    overlay->setConfiguration(look);
+    const VideoFrame camera = greySource();
+    request(6, source, camera);
+    ASSERT_TRUE(answers.waitForCount(1, kDeadline));
+    request(6, source);
+    ASSERT_TRUE(answers.waitForCount(2, kDeadline));
+    request(6, source, greySource());
+    ASSERT_TRUE(answers.waitForCount(3, kDeadline));
+    const auto all = answers.items();
+    const auto bottomLeft = [](const VideoFrame& frame) {
+        return frame.plane(0).data[89 * frame.plane(0).bytesPerRow];
+    };
+    EXPECT_EQ(bottomLeft(all[0].frame), 130);
+    EXPECT_EQ(all[1].outcome, Outcome::finished);
+    EXPECT_NE(bottomLeft(all[1].frame), 130);
+    EXPECT_FALSE(all[2].frame.sharesStorage(all[0].frame)) << "another camera picture";
+}
+
 TEST_F(CustomVideoCompositorTest, CancellingEndsWhatIsPendingAndNothingLater) {
     constexpr std::size_t count = 60;
     for (std::size_t i = 0; i < count; ++i) request(1 + static_cast<double>(i) / 60, source);
@@ -181,7 +212,7 @@ TEST_F(CustomVideoCompositorTest, StaysWholeWhileEverythingChangesUnderIt) {
                 std::this_thread::yield();
             }
         });
-        for (std::size_t i = 0; i < count; ++i) request(static_cast<double>(i) / 20, source);
+        for (std::size_t i = 0; i < count; ++i) request(static_cast<double>(i) / 20, source, source);
         ASSERT_TRUE(answers.waitForCount(count, 60s));
     }
     for (const Answer& answer : answers.items()) {

@@ -35,9 +35,10 @@ FramePlan planFor(CGSize canvas, const CGRect& screenRect) {
     return plan;
 }
 
-Bitmap painted(FramePainter& painter, const FramePlan& plan, const VideoFrame& screen) {
+Bitmap painted(FramePainter& painter, const FramePlan& plan, const VideoFrame& screen,
+               const VideoFrame& camera = {}) {
     Bitmap output(static_cast<int>(plan.canvas.width), static_cast<int>(plan.canvas.height));
-    painter.paint(plan, screen, output.view());
+    painter.paint(plan, screen, camera, output.view());
     return output;
 }
 
@@ -99,6 +100,85 @@ TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
     for (int x = 0; x < 320; x += 7) {
         EXPECT_NEAR(still.view().pixel(x, 160)[2],
                     background.view().pixel(x, 160)[2] * share[static_cast<std::size_t>(x)], 0.6);
+    }
+}
+
+/// A camera picture, twice as wide as high, with green 200 on its left half and 60 on its right.
+VideoFrame cameraPicture() {
+    VideoFrame frame = plainFrame(128, 64, 0, 200, 0);
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 64; x < 128; ++x) frame.plane(0).data[y * frame.plane(0).bytesPerRow + 4 * x + 1] = 60;
+    }
+    return frame;
+}
+
+TEST(FramePainter, BubbleShowsTheMiddleOfTheCameraAboveAll) {
+    FramePainter painter;
+    FramePlan plan = planFor({200, 120}, {{20, 20}, {160, 80}});
+    const VideoFrame screen = plainFrame(64, 48, 0, 100, 0);
+    plan.bubble = FramePlan::Bubble{{{10.25, 70.5}, {40, 40}}, 0, false, std::nullopt, true};
+    for (const bool isMirrored : {false, true}) {
+        plan.bubble->isMirrored = isMirrored;
+        const Bitmap picture = painted(painter, plan, screen, cameraPicture());
+        const int left = isMirrored ? 60 : 200;
+        const int right = isMirrored ? 200 : 60;
+        EXPECT_EQ(green(picture, 12, 90), left);
+        EXPECT_EQ(green(picture, 28, 90), left);
+        EXPECT_EQ(green(picture, 33, 90), right);
+        EXPECT_EQ(green(picture, 48, 90), right) << "over the screen as over the background";
+        EXPECT_NEAR(green(picture, 10, 90), 0.75 * left + 0.25 * 26, 1) << "edges lie between pixels";
+        EXPECT_NEAR(green(picture, 50, 75), 0.25 * right + 0.75 * 100, 1);
+        EXPECT_NEAR(green(picture, 20, 70), (left + 100) / 2.0, 1);
+        EXPECT_EQ(green(picture, 20, 111), 26);
+    }
+    EXPECT_EQ(green(painted(painter, plan, screen), 28, 90), 100) << "a frame without a camera picture";
+    for (const CGRect& rect : {CGRect{{-30, -30}, {60, 60}}, CGRect{{190, 100}, {60, 60}},
+                               CGRect{{500, 500}, {60, 60}}, CGRect{{-1e6, -1e6}, {3e6, 3e6}}}) {
+        plan.bubble->rect = rect;
+        plan.bubble->cornerRadius = rect.width() / 2;
+        plan.bubble->shadow = FramePlan::Shadow{0.5, rect.width() / 4};
+        static_cast<void>(painted(painter, plan, screen, cameraPicture()));
+    }
+}
+
+TEST(FramePainter, ARoundBubbleCoversTheAreaOfACircle) {
+    FramePainter painter;
+    FramePlan plan = planFor({120, 120}, {{200, 0}, {10, 10}});  // background alone: green 26
+    plan.bubble = FramePlan::Bubble{{{20.3, 30.6}, {64, 64}}, 32, true, std::nullopt, true};
+    const Bitmap picture = painted(painter, plan, plainFrame(4, 4, 0, 0, 0), plainFrame(8, 8, 0, 226, 0));
+    double area = 0;
+    for (int y = 0; y < 120; ++y) {
+        for (int x = 0; x < 120; ++x) {
+            const double coverage = (green(picture, x, y) - 26) / 200.0;
+            const double distance = std::hypot(x + 0.5 - 52.3, y + 0.5 - 62.6);
+            EXPECT_TRUE(distance >= 31.2 || coverage == 1) << x << ", " << y;
+            EXPECT_TRUE(distance <= 32.8 || coverage == 0) << x << ", " << y;
+            area += coverage;
+        }
+    }
+    EXPECT_NEAR(area, M_PI * 32 * 32, 2);
+}
+
+TEST(FramePainter, BubblesShadowFallsOnEverything) {
+    FramePainter painter;
+    const CGRect rect{{60, 80}, {70, 70}};
+    FramePlan plan = planFor({240, 240}, {{20, 20}, {200, 200}});
+    const VideoFrame screen = plainFrame(64, 64, 0, 200, 0);
+    const Bitmap without = painted(painter, plan, screen);
+    ShadowField shadow({{60, 240 - 150}, rect.size}, 35, 0.5, 14, 240, 240);
+    std::vector<float> share(240);
+    for (const bool isStill : {true, true, false}) {  // built, kept, and built for this frame alone
+        plan.bubble = FramePlan::Bubble{rect, 35, false, FramePlan::Shadow{0.5, 14}, isStill};
+        const Bitmap picture = painted(painter, plan, screen, plainFrame(8, 8, 0, 255, 0));
+        for (int y = 0; y < 240; ++y) {
+            shadow.row(239 - y, 0, 240, share.data());
+            for (int x = 0; x < 240; ++x) {
+                if (std::hypot(x + 0.5 - 95, y + 0.5 - 115) < 36) continue;
+                ASSERT_NEAR(green(picture, x, y), green(without, x, y) * share[static_cast<std::size_t>(x)],
+                            0.7)
+                    << x << ", " << y;
+            }
+        }
     }
 }
 

@@ -49,6 +49,53 @@ TEST(FramePlan, FitsTheScreenIntoThePaddedCanvas) {
     }
 }
 
+TEST(FramePlan, PutsTheBubbleByItsAnchorOrWhereItWasDragged) {
+    OverlayConfiguration look;
+    look.relativeSize = 0.15;
+    look.scale = 0.5;
+    look.padding = 24;
+    using A = OverlayAnchor;
+    for (const auto& [anchor, origin] :
+         {std::pair{A::bottomRight, CGPoint{1752, 24}}, std::pair{A::bottomLeft, CGPoint{24, 24}},
+          std::pair{A::topRight, CGPoint{1752, 912}}, std::pair{A::topLeft, CGPoint{24, 912}}}) {
+        look.anchor = anchor;
+        EXPECT_EQ(cameraRect(kCanvas, look), (CGRect{origin, {144, 144}}));
+    }
+    look.position = CGPoint{0.5, 1};
+    EXPECT_EQ(cameraRect(kCanvas, look), (CGRect{{888, 1008}, {144, 144}})) << "may hang over the edge";
+    look.scale = 0;
+    EXPECT_EQ(cameraRect(kCanvas, look).size, (CGSize{1, 1}));
+}
+
+TEST(FramePlan, ShapesTheBubble) {
+    OverlayConfiguration look;
+    look.relativeSize = 0.1;  // 192 pixels
+    FramePlanInput input = inputFor(look);
+    EXPECT_FALSE(makeFramePlan(input).bubble) << "no camera, no bubble";
+    input.hasCameraFrame = true;
+    struct Case {
+        OverlayMaskType mask;
+        double radius, ratio, expected;
+    };
+    using M = OverlayMaskType;
+    for (const Case& c : {Case{M::circle, 10, 0.2, 96}, Case{M::roundedRectangle, 10, 0.2, 10},
+                          Case{M::roundedRectangle, 500, 0.2, 96}, Case{M::roundedRectangle, 0, 0.25, 48},
+                          Case{M::roundedRectangle, 0, 0.01, 8}, Case{M::square, 10, 0.2, 0}}) {
+        look.maskType = c.mask;
+        look.cornerRadius = c.radius;
+        look.cornerRadiusRatio = c.ratio;
+        EXPECT_EQ(makeFramePlan(input).bubble->cornerRadius, c.expected);
+    }
+    const CGRect still = makeFramePlan(input).bubble->rect;
+    setHolding(input, {0.1, 0.1}, 3);
+    EXPECT_EQ(makeFramePlan(input).bubble->rect, still) << "the screen zooms under it";
+    EXPECT_EQ(makeFramePlan(input).bubble->shadow, (FramePlan::Shadow{0.28, 26}));
+    look.overlayShadowOpacity = 0.001;
+    EXPECT_FALSE(makeFramePlan(input).bubble->shadow);
+    look.showsCamera = false;
+    EXPECT_FALSE(makeFramePlan(input).bubble);
+}
+
 TEST(FramePlan, WithoutBackgroundThereIsNeitherMaskNorShadow) {
     OverlayConfiguration look;
     look.canvasBackgroundStyle = CanvasBackgroundStyle::none;
