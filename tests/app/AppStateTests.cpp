@@ -319,8 +319,13 @@ TEST_F(AppStateTest, OfTwoPackagesAtOnceTheLastStaysOpen) {
 
 TEST_F(AppStateTest, LateResultsFindTheProgramGone) {
     launches();
-    hasSaved("Talk");
+    records("Talk");
+    for (int i = 0; i < 500; ++i) renames("Talk " + std::to_string(i));  // takes a while to read
+    renames("Talk");
+    closesTheWindow();
+    answers(save);
     const QCoro::Task<> opening = app->openProject(package("Talk"));
+    ASSERT_FALSE(opening.isReady());
     app.reset();
     EXPECT_TRUE(eventually([&] { return opening.isReady(); }));
     EXPECT_FALSE(windows.isMainWindowShown);
