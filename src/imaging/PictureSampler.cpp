@@ -11,7 +11,8 @@ using detail::ColorMatrix;
 using detail::ColumnGroups;
 
 constexpr int kGroupSize = 8;
-constexpr int kWindowBytes = 16;
+constexpr int kLookupBytes = 16;
+constexpr int kTapCount = 3;
 /// Output rows are padded to this many samples, so that kernels need no tails.
 constexpr int kRowPadding = 32;
 
@@ -37,42 +38,74 @@ ColorMatrix colorMatrix(const PlanarPicture& picture) {
     return matrix;
 }
 
-/// How many samples to average so that what is left to the interpolation shrinks by at most two.
-int reductionFactor(double samplesPerPixel) {
-    return std::max(1, static_cast<int>(std::ceil(samplesPerPixel / 2 - 1e-9)));
-}
+/// Beyond this, a pixel needs more samples than the fast path has taps for.
+constexpr double kMostSamplesPerPixel = 2;
 
 int dividedUp(int a, int b) {
     return (a + b - 1) / b;
+}
+
+/// The stretch of samples that a pixel is the mean of. Sample 0 reaches from 0 to 1.
+struct Stretch {
+    double start;
+    double length;
+
+    /// Around `position`, which is brought near the samples: beyond them all is the same.
+    Stretch(double position, double samplesPerPixel, int sampleCount)
+        : start(0), length(std::max(samplesPerPixel, 1.0)) {
+        start = std::clamp(position, -length - 1, sampleCount + length + 1) - length / 2;
+    }
+    [[nodiscard]] int firstSample() const { return static_cast<int>(std::floor(start)); }
+    [[nodiscard]] double end() const { return start + length; }
+    [[nodiscard]] double share(int sample) const {
+        return std::max(std::min(end(), sample + 1.0) - std::max<double>(start, sample), 0.0) / length;
+    }
+};
+
+/// Three consecutive samples and their shares in the mean over a stretch.
+struct Taps {
+    int first = 0;
+    std::array<double, kTapCount> weights{};
+};
+
+/// The first and the last sample are repeated for ever.
+Taps tapsOf(const Stretch& stretch, int sampleCount) {
+    const int index = stretch.firstSample();
+    Taps taps;
+    taps.first = std::clamp(index, 0, std::max(sampleCount - kTapCount, 0));
+    for (int sample = index; sample < index + kTapCount; ++sample) {
+        const int clamped = std::clamp(sample, 0, sampleCount - 1);
+        taps.weights.at(static_cast<std::size_t>(clamped - taps.first)) += stretch.share(sample);
+    }
+    return taps;
 }
 
 ColumnGroups columnGroups(double samplesPerPixel, double left, int firstColumn, int columnCount,
                           int sampleCount) {
     ColumnGroups groups;
     const int groupCount = dividedUp(columnCount, kGroupSize);
-    const auto bytes = static_cast<std::size_t>(groupCount) * kWindowBytes;
-    groups.first.assign(bytes, 0x80);
-    groups.second.assign(bytes, 0x80);
+    groups.first.assign(static_cast<std::size_t>(groupCount) * kLookupBytes, 0x80);
     for (int g = 0; g < groupCount; ++g) {
-        std::array<int, kGroupSize> lower{};
+        std::array<Taps, kGroupSize> taps;
         for (int i = 0; i < kGroupSize; ++i) {
             const double x = firstColumn + g * kGroupSize + i + 0.5;
-            const double position =
-                std::clamp((x - left) * samplesPerPixel - 0.5, 0.0, static_cast<double>(sampleCount - 1));
-            lower.at(static_cast<std::size_t>(i)) = static_cast<int>(position);
-            groups.weights.push_back(fixed15(position - std::floor(position)));
+            Taps& tap = taps.at(static_cast<std::size_t>(i));
+            tap = tapsOf({(x - left) * samplesPerPixel, samplesPerPixel, sampleCount}, sampleCount);
+            groups.secondWeights.push_back(fixed15(tap.weights[1]));
+            groups.thirdWeights.push_back(fixed15(tap.weights[2]));
         }
-        const int base = std::max(0, std::min(lower.front(), sampleCount - kWindowBytes));
+        const int base = std::max(0, std::min(taps.front().first, sampleCount - detail::kColumnWindowBytes));
         groups.bases.push_back(base);
         for (int i = 0; i < kGroupSize; ++i) {
-            const int first = lower.at(static_cast<std::size_t>(i));
-            const int second = std::min(first + 1, sampleCount - 1);
-            assert(second - base < kWindowBytes);
-            const auto lane = static_cast<std::size_t>(g * kWindowBytes + 2 * i);
-            groups.first[lane] = static_cast<std::uint8_t>(first - base);
-            groups.second[lane] = static_cast<std::uint8_t>(second - base);
+            const int first = taps.at(static_cast<std::size_t>(i)).first - base;
+            assert(first >= 0 && first < kLookupBytes);
+            groups.first[static_cast<std::size_t>(g * kLookupBytes + 2 * i)] =
+                static_cast<std::uint8_t>(first);
         }
     }
+    const bool needsThird = std::any_of(groups.thirdWeights.begin(), groups.thirdWeights.end(),
+                                        [](std::int16_t weight) { return weight != 0; });
+    if (!needsThird) groups.thirdWeights.clear();
     return groups;
 }
 
@@ -109,31 +142,30 @@ PictureSampler::PictureSampler(const PlanarPicture& picture, const CGRect& desti
 
 void PictureSampler::addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride,
                                   int width, int height, int subsampling) {
-    const double samplesPerColumn = picture_.width / destination_.width() / subsampling;
-    const double samplesPerRow = picture_.height / destination_.height() / subsampling;
     Component component;
     component.plane = plane;
     component.byteOffset = byteOffset;
     component.byteStride = byteStride;
     component.width = width;
     component.height = height;
-    component.reduceX = reductionFactor(samplesPerColumn);
-    component.reduceY = reductionFactor(samplesPerRow);
-    component.scaleY = samplesPerRow / component.reduceY;
-    ColumnGroups& groups = groups_.at(static_cast<std::size_t>(subsampling - 1));
-    if (groups.bases.empty()) {
-        groups = columnGroups(samplesPerColumn / component.reduceX, destination_.minX(), firstColumn_,
-                              columnCount_, dividedUp(width, component.reduceX));
+    component.samplesPerColumn = picture_.width / destination_.width() / subsampling;
+    component.samplesPerRow = picture_.height / destination_.height() / subsampling;
+    if (std::max(component.samplesPerColumn, component.samplesPerRow) <= kMostSamplesPerPixel + 1e-9) {
+        ColumnGroups& groups = groups_.at(static_cast<std::size_t>(subsampling - 1));
+        if (groups.bases.empty()) {
+            groups = columnGroups(component.samplesPerColumn, destination_.minX(), firstColumn_, columnCount_,
+                                  width);
+        }
+        component.groups = &groups;
     }
-    component.groups = &groups;
     for (auto& row : component.rows) row.resize(static_cast<std::size_t>(columnCount_ + kRowPadding));
     components_.push_back(std::move(component));
 }
 
 void PictureSampler::row(int y, std::uint8_t* bgra) {
-    const detail::RowPair a = rowPair(components_[0], y);
-    const detail::RowPair b = rowPair(components_[1], y);
-    const detail::RowPair c = rowPair(components_[2], y);
+    const detail::RowTriple a = rowTriple(components_[0], y);
+    const detail::RowTriple b = rowTriple(components_[1], y);
+    const detail::RowTriple c = rowTriple(components_[2], y);
     if (picture_.layout == PlanarPicture::Layout::bgra) {
         detail::mergeBGR(a, b, c, columnCount_, bgra);
     } else {
@@ -141,61 +173,71 @@ void PictureSampler::row(int y, std::uint8_t* bgra) {
     }
 }
 
-int PictureSampler::reducedHeight(const Component& component) const {
-    return dividedUp(component.height, component.reduceY);
+detail::RowTriple PictureSampler::rowTriple(Component& component, int y) {
+    if (component.groups == nullptr) return averagedRow(component, y);
+    const Stretch stretch((y + 0.5 - destination_.minY()) * component.samplesPerRow, component.samplesPerRow,
+                          component.height);
+    const Taps taps = tapsOf(stretch, component.height);
+    detail::RowTriple triple;
+    triple.secondWeight = fixed15(taps.weights[1]);
+    triple.thirdWeight = fixed15(taps.weights[2]);
+    // Rows without a share aren't made.
+    triple.first = resampledRow(component, taps.first);
+    triple.second = triple.secondWeight > 0 ? resampledRow(component, taps.first + 1) : triple.first;
+    triple.third = triple.thirdWeight > 0 ? resampledRow(component, taps.first + 2) : triple.first;
+    return triple;
 }
 
-detail::RowPair PictureSampler::rowPair(Component& component, int y) {
-    const int lastRow = reducedHeight(component) - 1;
-    const double position = std::clamp((y + 0.5 - destination_.minY()) * component.scaleY - 0.5, 0.0,
-                                       static_cast<double>(lastRow));
-    const int upper = static_cast<int>(position);
-    const int lower = std::min(upper + 1, lastRow);
-    detail::RowPair pair;
-    pair.upper = resampledRow(component, upper, lower);
-    pair.lower = resampledRow(component, lower, upper);
-    pair.weight = fixed15(position - upper);
-    return pair;
-}
-
-/// Row `index` of a component, resampled across; `keep` is the other row in use, which must not be
-/// overwritten.
-const std::int16_t* PictureSampler::resampledRow(Component& component, int index, int keep) {
-    for (std::size_t i = 0; i < 2; ++i) {
-        if (component.rowIndices.at(i) == index) return component.rows.at(i).data();
-    }
-    const std::size_t slot = component.rowIndices[0] == keep ? 1 : 0;
-    component.rowIndices.at(slot) = index;
+/// Row `index` of a component, resampled across. Three consecutive rows are kept.
+const std::int16_t* PictureSampler::resampledRow(Component& component, int index) {
+    const auto slot = static_cast<std::size_t>(index % kTapCount);
     std::int16_t* row = component.rows.at(slot).data();
-    detail::resampleColumns(sourceRow(component, index), *component.groups, row);
+    if (component.rowIndices.at(slot) != index) {
+        component.rowIndices.at(slot) = index;
+        detail::resampleColumns(sourceRow(component, index), *component.groups, row);
+    }
     return row;
 }
 
-/// The samples of a (reduced) row side by side, at least a window's worth of them.
+/// The samples of a row side by side, at least a window's worth of them.
 const std::uint8_t* PictureSampler::sourceRow(const Component& component, int index) {
-    const bool isDirect = component.reduceX == 1 && component.reduceY == 1 && component.byteStride == 1 &&
-                          component.width >= kWindowBytes;
-    if (isDirect) return component.plane.data + index * component.plane.bytesPerRow + component.byteOffset;
-
-    const int count = dividedUp(component.width, component.reduceX);
-    scratch_.assign(static_cast<std::size_t>(std::max(count, kWindowBytes)), 0);
-    sums_.assign(static_cast<std::size_t>(count), 0);
-    const int firstRow = index * component.reduceY;
-    const int rowCount = std::min(component.reduceY, component.height - firstRow);
-    for (int y = firstRow; y < firstRow + rowCount; ++y) {
-        const std::uint8_t* row =
-            component.plane.data + y * component.plane.bytesPerRow + component.byteOffset;
-        for (int x = 0; x < component.width; ++x) {
-            sums_[static_cast<std::size_t>(x / component.reduceX)] += row[x * component.byteStride];
-        }
-    }
-    for (int x = 0; x < count; ++x) {
-        const int columns = std::min(component.reduceX, component.width - x * component.reduceX);
-        const auto samples = static_cast<std::uint32_t>(columns * rowCount);
-        const auto i = static_cast<std::size_t>(x);
-        scratch_[i] = static_cast<std::uint8_t>((sums_[i] + samples / 2) / samples);
-    }
+    const std::uint8_t* row =
+        component.plane.data + index * component.plane.bytesPerRow + component.byteOffset;
+    if (component.byteStride == 1 && component.width >= detail::kColumnWindowBytes) return row;
+    scratch_.resize(static_cast<std::size_t>(std::max(component.width, detail::kColumnWindowBytes)));
+    for (int x = 0; x < component.width; ++x)
+        scratch_[static_cast<std::size_t>(x)] = row[x * component.byteStride];
     return scratch_.data();
+}
+
+/// The means of rectangles of any size: rows are weighted and summed, then stretches of columns taken from
+/// their running sum.
+detail::RowTriple PictureSampler::averagedRow(Component& component, int y) {
+    const int width = component.width;
+    columnMeans_.assign(static_cast<std::size_t>(width), 0);
+    const Stretch rows((y + 0.5 - destination_.minY()) * component.samplesPerRow, component.samplesPerRow,
+                       component.height);
+    for (int sample = rows.firstSample(); sample < rows.end(); ++sample) {
+        const auto share = static_cast<float>(rows.share(sample));
+        const std::uint8_t* row = sourceRow(component, std::clamp(sample, 0, component.height - 1));
+        for (int x = 0; x < width; ++x)
+            columnMeans_[static_cast<std::size_t>(x)] += share * static_cast<float>(row[x]);
+    }
+    sums_.assign(1, 0);
+    for (const float mean : columnMeans_) sums_.push_back(sums_.back() + static_cast<double>(mean));
+    const auto sumUpTo = [&](double x) {
+        const int sample = std::clamp(static_cast<int>(std::floor(x)), 0, width - 1);
+        const auto i = static_cast<std::size_t>(sample);
+        return sums_[i] + (x - sample) * static_cast<double>(columnMeans_[i]);
+    };
+    std::int16_t* output = component.rows[0].data();
+    for (int i = 0; i < columnCount_; ++i) {
+        const Stretch columns((firstColumn_ + i + 0.5 - destination_.minX()) * component.samplesPerColumn,
+                              component.samplesPerColumn, width);
+        const double mean = (sumUpTo(columns.end()) - sumUpTo(columns.start)) / columns.length;
+        output[i] = static_cast<std::int16_t>(std::lround(64 * mean));
+    }
+    return {output, output, output, 0, 0};
 }
 
 }  // namespace varnelle

@@ -27,15 +27,17 @@ struct PlanarPicture {
 
 namespace detail {
 
-/// Where eight neighbouring output pixels find the two source samples that each is interpolated between:
-/// bytes picked out of 16 from `base` on, as the low halves of 16-bit lanes, and the weight of the second in
-/// 1/32768.
+/// Where eight neighbouring output pixels find the three consecutive source samples that each is averaged
+/// from: the first is one of 16 bytes from `base` on, picked into the low half of a 16-bit lane. The weights
+/// of the second and the third are in 1/32768; the first has the rest.
 struct ColumnGroups {
     std::vector<std::int32_t> bases;
-    std::vector<std::uint8_t> first;    ///< 16 a group
-    std::vector<std::uint8_t> second;   ///< 16 a group
-    std::vector<std::int16_t> weights;  ///< 8 a group
+    std::vector<std::uint8_t> first;          ///< 16 a group
+    std::vector<std::int16_t> secondWeights;  ///< 8 a group
+    std::vector<std::int16_t> thirdWeights;   ///< 8 a group; empty if no pixel needs a third sample
 };
+/// Bytes that have to be readable from a base on.
+inline constexpr int kColumnWindowBytes = 18;
 
 /// Constants of a conversion to RGB on values with six fractional bits, as 1/32768.
 struct ColorMatrix {
@@ -47,30 +49,36 @@ struct ColorMatrix {
     std::int16_t blueFromU = 0;   ///< what exceeds 2
 };
 
-/// Two rows of a plane, already resampled across, and how far the output row lies between them.
-struct RowPair {
-    const std::int16_t* upper = nullptr;
-    const std::int16_t* lower = nullptr;
-    std::int16_t weight = 0;  ///< of the lower row, in 1/32768
+/// Three consecutive rows of a plane, already resampled across, and the weights of the second and third for
+/// the output row in 1/32768.
+struct RowTriple {
+    const std::int16_t* first = nullptr;
+    const std::int16_t* second = nullptr;
+    const std::int16_t* third = nullptr;
+    std::int16_t secondWeight = 0;
+    std::int16_t thirdWeight = 0;
 };
 
 /// The kernels, each for the best instruction set of the machine. Counts are rounded up to whole groups of 8
 /// (rows across) or 16 (merging) samples, for which there must be room.
 void resampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
-void mergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                std::uint8_t* bgra);
-void mergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra);
+void mergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
+                int count, std::uint8_t* bgra);
+void mergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count, std::uint8_t* bgra);
 
 /// The same in plain loops, to compare with.
 void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
-void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix,
+void mergeYCbCrScalar(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
                       int count, std::uint8_t* bgra);
-void mergeBGRScalar(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra);
+void mergeBGRScalar(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count,
+                    std::uint8_t* bgra);
 
 }  // namespace detail
 
-/// Puts a picture into a rectangle of a canvas: bilinear, with the edge pixels repeated beyond the edges, and
-/// area-averaged first where it is shrunk by more than a factor of two. YCbCr planes are sampled straight
+/// Puts a picture into a rectangle of a canvas, with the edge pixels repeated beyond the edges. An output
+/// pixel is the mean of the source under it, or under a square of one source sample around it where the
+/// picture is enlarged, which is bilinear interpolation. (Interpolating a shrunk picture too would skip parts
+/// of the source: text loses strokes, and edges tremble in a slow zoom.) YCbCr planes are sampled straight
 /// into BGRA. Chroma is taken to lie in the middle of its four pixels.
 ///
 /// Rows are resampled across once and kept while neighbouring output rows need them, so ask for rows in
@@ -92,20 +100,19 @@ private:
         int byteStride = 1;  ///< from sample to sample
         int width = 0;
         int height = 0;
-        int reduceX = 1;  ///< samples averaged to one, across
-        int reduceY = 1;
-        double scaleY = 1;  ///< reduced rows per canvas row
-        const detail::ColumnGroups* groups = nullptr;
-        std::array<std::vector<std::int16_t>, 2> rows;
-        std::array<int, 2> rowIndices{-1, -1};
+        double samplesPerColumn = 1;  ///< of the canvas
+        double samplesPerRow = 1;
+        const detail::ColumnGroups* groups = nullptr;  ///< null where more than three samples make a pixel
+        std::array<std::vector<std::int16_t>, 3> rows;
+        std::array<int, 3> rowIndices{-1, -1, -1};
     };
 
     void addComponent(const PlanarPicture::Plane& plane, int byteOffset, int byteStride, int width,
                       int height, int subsampling);
-    [[nodiscard]] int reducedHeight(const Component& component) const;
-    detail::RowPair rowPair(Component& component, int y);
-    const std::int16_t* resampledRow(Component& component, int index, int keep);
+    detail::RowTriple rowTriple(Component& component, int y);
+    const std::int16_t* resampledRow(Component& component, int index);
     const std::uint8_t* sourceRow(const Component& component, int index);
+    detail::RowTriple averagedRow(Component& component, int y);
 
     PlanarPicture picture_;
     CGRect destination_;
@@ -115,7 +122,8 @@ private:
     std::array<detail::ColumnGroups, 2> groups_;  // of full-size and of subsampled components
     std::vector<Component> components_;
     std::vector<std::uint8_t> scratch_;
-    std::vector<std::uint32_t> sums_;
+    std::vector<float> columnMeans_;
+    std::vector<double> sums_;
 };
 
 }  // namespace varnelle

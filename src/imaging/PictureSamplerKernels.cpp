@@ -14,11 +14,11 @@ namespace HWY_NAMESPACE {
 void ResampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output) {
     resampleColumnsScalar(row, groups, output);
 }
-void MergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                std::uint8_t* bgra) {
+void MergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
+                int count, std::uint8_t* bgra) {
     mergeYCbCrScalar(y, u, v, matrix, count, bgra);
 }
-void MergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra) {
+void MergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count, std::uint8_t* bgra) {
     mergeBGRScalar(b, g, r, count, bgra);
 }
 
@@ -31,16 +31,20 @@ namespace hn = hwy::HWY_NAMESPACE;
 using Lanes = hn::CappedTag<std::int16_t, 16>;
 using V = hn::Vec<Lanes>;
 
-V lerp(V a, V b, V weight) {
-    return hn::Add(a, hn::MulFixedPoint15(hn::Sub(b, a), weight));
-}
-
 hn::Vec<hn::Full128<std::uint8_t> > window(const std::uint8_t* from) {
     return hn::LoadU(hn::Full128<std::uint8_t>(), from);
 }
 
-void ResampleColumns(const std::uint8_t* HWY_RESTRICT row, const ColumnGroups& groups,
-                     std::int16_t* HWY_RESTRICT output) {
+/// What a neighbour with a weight adds to the first sample's 64-fold.
+template <typename Samples>
+Samples share(Samples first, Samples neighbour, Samples weight) {
+    return hn::MulFixedPoint15(hn::ShiftLeft<6>(hn::Sub(neighbour, first)), weight);
+}
+
+/// The neighbours of a sample are found by the same shuffle of a window that begins one or two bytes later.
+template <bool hasThird>
+void ResampleColumnsOf(const std::uint8_t* HWY_RESTRICT row, const ColumnGroups& groups,
+                       std::int16_t* HWY_RESTRICT output) {
     const std::size_t count = groups.bases.size();
     const std::int32_t* HWY_RESTRICT bases = groups.bases.data();
     std::size_t g = 0;
@@ -48,34 +52,57 @@ void ResampleColumns(const std::uint8_t* HWY_RESTRICT row, const ColumnGroups& g
     const hn::FixedTag<std::uint8_t, 32> bytes;
     const hn::FixedTag<std::int16_t, 16> lanes;
     for (; g + 2 <= count; g += 2) {
-        const auto source = hn::Combine(bytes, window(row + bases[g + 1]), window(row + bases[g]));
-        const auto a = hn::BitCast(
-            lanes, hn::TableLookupBytesOr0(source, hn::LoadU(bytes, groups.first.data() + 16 * g)));
-        const auto b = hn::BitCast(
-            lanes, hn::TableLookupBytesOr0(source, hn::LoadU(bytes, groups.second.data() + 16 * g)));
-        const auto weight = hn::LoadU(lanes, groups.weights.data() + 8 * g);
-        const auto a64 = hn::ShiftLeft<6>(a);
-        const auto difference = hn::ShiftLeft<6>(hn::Sub(b, a));
-        hn::StoreU(hn::Add(a64, hn::MulFixedPoint15(difference, weight)), lanes, output + 8 * g);
+        const std::uint8_t* low = row + bases[g];
+        const std::uint8_t* high = row + bases[g + 1];
+        const auto first = hn::LoadU(bytes, groups.first.data() + 16 * g);
+        const auto sample = [&](std::size_t offset) {
+            const auto source = hn::Combine(bytes, window(high + offset), window(low + offset));
+            return hn::BitCast(lanes, hn::TableLookupBytesOr0(source, first));
+        };
+        const auto a = sample(0);
+        auto sum = hn::Add(hn::ShiftLeft<6>(a),
+                           share(a, sample(1), hn::LoadU(lanes, groups.secondWeights.data() + 8 * g)));
+        if constexpr (hasThird)
+            sum = hn::Add(sum, share(a, sample(2), hn::LoadU(lanes, groups.thirdWeights.data() + 8 * g)));
+        hn::StoreU(sum, lanes, output + 8 * g);
     }
 #endif
     const hn::Full128<std::uint8_t> bytes128;
     const hn::Full128<std::int16_t> lanes128;
     for (; g < count; ++g) {
-        const auto source = window(row + bases[g]);
-        const auto a = hn::BitCast(
-            lanes128, hn::TableLookupBytesOr0(source, hn::LoadU(bytes128, groups.first.data() + 16 * g)));
-        const auto b = hn::BitCast(
-            lanes128, hn::TableLookupBytesOr0(source, hn::LoadU(bytes128, groups.second.data() + 16 * g)));
-        const auto weight = hn::LoadU(lanes128, groups.weights.data() + 8 * g);
-        const auto difference = hn::ShiftLeft<6>(hn::Sub(b, a));
-        hn::StoreU(hn::Add(hn::ShiftLeft<6>(a), hn::MulFixedPoint15(difference, weight)), lanes128,
-                   output + 8 * g);
+        const auto first = hn::LoadU(bytes128, groups.first.data() + 16 * g);
+        const auto sample = [&](std::size_t offset) {
+            return hn::BitCast(lanes128, hn::TableLookupBytesOr0(window(row + bases[g] + offset), first));
+        };
+        const auto a = sample(0);
+        auto sum = hn::Add(hn::ShiftLeft<6>(a),
+                           share(a, sample(1), hn::LoadU(lanes128, groups.secondWeights.data() + 8 * g)));
+        if constexpr (hasThird)
+            sum = hn::Add(sum, share(a, sample(2), hn::LoadU(lanes128, groups.thirdWeights.data() + 8 * g)));
+        hn::StoreU(sum, lanes128, output + 8 * g);
     }
 }
 
-V between(Lanes d, const RowPair& rows, std::size_t i) {
-    return lerp(hn::LoadU(d, rows.upper + i), hn::LoadU(d, rows.lower + i), hn::Set(d, rows.weight));
+void ResampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output) {
+    if (groups.thirdWeights.empty()) {
+        ResampleColumnsOf<false>(row, groups, output);
+    } else {
+        ResampleColumnsOf<true>(row, groups, output);
+    }
+}
+
+V mean(Lanes d, const RowTriple& rows, std::size_t i) {
+    const V first = hn::LoadU(d, rows.first + i);
+    V sum = first;
+    if (rows.secondWeight != 0) {
+        const V difference = hn::Sub(hn::LoadU(d, rows.second + i), first);
+        sum = hn::Add(sum, hn::MulFixedPoint15(difference, hn::Set(d, rows.secondWeight)));
+    }
+    if (rows.thirdWeight != 0) {
+        const V difference = hn::Sub(hn::LoadU(d, rows.third + i), first);
+        sum = hn::Add(sum, hn::MulFixedPoint15(difference, hn::Set(d, rows.thirdWeight)));
+    }
+    return sum;
 }
 
 hn::Vec<hn::Rebind<std::uint8_t, Lanes> > rounded(Lanes d, V value) {
@@ -96,8 +123,8 @@ void forEachBlock(int count, std::uint8_t* bgra, const Block& block) {
     for (std::size_t k = 0; k < 4 * (total - i); ++k) bgra[4 * i + k] = rest[k];
 }
 
-void MergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                std::uint8_t* HWY_RESTRICT bgra) {
+void MergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
+                int count, std::uint8_t* HWY_RESTRICT bgra) {
     const Lanes d;
     const hn::Rebind<std::uint8_t, Lanes> bytes;
     const V chromaZero = hn::Set(d, 128 * 64);
@@ -109,10 +136,10 @@ void MergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const Colo
     const V blueFromU = hn::Set(d, matrix.blueFromU);
     const auto opaque = hn::Set(bytes, 255);
     forEachBlock(count, bgra, [&](std::size_t i, std::uint8_t* destination) {
-        V luma = hn::Sub(between(d, y, i), lumaOffset);
+        V luma = hn::Sub(mean(d, y, i), lumaOffset);
         luma = hn::Add(luma, hn::MulFixedPoint15(luma, lumaGain));
-        const V cb = hn::Sub(between(d, u, i), chromaZero);
-        const V cr = hn::Sub(between(d, v, i), chromaZero);
+        const V cb = hn::Sub(mean(d, u, i), chromaZero);
+        const V cr = hn::Sub(mean(d, v, i), chromaZero);
         const V red = hn::Add(hn::Add(cr, cr), hn::MulFixedPoint15(cr, redFromV));
         const V green = hn::Add(hn::MulFixedPoint15(cb, greenFromU), hn::MulFixedPoint15(cr, greenFromV));
         const V blue = hn::Add(hn::Add(cb, cb), hn::MulFixedPoint15(cb, blueFromU));
@@ -122,14 +149,14 @@ void MergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const Colo
     });
 }
 
-void MergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count,
+void MergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count,
               std::uint8_t* HWY_RESTRICT bgra) {
     const Lanes d;
     const hn::Rebind<std::uint8_t, Lanes> bytes;
     const auto opaque = hn::Set(bytes, 255);
     forEachBlock(count, bgra, [&](std::size_t i, std::uint8_t* destination) {
-        hn::StoreInterleaved4(rounded(d, between(d, b, i)), rounded(d, between(d, g, i)),
-                              rounded(d, between(d, r, i)), opaque, bytes, destination);
+        hn::StoreInterleaved4(rounded(d, mean(d, b, i)), rounded(d, mean(d, g, i)), rounded(d, mean(d, r, i)),
+                              opaque, bytes, destination);
     });
 }
 
@@ -150,12 +177,12 @@ void resampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::i
     HWY_DYNAMIC_DISPATCH(ResampleColumns)(row, groups, output);
 }
 
-void mergeYCbCr(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix, int count,
-                std::uint8_t* bgra) {
+void mergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
+                int count, std::uint8_t* bgra) {
     HWY_DYNAMIC_DISPATCH(MergeYCbCr)(y, u, v, matrix, count, bgra);
 }
 
-void mergeBGR(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra) {
+void mergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count, std::uint8_t* bgra) {
     HWY_DYNAMIC_DISPATCH(MergeBGR)(b, g, r, count, bgra);
 }
 
@@ -170,8 +197,10 @@ std::int16_t saturated(int x) {
     return static_cast<std::int16_t>(x < -32768 ? -32768 : (x > 32767 ? 32767 : x));
 }
 
-std::int16_t between(const RowPair& rows, int i) {
-    return static_cast<std::int16_t>(rows.upper[i] + multiplied(rows.lower[i] - rows.upper[i], rows.weight));
+std::int16_t mean(const RowTriple& rows, int i) {
+    return static_cast<std::int16_t>(rows.first[i] +
+                                     multiplied(rows.second[i] - rows.first[i], rows.secondWeight) +
+                                     multiplied(rows.third[i] - rows.first[i], rows.thirdWeight));
 }
 
 std::uint8_t rounded(int value) {
@@ -182,21 +211,22 @@ std::uint8_t rounded(int value) {
 }  // namespace
 
 void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output) {
-    for (std::size_t i = 0; i < groups.weights.size(); ++i) {
-        const std::uint8_t* source = row + groups.bases[i / 8];
-        const int a = source[groups.first[2 * i]];
-        const int b = source[groups.second[2 * i]];
-        output[i] = static_cast<std::int16_t>(a * 64 + multiplied((b - a) * 64, groups.weights[i]));
+    for (std::size_t i = 0; i < groups.secondWeights.size(); ++i) {
+        const std::uint8_t* source = row + groups.bases[i / 8] + groups.first[2 * i];
+        int sum = source[0] * 64 + multiplied((source[1] - source[0]) * 64, groups.secondWeights[i]);
+        if (!groups.thirdWeights.empty())
+            sum += multiplied((source[2] - source[0]) * 64, groups.thirdWeights[i]);
+        output[i] = static_cast<std::int16_t>(sum);
     }
 }
 
-void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, const ColorMatrix& matrix,
+void mergeYCbCrScalar(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
                       int count, std::uint8_t* bgra) {
     for (int i = 0; i < count; ++i) {
-        const int offsetLuma = between(y, i) - matrix.lumaOffset;
+        const int offsetLuma = mean(y, i) - matrix.lumaOffset;
         const int luma = offsetLuma + multiplied(offsetLuma, matrix.lumaGain);
-        const int cb = between(u, i) - 128 * 64;
-        const int cr = between(v, i) - 128 * 64;
+        const int cb = mean(u, i) - 128 * 64;
+        const int cr = mean(v, i) - 128 * 64;
         bgra[4 * i] = rounded(saturated(luma + 2 * cb + multiplied(cb, matrix.blueFromU)));
         bgra[4 * i + 1] =
             rounded(saturated(luma + multiplied(cb, matrix.greenFromU) + multiplied(cr, matrix.greenFromV)));
@@ -205,11 +235,12 @@ void mergeYCbCrScalar(const RowPair& y, const RowPair& u, const RowPair& v, cons
     }
 }
 
-void mergeBGRScalar(const RowPair& b, const RowPair& g, const RowPair& r, int count, std::uint8_t* bgra) {
+void mergeBGRScalar(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count,
+                    std::uint8_t* bgra) {
     for (int i = 0; i < count; ++i) {
-        bgra[4 * i] = rounded(between(b, i));
-        bgra[4 * i + 1] = rounded(between(g, i));
-        bgra[4 * i + 2] = rounded(between(r, i));
+        bgra[4 * i] = rounded(mean(b, i));
+        bgra[4 * i + 1] = rounded(mean(g, i));
+        bgra[4 * i + 2] = rounded(mean(r, i));
         bgra[4 * i + 3] = 255;
     }
 }

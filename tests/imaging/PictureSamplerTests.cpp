@@ -51,32 +51,36 @@ struct OwnedPicture {
     std::vector<std::vector<std::uint8_t>> storage;
 };
 
-/// Bilinear interpolation of a plane of w x h samples at continuous coordinates, edges repeated.
+/// The mean of a plane of w x h samples over a rectangle around a point, edges repeated. A rectangle of one
+/// sample is bilinear interpolation.
 template <typename Sample>
-double bilinear(const Sample& sample, int w, int h, double x, double y) {
-    const double cx = std::clamp(x - 0.5, 0.0, w - 1.0);
-    const double cy = std::clamp(y - 0.5, 0.0, h - 1.0);
-    const int x0 = static_cast<int>(cx);
-    const int y0 = static_cast<int>(cy);
-    const int x1 = std::min(x0 + 1, w - 1);
-    const int y1 = std::min(y0 + 1, h - 1);
-    const double fx = cx - x0;
-    const double fy = cy - y0;
-    return (1 - fy) * ((1 - fx) * sample(x0, y0) + fx * sample(x1, y0)) +
-           fy * ((1 - fx) * sample(x0, y1) + fx * sample(x1, y1));
+double meanAround(const Sample& sample, int w, int h, CGPoint center, CGSize size) {
+    const CGRect area{{center.x - size.width / 2, center.y - size.height / 2}, size};
+    double sum = 0;
+    for (int y = static_cast<int>(std::floor(area.minY())); y < area.maxY(); ++y) {
+        for (int x = static_cast<int>(std::floor(area.minX())); x < area.maxX(); ++x) {
+            const CGRect common =
+                area.intersection({{static_cast<double>(x), static_cast<double>(y)}, {1, 1}});
+            sum +=
+                common.width() * common.height() * sample(std::clamp(x, 0, w - 1), std::clamp(y, 0, h - 1));
+        }
+    }
+    return sum / (size.width * size.height);
 }
 
 /// What the sampler should give at an output pixel, straight from the definitions. Blue, green, red.
 std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& destination, int column,
                                     int row) {
     const PlanarPicture& p = owned.picture;
-    const double x = (column + 0.5 - destination.minX()) * p.width / destination.width();
-    const double y = (row + 0.5 - destination.minY()) * p.height / destination.height();
+    const CGSize pixel{p.width / destination.width(), p.height / destination.height()};
+    const CGPoint center{(column + 0.5 - destination.minX()) * pixel.width,
+                         (row + 0.5 - destination.minY()) * pixel.height};
+    const CGSize area{std::max(pixel.width, 1.0), std::max(pixel.height, 1.0)};
     if (p.layout == PlanarPicture::Layout::bgra) {
         std::array<double, 3> result{};
         for (int k = 0; k < 3; ++k) {
-            result.at(static_cast<std::size_t>(k)) =
-                bilinear([&](int i, int j) { return owned.sample(0, i, j, 4, k); }, p.width, p.height, x, y);
+            result.at(static_cast<std::size_t>(k)) = meanAround(
+                [&](int i, int j) { return owned.sample(0, i, j, 4, k); }, p.width, p.height, center, area);
         }
         return result;
     }
@@ -86,10 +90,12 @@ std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& des
             return isPacked ? owned.sample(1, i, j, 2, index)
                             : owned.sample(static_cast<std::size_t>(1 + index), i, j);
         };
-        return bilinear(sample, (p.width + 1) / 2, (p.height + 1) / 2, x / 2, y / 2) - 128;
+        return meanAround(sample, (p.width + 1) / 2, (p.height + 1) / 2, {center.x / 2, center.y / 2},
+                          {std::max(pixel.width / 2, 1.0), std::max(pixel.height / 2, 1.0)}) -
+               128;
     };
     const double luma =
-        bilinear([&](int i, int j) { return owned.sample(0, i, j); }, p.width, p.height, x, y);
+        meanAround([&](int i, int j) { return owned.sample(0, i, j); }, p.width, p.height, center, area);
     const double kr = p.matrix == PlanarPicture::Matrix::bt709 ? 0.2126 : 0.299;
     const double kb = p.matrix == PlanarPicture::Matrix::bt709 ? 0.0722 : 0.114;
     const double lift = p.isFullRange ? luma : (luma - 16) * 255 / 219;
@@ -102,7 +108,7 @@ std::array<double, 3> expectedPixel(const OwnedPicture& owned, const CGRect& des
     return {std::clamp(blue, 0.0, 255.0), std::clamp(green, 0.0, 255.0), std::clamp(red, 0.0, 255.0)};
 }
 
-TEST(PictureSampler, MatchesBilinearInterpolationAndTheStandardsMatrices) {
+TEST(PictureSampler, MatchesMeansOfAreasAndTheStandardsMatrices) {
     struct Case {
         const char* what;
         PlanarPicture::Layout layout;
@@ -126,6 +132,9 @@ TEST(PictureSampler, MatchesBilinearInterpolationAndTheStandardsMatrices) {
                   true},
              Case{"full range", L::i420, 50, 40, {{5, 5}, {70, 56}}, M::bt601, true},
              Case{"narrower than a vector", L::i420, 5, 3, {{1.5, 0.5}, {90, 60}}, M::bt709, false},
+             Case{"shrunk by more than two", L::i420, 301, 177, {{1.3, 2.2}, {80.4, 50.3}}, M::bt709, false},
+             Case{"shrunk to a spot", L::nv12, 640, 480, {{20, 10}, {2.5, 3.5}}, M::bt709, false},
+             Case{"packed colours, shrunk", L::bgra, 370, 290, {{-3.25, 0.25}, {80, 25}}, M::bt709, false},
              Case{"packed colours", L::bgra, 37, 29, {{0.25, 0.25}, {40, 55}}, M::bt709, false},
          }) {
         OwnedPicture owned(c.layout, c.width, c.height, 11);
@@ -152,19 +161,6 @@ TEST(PictureSampler, MatchesBilinearInterpolationAndTheStandardsMatrices) {
     }
 }
 
-TEST(PictureSampler, AveragesAreasWhenShrunkByMore) {
-    // Columns alternate between black and white: any picture of it at a quarter must be even grey.
-    OwnedPicture owned(PlanarPicture::Layout::bgra, 400, 240, 1);
-    for (int y = 0; y < 240; ++y) {
-        auto* row = owned.storage[0].data() + y * owned.picture.planes[0].bytesPerRow;
-        for (int i = 0; i < 400 * 4; ++i) row[i] = i / 4 % 2 == 0 ? 0 : 255;
-    }
-    PictureSampler sampler(owned.picture, {{0, 0}, {100, 60}}, 0, 100);
-    std::vector<std::uint8_t> row(400);
-    sampler.row(30, row.data());
-    for (int x = 0; x < 100; ++x) ASSERT_NEAR(row[static_cast<std::size_t>(4 * x)], 128, 1) << x;
-}
-
 TEST(PictureSamplerKernels, MatchTheirScalarTwins) {
     const auto bytes = noise(4096, 3);
     detail::ColumnGroups groups;
@@ -173,34 +169,42 @@ TEST(PictureSamplerKernels, MatchTheirScalarTwins) {
         groups.bases.push_back(static_cast<int>(random() % 4000));
         for (int i = 0; i < 8; ++i) {
             groups.first.insert(groups.first.end(), {static_cast<std::uint8_t>(random() % 16), 0x80});
-            groups.second.insert(groups.second.end(), {static_cast<std::uint8_t>(random() % 16), 0x80});
-            groups.weights.push_back(static_cast<std::int16_t>(random() % 32768));
+            const auto second = static_cast<std::int16_t>(random() % 32768);
+            groups.secondWeights.push_back(second);
+            groups.thirdWeights.push_back(static_cast<std::int16_t>(random() % (32768U - second)));
         }
     }
     std::vector<std::int16_t> vector(37 * 8 + 32);
     std::vector<std::int16_t> scalar(37 * 8 + 32);
-    detail::resampleColumns(bytes.data(), groups, vector.data());
-    detail::resampleColumnsScalar(bytes.data(), groups, scalar.data());
-    EXPECT_EQ(vector, scalar);
+    for (const bool hasThird : {true, false}) {
+        if (!hasThird) groups.thirdWeights.clear();
+        detail::resampleColumns(bytes.data(), groups, vector.data());
+        detail::resampleColumnsScalar(bytes.data(), groups, scalar.data());
+        EXPECT_EQ(vector, scalar);
+    }
 
-    std::array<std::vector<std::int16_t>, 6> rows;
+    std::array<std::vector<std::int16_t>, 9> rows;
     for (auto& row : rows) {
         row.resize(160);
         for (auto& value : row)
             value = static_cast<std::int16_t>(random() % 4 == 0 ? 16320 : random() % 16321);
     }
-    const auto pair = [&](std::size_t i, int weight) {
-        return detail::RowPair{rows.at(i).data(), rows.at(i + 1).data(), static_cast<std::int16_t>(weight)};
+    const auto triple = [&](std::size_t i, int second, int third) {
+        return detail::RowTriple{rows.at(i).data(), rows.at(i + 1).data(), rows.at(i + 2).data(),
+                                 static_cast<std::int16_t>(second), static_cast<std::int16_t>(third)};
     };
     const detail::ColorMatrix matrix{1024, 5387, -6795, -6988, -17460, 3688};
     for (const int count : {1, 15, 16, 33, 128}) {
         std::vector<std::uint8_t> a(4 * 130, 9);
         std::vector<std::uint8_t> b(4 * 130, 9);
-        detail::mergeYCbCr(pair(0, 0), pair(2, 32767), pair(4, 12345), matrix, count, a.data());
-        detail::mergeYCbCrScalar(pair(0, 0), pair(2, 32767), pair(4, 12345), matrix, count, b.data());
+        detail::mergeYCbCr(triple(0, 0, 0), triple(3, 32767, 0), triple(6, 12345, 15000), matrix, count,
+                           a.data());
+        detail::mergeYCbCrScalar(triple(0, 0, 0), triple(3, 32767, 0), triple(6, 12345, 15000), matrix, count,
+                                 b.data());
         EXPECT_EQ(a, b) << count;
-        detail::mergeBGR(pair(0, 77), pair(2, 20000), pair(4, 0), count, a.data());
-        detail::mergeBGRScalar(pair(0, 77), pair(2, 20000), pair(4, 0), count, b.data());
+        detail::mergeBGR(triple(0, 77, 0), triple(3, 20000, 12000), triple(6, 0, 9000), count, a.data());
+        detail::mergeBGRScalar(triple(0, 77, 0), triple(3, 20000, 12000), triple(6, 0, 9000), count,
+                               b.data());
         EXPECT_EQ(a, b) << count;
     }
 }
