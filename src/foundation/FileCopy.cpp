@@ -39,8 +39,16 @@ int copyThroughMemory(int source, int destination) {
     }
 }
 
-int copyContents(int source, int destination) {
+/// Room for the whole copy at once: in few pieces, and a full disk shows before any time is spent.
+int reserveRoom(int file, std::int64_t bytes) {
+    if (bytes == 0 || fallocate(file, FALLOC_FL_KEEP_SIZE, 0, bytes) == 0) return 0;
+    const int error = errno;
+    return error == ENOSPC || error == EDQUOT || error == EFBIG ? error : 0;
+}
+
+int copyContents(int source, int destination, std::int64_t size) {
     if (ioctl(destination, FICLONE, source) == 0) return 0;
+    if (const int error = reserveRoom(destination, size)) return error;
     for (std::int64_t offset = 0;;) {
         const ssize_t count = copy_file_range(source, nullptr, destination, nullptr, kChunkBytes, 0);
         if (count == 0) return 0;
@@ -100,7 +108,7 @@ FileCopy::FileCopy(const URL& source, const URL& destination) : source_(source) 
     }
     copy_ = Descriptor(open(destination.string().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     if (!copy_.isOpen()) throw FileError("Writing", destination.string(), errno);
-    int error = copyContents(from.get(), copy_.get());
+    int error = copyContents(from.get(), copy_.get(), status.st_size);
     if (error == 0) error = compareSizes(status, copy_.get());
     if (error != 0) {
         unlink(destination.string().c_str());

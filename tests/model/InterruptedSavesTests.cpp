@@ -41,6 +41,11 @@ Contents contents(const URL& directory) {
     return files;
 }
 
+/// Thousands of saves are made here, which memory takes twenty times as fast as a disk.
+fs::path quickFileSystem() {
+    return access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
+}
+
 enum class Save { newPackage, overPackage, overPackageInTwoSteps, overItself };
 
 /// Saves of a project where there is no package yet, or an older one, with things going wrong meanwhile.
@@ -104,7 +109,7 @@ protected:
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(home_.path()), {}));
     }
 
-    test::TemporaryDirectory directory_;
+    test::TemporaryDirectory directory_{quickFileSystem()};
     URL home_ = directory_.file("Varnelle Projects");
     URL template_ = directory_.file("template.varnelle");
     URL package_;
@@ -139,10 +144,12 @@ bool isSentence(const std::string& text) {
 
 TEST_P(InterruptedSaves, AFailureOfAnyCallLeavesTheOldPackageOrTheNewOne) {
     const Expected expected = saveWithoutFault(GetParam());
+    RecordProperty("calls", expected.callCount);
     ASSERT_GT(expected.callCount, 40);
     for (const int error : {ENOSPC, EIO, EACCES}) {
         bool hasStruck = true;
         int failures = 0;
+        int toleratedFlushes = 0;
         for (int at = 1; hasStruck; ++at) {
             const ProjectEditorState state = prepare(GetParam());
             std::optional<std::string> complaint;
@@ -158,6 +165,7 @@ TEST_P(InterruptedSaves, AFailureOfAnyCallLeavesTheOldPackageOrTheNewOne) {
                     complaint = thrown.what();
                 }
                 hasStruck = faults.hasStruck();
+                if (faults.struckCall() == "fsync" && !complaint) ++toleratedFlushes;
                 where = faults.struckCall() + ", call " + std::to_string(at);
             }
             if (complaint) {
@@ -173,6 +181,9 @@ TEST_P(InterruptedSaves, AFailureOfAnyCallLeavesTheOldPackageOrTheNewOne) {
             }
         }
         EXPECT_GT(failures, 20) << "with error " << error;
+        // Of the folder for the assets and of the manifest's name, which a later flush covers, and of the
+        // package's name once it stands there.
+        EXPECT_EQ(toleratedFlushes, 3) << "with error " << error;
     }
 }
 

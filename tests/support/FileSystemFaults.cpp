@@ -138,6 +138,10 @@ ssize_t copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset
 int sync_file_range(int /*file*/, off64_t /*offset*/, off64_t /*count*/, unsigned /*flags*/) {
     return active != nullptr && active->refuses("sync_file_range", Calls::takingSpace) ? -1 : 0;
 }
+int fallocate(int file, int mode, off64_t offset, off64_t count) {
+    return call<int(int, int, off64_t, off64_t)>("fallocate", Calls::takingSpace, -1, file, mode, offset,
+                                                 count);
+}
 int flock(int file, int operation) noexcept {
     return call<int(int, int)>("flock", Calls::all, -1, file, operation);
 }

@@ -10,8 +10,8 @@ namespace varnelle::test {
 /// A fresh directory that goes away, with all that is in it, at the end of the test.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory()
-        : url_(std::filesystem::temp_directory_path() / ("varnelle-test-" + UUID::random().string())) {
+    explicit TemporaryDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+        : url_(parent / ("varnelle-test-" + UUID::random().string())) {
         std::filesystem::create_directories(url_.path());
     }
     ~TemporaryDirectory() {
