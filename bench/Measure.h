@@ -39,6 +39,7 @@ std::vector<NamedRow> frameRows();
 std::vector<NamedRow> telemetryRows();
 std::vector<NamedRow> editingRows();
 std::vector<NamedRow> exportRows();
+std::vector<NamedRow> savingRows();
 std::vector<NamedRow> recordingRows();
 
 }  // namespace varnelle::bench
