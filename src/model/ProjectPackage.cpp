@@ -14,8 +14,9 @@
 namespace varnelle {
 namespace {
 
-/// Thousands of steps of history don't reach it; reading more than this into memory would be a risk.
-constexpr std::uint64_t kLargestManifest = std::uint64_t{64} << 20;
+/// Far beyond any history: a step of 200 clips takes some 35 KB. More than this, read into memory, would be a
+/// risk.
+constexpr std::uint64_t kLargestManifest = std::uint64_t{1} << 30;
 
 void addSources(const Project& project, std::set<URL>& sources) {
     const RecordingSession& session = project.recordingSession;
