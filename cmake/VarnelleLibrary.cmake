@@ -5,8 +5,10 @@ if(CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
 endif()
 
+add_library(varnelle_warnings INTERFACE)
+target_compile_options(varnelle_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
 add_library(varnelle_options INTERFACE)
-target_compile_options(varnelle_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
+target_link_libraries(varnelle_options INTERFACE varnelle_warnings)
 # Optimising, GCC 12 sees overlapping copies in its own std::string (its bug 105651) and unset values in std::optional
 # (80635).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
