@@ -1,9 +1,18 @@
 #include "render/CanvasBackground.h"
 
-#include <algorithm>
-#include <cmath>
+#include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "foundation/Log.h"
+#include "foundation/Resources.h"
 #include "imaging/FloatImage.h"
+#include "media/PictureFile.h"
+#include "render/AspectFill.h"
+#include "render/WallpaperOptions.h"
 
 namespace varnelle {
 namespace {
@@ -71,47 +80,103 @@ FloatImage gradientImage(const std::array<Color, 3>& colors, int width, int heig
     return image;
 }
 
+Bitmap plainBitmap(const Color& color, int width, int height) {
+    Bitmap bitmap(width, height);
+    fill(bitmap.view(), color);
+    return bitmap;
+}
+
+std::optional<VideoFrame> loaded(const URL& url) {
+    if (!url.exists()) return std::nullopt;
+    try {
+        return loadPicture(url);
+    } catch (const std::exception& error) {
+        logger(LogCategory::app).warn("{}", error.what());
+        return std::nullopt;
+    }
+}
+
+/// The picture that a path tells, in its own size.
+std::optional<VideoFrame> loadWallpaper(std::string_view path) {
+    if (path.empty()) return std::nullopt;
+    if (path.starts_with(kAssetScheme)) {
+        const std::string_view resource = path.substr(kAssetScheme.size());
+        if (auto picture = loaded(resourceURL(resource))) return picture;
+        const std::size_t slash = resource.rfind('/');
+        if (slash != std::string_view::npos) {
+            if (auto picture = loaded(resourceURL(resource.substr(slash + 1)))) return picture;
+        }
+    }
+    return loaded(URL(path));
+}
+
 }  // namespace
 
-const std::vector<GradientWallpaper>& gradientWallpapers() {
-    static const std::vector<GradientWallpaper> wallpapers{
-        {"Tropical Breeze", "tropical", {{{0.0, 0.85, 0.95}, {0.95, 0.85, 0.0}, {1.0, 0.45, 0.0}}}},
-        {"Berry Blast", "berry", {{{0.95, 0.0, 0.45}, {0.35, 0.0, 0.85}, {0.1, 0.05, 0.25}}}},
-        {"Golden Hour", "golden_hour", {{{1.0, 0.65, 0.0}, {1.0, 0.35, 0.25}, {0.85, 0.1, 0.45}}}},
-        {"Frosted Mint", "mint", {{{0.0, 0.95, 0.75}, {0.25, 0.85, 0.95}, {1.0, 1.0, 1.0}}}},
-        {"Electric Lime", "lime", {{{0.75, 1.0, 0.0}, {0.0, 0.65, 0.32}, {0.05, 0.15, 0.05}}}},
-        {"Prism Flow", "prism", {{{0.95, 0.1, 0.1}, {0.1, 0.95, 0.1}, {0.1, 0.1, 0.95}}}},
-        {"Solar Flare", "solar_flare", {{{1.0, 0.92, 0.12}, {1.0, 0.45, 0.0}, {0.85, 0.05, 0.0}}}},
-        {"Glacier Ice", "glacier", {{{0.95, 0.98, 1.0}, {0.45, 0.82, 0.95}, {0.85, 0.95, 1.0}}}},
-        {"Peach Sorbet", "peach", {{{1.0, 0.82, 0.72}, {1.0, 0.62, 0.45}, {1.0, 0.45, 0.55}}}},
-        {"Digital Ocean", "digital_ocean", {{{0.0, 0.45, 0.95}, {0.0, 0.95, 0.85}, {0.05, 0.12, 0.45}}}},
-    };
-    return wallpapers;
-}
-
 std::optional<Bitmap> paintGradient(std::string_view key, int widthPixels, int heightPixels) {
-    for (const GradientWallpaper& wallpaper : gradientWallpapers()) {
-        if (wallpaper.key == key) return gradientImage(wallpaper.colors, widthPixels, heightPixels).bitmap();
-    }
-    return std::nullopt;
+    const auto colors = gradientColors(key);
+    if (!colors) return std::nullopt;
+    return gradientImage(*colors, widthPixels, heightPixels).bitmap();
 }
 
-Bitmap paintCanvasBackground(CanvasBackgroundStyle style, std::string_view wallpaperPath, int widthPixels,
-                             int heightPixels) {
-    Color plain{0, 0, 0, 1};
-    if (style == CanvasBackgroundStyle::macOSWallpaper) {
-        const std::string_view path = wallpaperPath.empty() ? kDefaultWallpaperPath : wallpaperPath;
-        if (path.starts_with(kGradientScheme)) {
-            if (auto picture =
-                    paintGradient(path.substr(kGradientScheme.size()), widthPixels, heightPixels)) {
-                return *picture;
-            }
-        }
-        plain = kFallbackBackgroundColor;
+Bitmap CanvasBackground::backgroundLayer(CanvasBackgroundStyle style, const std::string& wallpaperPath,
+                                         CGSize canvas) {
+    const std::string key =
+        fmt::format("{:.2f}|{:.2f}|{}|{}", canvas.width, canvas.height, rawString(style), wallpaperPath);
+    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
+    const std::lock_guard lock(backgroundLayerBuildLock_);
+    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
+    Bitmap layer = builtLayer(style, wallpaperPath, canvas);
+    backgroundLayerCache_.setObject(key, layer);
+    return layer;
+}
+
+void CanvasBackground::removeCachedLayers() {
+    backgroundLayerCache_.removeAllObjects();
+    backgroundRecipeCache_.removeAllObjects();
+    wallpaperCache_.removeAllObjects();
+}
+
+Bitmap CanvasBackground::builtLayer(CanvasBackgroundStyle style, const std::string& wallpaperPath,
+                                    CGSize canvas) {
+    const int width = static_cast<int>(canvas.width);
+    const int height = static_cast<int>(canvas.height);
+    if (style != CanvasBackgroundStyle::macOSWallpaper) return plainBitmap({0, 0, 0, 1}, width, height);
+    const std::string path = wallpaperPath.empty() ? std::string(kDefaultWallpaperPath) : wallpaperPath;
+    const std::string key = fmt::format("{}-{}-{}-0.0", path, canvas.width, canvas.height);
+    if (auto picture = backgroundRecipeCache_.object(key)) return *picture;
+    std::optional<Bitmap> picture;
+    if (path.starts_with(kGradientScheme)) {
+        picture = paintGradient(std::string_view(path).substr(kGradientScheme.size()), width, height);
+    } else if (const auto source = wallpaper(path)) {
+        picture = aspectFilled(*source, width, height);
     }
-    Bitmap bitmap(widthPixels, heightPixels);
-    fill(bitmap.view(), plain);
-    return bitmap;
+    if (!picture) picture = plainBitmap(kFallbackBackgroundColor, width, height);
+    backgroundRecipeCache_.setObject(key, *picture);
+    return *picture;
+}
+
+std::optional<VideoFrame> CanvasBackground::wallpaper(const std::string& path) {
+    if (auto picture = wallpaperCache_.object(path)) return picture;
+    auto picture = loadWallpaper(path);
+    if (picture) wallpaperCache_.setObject(path, *picture);
+    return picture;
+}
+
+std::optional<Bitmap> wallpaperPreview(const std::string& path, double width, double height, double scale) {
+    static CountedCache<std::string, Bitmap> thumbnails(std::numeric_limits<std::size_t>::max());
+    const int pixelWidth = std::max(static_cast<int>(std::ceil(width * scale)), 1);
+    const int pixelHeight = std::max(static_cast<int>(std::ceil(height * scale)), 1);
+    const std::string key = fmt::format("{}|{}x{}", path, pixelWidth, pixelHeight);
+    if (auto thumbnail = thumbnails.object(key)) return thumbnail;
+    std::optional<Bitmap> thumbnail;
+    if (path.starts_with(kGradientScheme)) {
+        thumbnail =
+            paintGradient(std::string_view(path).substr(kGradientScheme.size()), pixelWidth, pixelHeight);
+    } else if (const auto source = loadWallpaper(path)) {
+        thumbnail = aspectFilled(*source, pixelWidth, pixelHeight);
+    }
+    if (thumbnail) thumbnails.setObject(key, *thumbnail);
+    return thumbnail;
 }
 
 }  // namespace varnelle

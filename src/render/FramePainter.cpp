@@ -12,7 +12,6 @@
 #include "imaging/RoundedRectMask.h"
 #include "imaging/ShadowField.h"
 #include "imaging/Sprite.h"
-#include "render/CanvasBackground.h"
 
 namespace varnelle {
 namespace {
@@ -137,7 +136,10 @@ private:
 void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
                          const BitmapView& output) {
     const bool isKept = !plan.shadow || plan.isShadowStill;
-    const Bitmap background = plan.shadow && plan.isShadowStill ? backdrop(plan) : backgroundLayer(plan);
+    const Bitmap background =
+        plan.shadow && plan.isShadowStill
+            ? backdrop(plan)
+            : canvasBackground_.backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, plan.canvas);
     std::optional<ShadowField> movingShadow;
     if (!isKept) {
         const RoundedRectMask mask(flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius,
@@ -156,29 +158,18 @@ void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const 
 }
 
 void FramePainter::removeCachedLayers() {
-    backgroundLayerCache_.removeAllObjects();
+    canvasBackground_.removeCachedLayers();
     backdropCache_.removeAllObjects();
     cursorCache_.removeAllObjects();
     bubbleShadowCache_.removeAllObjects();
 }
 
-Bitmap FramePainter::backgroundLayer(const FramePlan& plan) {
-    const std::string key = backgroundKey(plan);
-    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
-    const std::lock_guard lock(backgroundLayerBuildLock_);
-    if (auto layer = backgroundLayerCache_.object(key)) return *layer;
-    Bitmap layer =
-        paintCanvasBackground(plan.backgroundStyle, plan.wallpaperPath, static_cast<int>(plan.canvas.width),
-                              static_cast<int>(plan.canvas.height));
-    backgroundLayerCache_.setObject(key, layer);
-    return layer;
-}
-
 Bitmap FramePainter::backdrop(const FramePlan& plan) {
     const std::string key = backdropKey(plan);
     if (auto picture = backdropCache_.object(key)) return *picture;
-    const Bitmap background = backgroundLayer(plan);
-    const std::lock_guard lock(backgroundLayerBuildLock_);
+    const Bitmap background =
+        canvasBackground_.backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, plan.canvas);
+    const std::lock_guard lock(backdropBuildLock_);
     if (auto picture = backdropCache_.object(key)) return *picture;
     Bitmap picture(background.width(), background.height());
     ShadowField shadow = shadowField(plan, picture.width(), picture.height());

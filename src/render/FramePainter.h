@@ -9,6 +9,7 @@
 #include "imaging/PictureSampler.h"
 #include "media/VideoFrame.h"
 #include "render/BubblePainter.h"
+#include "render/CanvasBackground.h"
 #include "render/CursorArt.h"
 #include "render/FramePlan.h"
 
@@ -29,13 +30,12 @@ public:
     void removeCachedLayers();
 
 private:
-    [[nodiscard]] Bitmap backgroundLayer(const FramePlan& plan);
     /// The background with the plan's still shadow on it.
     [[nodiscard]] Bitmap backdrop(const FramePlan& plan);
     [[nodiscard]] std::shared_ptr<const CursorImageRecipe> cursorRecipe(CursorShape shape);
 
-    std::mutex backgroundLayerBuildLock_;  // one thread at a time builds a background or backdrop
-    CountedCache<std::string, Bitmap> backgroundLayerCache_{10};
+    CanvasBackground canvasBackground_;
+    std::mutex backdropBuildLock_;  // one thread at a time builds a backdrop
     CountedCache<std::string, Bitmap> backdropCache_{4};
     CountedCache<int, std::shared_ptr<const CursorImageRecipe>> cursorCache_{10};
     BubbleShadowCache bubbleShadowCache_{10};

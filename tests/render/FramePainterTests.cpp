@@ -89,7 +89,7 @@ TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
     plan.isShadowStill = false;
     const Bitmap moving = painted(painter, plan, screen);
     const Bitmap background =
-        paintCanvasBackground(CanvasBackgroundStyle::macOSWallpaper, plan.wallpaperPath, 320, 200);
+        CanvasBackground().backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, {320, 200});
     ShadowField shadow({{60.4, 200 - 50.2 - 112}, {200, 112}}, 14, 0.5, 12, 320, 200);
     std::vector<float> share(320);
     shadow.row(160, 0, 320, share.data());
