@@ -60,8 +60,8 @@ Raster<Value> halved(const Raster<Value>& source) {
 template <class Value>
 Raster<Value> blurredRaster(const Raster<Value>& source, float sigma) {
     Raster<Value> work = source;
-    // Six pixels of deviation are enough for bilinear sampling to look smooth.
-    while (sigma / work.pixel() > 12 && work.height() > 32) work = halved(work);
+    // Some three pixels of deviation are enough for bilinear sampling to look smooth.
+    while (sigma / work.pixel() > 6 && work.height() > 32) work = halved(work);
     blurInPlace(work, sigma / work.pixel());
     return work;
 }

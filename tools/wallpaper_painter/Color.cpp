@@ -3,10 +3,6 @@
 namespace varnelle::painter {
 namespace {
 
-float linearFromSRGB(float value) {
-    return value <= 0.04045F ? value / 12.92F : power((value + 0.055F) / 1.055F, 2.4F);
-}
-
 Vec3 oklab(Rgb c) {
     const float l = power(0.4122214708F * c.r + 0.5363325363F * c.g + 0.0514459929F * c.b, 1 / 3.0F);
     const float m = power(0.2119034982F * c.r + 0.6806995451F * c.g + 0.1073969566F * c.b, 1 / 3.0F);
@@ -31,13 +27,6 @@ Rgb fromOklab(Vec3 lab) {
 
 }  // namespace
 
-Rgb hex(std::uint32_t code) {
-    const auto component = [code](unsigned shift) {
-        return linearFromSRGB(static_cast<float>((code >> shift) & 0xFFU) / 255);
-    };
-    return {component(16), component(8), component(0)};
-}
-
 float sRGBFromLinear(float value) {
     return value <= 0.0031308F ? 12.92F * value : 1.055F * power(value, 1 / 2.4F) - 0.055F;
 }
@@ -48,8 +37,8 @@ Ramp::Ramp(std::initializer_list<Stop> stops) : low_(stops.begin()->at), high_((
         const float at = mix(low_, high_, static_cast<float>(i) / (kEntries - 1));
         while (left + 2 < stops.end() && (left + 1)->at < at) ++left;
         const Stop* right = left + 1;
-        const Vec3 a = oklab(hex(left->code));
-        const Vec3 b = oklab(hex(right->code));
+        const Vec3 a = oklab(colorFromCode(left->code));
+        const Vec3 b = oklab(colorFromCode(right->code));
         entries_[i] = fromOklab(a + (b - a) * linearStep(left->at, right->at, at));
     }
 }

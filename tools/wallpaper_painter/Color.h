@@ -52,8 +52,20 @@ inline Rgb saturated(Rgb c, float amount) {
     return mix(Rgb{grey, grey, grey}, c, amount);
 }
 
+constexpr float linearFromSRGB(float value) {
+    return value <= 0.04045F ? value / 12.92F : power((value + 0.055F) / 1.055F, 2.4F);
+}
 /// The colour of an sRGB code such as 0x3B7DD8.
-Rgb hex(std::uint32_t code);
+constexpr Rgb colorFromCode(std::uint32_t code) {
+    const auto component = [code](unsigned shift) {
+        return linearFromSRGB(static_cast<float>((code >> shift) & 0xFFU) / 255);
+    };
+    return {component(16), component(8), component(0)};
+}
+/// The same, worked out while compiling: shaders name their colours for every pixel.
+consteval Rgb hex(std::uint32_t code) {
+    return colorFromCode(code);
+}
 float sRGBFromLinear(float value);
 
 /// A row of colours blended in OKLab (Björn Ottosson, "A perceptual color space for image processing"), so

@@ -55,11 +55,13 @@ void paintGrove(Canvas& canvas, const Grove& grove) {
         const float groundLine = mix(grove.floorFar, grove.floorNear, t * t);
         const Rgb shade = mix(grove.farWood, grove.nearWood, power(t, 0.65F));
         canvas.repaint([&](Rgb c, float x, float y) {
-            const float floorY =
-                groundLine +
-                0.028F * noise(x * (5 - 3 * t), static_cast<float>(layer) * 3.1F, grove.seed + 1) +
-                0.008F * noise(x * 31, static_cast<float>(layer), grove.seed + 2) +
-                0.006F * std::abs(noise(x * 90, static_cast<float>(layer), grove.seed + 3));
+            // Far above the ground its shape makes no difference.
+            float floorY = groundLine;
+            if (y > groundLine - 0.35F) {
+                floorY += 0.028F * noise(x * (5 - 3 * t), static_cast<float>(layer) * 3.1F, grove.seed + 1) +
+                          0.008F * noise(x * 31, static_cast<float>(layer), grove.seed + 2) +
+                          0.006F * std::abs(noise(x * 90, static_cast<float>(layer), grove.seed + 3));
+            }
             const float near = nearness(x, y);
             const float warmth = exponential(-near / 0.42F);
             const auto cover = [&](Rgb wood, float inside) {
@@ -70,6 +72,7 @@ void paintGrove(Canvas& canvas, const Grove& grove) {
             const float narrowing = 1 + grove.convergence * (y - 1);
             const float across = aspect / 2 + (x - aspect / 2) / narrowing;
             for (const Trunk& trunk : trunks) {
+                if (std::abs(across - trunk.x) > 2.2F * trunk.half + 0.03F) continue;
                 const float flare =
                     1 + 0.9F * square(smoothStep(floorY - 0.16F - 0.1F * t, floorY + 0.02F, y));
                 const float half = trunk.half * (0.82F + 0.24F * y) * flare;
@@ -97,6 +100,7 @@ void paintGrove(Canvas& canvas, const Grove& grove) {
                       y - floorY);
             }
             // Mist between this row of trees and the next.
+            if (std::abs(y - groundLine) > 0.45F) return c;
             const float mist = (1 - t) * 0.42F * bell(y - groundLine, 0.11F) *
                                (0.7F + 0.5F * fractalNoise(x * 2.2F, y * 5 + 9 * t, 3, grove.seed + 5));
             return mix(c, grove.glow(near * 0.9F), saturate(mist));
@@ -226,8 +230,8 @@ void paintMountaintrees(Canvas& canvas) {
                                 seed + static_cast<std::uint32_t>(1000 + k)});
         }
         coverWithConifers(coverage, conifers);
-        const Rgb body = hex(ridge.code);
-        const Rgb mist = hex(ridge.mist);
+        const Rgb body = colorFromCode(ridge.code);
+        const Rgb mist = colorFromCode(ridge.mist);
         canvas.repaint([&](Rgb c, float x, float y) {
             const auto column =
                 static_cast<std::size_t>(std::min(x / pixel, static_cast<float>(lines.size() - 1)));

@@ -40,6 +40,8 @@ void layPane(Canvas& canvas, const Pane& pane, Rgb tint) {
     const float pixel = canvas.pixel();
     canvas.repaint([&](Rgb below, float x, float y) {
         const Rgb shade = hex(0x3A2A6A);
+        const float reach = length(pane.half) + 0.15F;
+        if (std::abs(x - pane.center.x) > reach || std::abs(y - pane.center.y) > reach) return below;
         const float thrown = locate(pane, x - 0.012F, y - 0.03F).inside;
         const PanePoint at = locate(pane, x, y);
         const float outside = smoothStep(-0.10F, 0.05F, thrown);
@@ -88,7 +90,7 @@ void paintGlassmorphism3(Canvas& canvas) {
         for (const Glow& glow : glows) {
             const float weight =
                 exponential(-square(length({wx - glow.center.x, wy - glow.center.y}) / glow.radius) * 2.2F);
-            sum += hex(glow.code) * weight;
+            sum += colorFromCode(glow.code) * weight;
             total += weight;
         }
         Rgb c = sum * (1 / total);

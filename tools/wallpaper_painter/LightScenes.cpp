@@ -123,6 +123,7 @@ void paintWallpaper7(Canvas& canvas) {
         c += hex(0xFFFFFF) * (0.22F * exponential(-square(length({x - 0.45F, y - 0.25F}) / 0.55F)));
         for (const Orb& orb : orbs) {
             const Vec2 d{(x - orb.center.x) / orb.radius, (y - orb.center.y) / orb.radius};
+            if (std::max(std::abs(d.x), std::abs(d.y)) > 2.3F) continue;
             const float r = length(d);
             // Each throws a wide shadow to the lower right.
             const float thrown = length({d.x - 0.32F, d.y - 0.42F});

@@ -73,7 +73,7 @@ inline float smoothStep(float a, float b, float x) {
     return t * t * (3 - 2 * t);
 }
 
-inline std::int32_t floorToInt(float x) {
+constexpr std::int32_t floorToInt(float x) {
     const auto truncated = static_cast<std::int32_t>(x);
     return truncated - static_cast<std::int32_t>(x < static_cast<float>(truncated));
 }
@@ -95,7 +95,7 @@ inline float cosine(float x) {
     return sine(x + kPi / 2);
 }
 
-inline float exponential2(float x) {
+constexpr float exponential2(float x) {
     const float limited = std::min(std::max(x, -120.0F), 120.0F);
     const std::int32_t whole = floorToInt(limited);
     const float f = limited - static_cast<float>(whole);
@@ -103,12 +103,12 @@ inline float exponential2(float x) {
         1 + f * (0.6931472F + f * (0.2402265F + f * (0.0555033F + f * (0.0096181F + f * 0.0013386F))));
     return mantissa * std::bit_cast<float>((whole + 127) << 23);
 }
-inline float exponential(float x) {
+constexpr float exponential(float x) {
     return exponential2(x * 1.44269504F);
 }
 
 /// For positive arguments.
-inline float logarithm2(float x) {
+constexpr float logarithm2(float x) {
     const auto bits = std::bit_cast<std::uint32_t>(x);
     auto exponent = static_cast<std::int32_t>(bits >> 23) - 127;
     float m = std::bit_cast<float>((bits & 0x7FFFFFU) | 0x3F800000U);
@@ -122,7 +122,7 @@ inline float logarithm2(float x) {
            2.88539008F * t * (1 + s * (1 / 3.0F + s * (1 / 5.0F + s * (1 / 7.0F))));
 }
 /// For bases of 0 and more.
-inline float power(float base, float exponent) {
+constexpr float power(float base, float exponent) {
     return base <= 1e-30F ? 0 : exponential2(exponent * logarithm2(base));
 }
 

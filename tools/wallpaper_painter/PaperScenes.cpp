@@ -81,6 +81,16 @@ void paintWallpaper4(Canvas& canvas) {
         return base + swell + 0.10F * side -
                0.11F * bell(x - (i % 2 == 0 ? 0.15F : aspect - 0.2F) + 0.05F * k, 0.24F);
     };
+    // Crests by column to be read between columns.
+    Field crests(canvas.width() + canvas.height() / 32, kSheets);
+    parallelRows(kSheets, [&](int i) {
+        for (int k = 0; k < crests.width(); ++k) crests.row(i)[k] = crest(i, static_cast<float>(k) * pixel);
+    });
+    const auto crestAt = [&](int i, float x) {
+        const float position = std::min(x / pixel, static_cast<float>(crests.width() - 2));
+        const float* line = crests.row(i) + static_cast<int>(position);
+        return mix(line[0], line[1], fraction(position));
+    };
     canvas.paint([&](float x, float y) {
         const float glow = exponential(-2.3F * length({(x - 0.62F * aspect) * 0.8F, y - 0.20F}));
         Rgb c = mix(hex(0xFFD9B0), hex(0xFFF6E4), glow * 1.4F);
@@ -90,12 +100,12 @@ void paintWallpaper4(Canvas& canvas) {
             (1 - 0.18F * exponential(-std::max(disc, 0.0F) / 0.02F) * static_cast<float>(disc > 0) * 0.4F);
         for (int i = 0; i < kSheets; ++i) {
             const float t = static_cast<float>(i) / (kSheets - 1);
-            const float line = crest(i, x);
-            const float slope = (crest(i, x + 0.002F) - line) / 0.002F;
+            const float line = crestAt(i, x);
+            const float slope = (crestAt(i, x + 0.002F) - line) / 0.002F;
             const float lean = 1 / std::sqrt(1 + slope * slope);
             const float inside = (y - line) * lean;
             // Shadow on what lies behind, thrown up and to the left by a low light from the front.
-            const float thrown = (y + 0.016F - crest(i, x + 0.012F)) * lean;
+            const float thrown = (y + 0.016F - crestAt(i, x + 0.012F)) * lean;
             c *= 1 - 0.50F * square(smoothStep(-0.075F, 0.015F, thrown)) -
                  0.1F * smoothStep(-0.012F, 0.0F, inside);
             if (inside < -pixel) continue;

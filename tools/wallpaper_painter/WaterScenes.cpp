@@ -186,6 +186,7 @@ void paintMidnight8(Canvas& canvas) {
         canvas.repaint([&](Rgb c, float x, float y) {
             const float from = land.side > 0 ? aspect - x : x;
             const float profile = power(saturate(1 - from / land.reach), 0.7F);
+            if (profile <= 0 || y < land.base - 1.3F * land.height || y > land.base + 0.04F) return c;
             const float rough = 0.75F + 0.5F * ridgedNoise(x * 3.1F, 0.7F, 6, land.seed, 0.5F);
             const float top = land.base - land.height * profile * rough + 0.004F;
             if (y < top - pixel || y > land.base + 0.035F * profile) return c;
@@ -194,7 +195,7 @@ void paintMidnight8(Canvas& canvas) {
                                 saturate(0.5F + (shore - y) / (2 * pixel)) * static_cast<float>(profile > 0);
             const float relief = ridgedNoise(x * 9, y * 12, 4, land.seed + 2) -
                                  ridgedNoise((x - 0.003F) * 9, (y + 0.002F) * 12, 4, land.seed + 2);
-            Rgb rock = hex(land.code) * (1 + 1.4F * relief) +
+            Rgb rock = colorFromCode(land.code) * (1 + 1.4F * relief) +
                        hex(0x6A8AD8) * (0.30F * saturate(relief * 3) * saturate(1 - (y - top) / 0.10F));
             rock += hex(0x8FB0FF) * (0.20F * exponential(-(y - top) / 0.003F));
             rock = mix(rock, hex(0x2A4486), 0.35F * smoothStep(land.base - 0.05F, land.base + 0.01F, y));
