@@ -65,7 +65,9 @@ float boulders(float x, float z, std::uint32_t seed) {
                 const float d2 = (square(x - cx) + square((z - cz) * 1.15F)) / square(radius);
                 if (d2 >= 1) continue;
                 top = std::max(
-                    top, -0.40F + rise * radius * 1.8F + radius * 0.85F * std::sqrt(1 - d2) + 0.38F * place);
+                    top,
+                    -0.45F + std::max(0.05F + rise * radius * 1.8F + radius * 0.85F + 0.38F * place, 0.0F) *
+                                 std::sqrt(1 - d2));
             }
         }
     }
@@ -150,7 +152,9 @@ void paintLake(Canvas& canvas, const Camera& camera, const LakeLight& light, std
     const auto stone = [&](Vec3 p) {
         const float grain = fractalNoise(p.x * 7, p.z * 7 + p.y * 5, 5, seed + 60, 0.6F);
         const float tone = random(floorToInt(p.x * 1.3F), floorToInt(p.z * 1.3F), seed + 61);
-        return light.rock * (1.05F + 0.30F * grain + 0.12F * tone);
+        return light.rock *
+               (1.0F + 0.42F * grain + 0.12F * tone + 0.16F * noise(p.x * 70, (p.z + p.y) * 70, seed + 68) -
+                0.45F * smoothStep(0.86F, 0.98F, ridgedNoise(p.x * 1.6F, p.z * 1.6F + p.y, 4, seed + 69)));
     };
     paintTerrain(canvas, depths, camera, {0.55F, 400}, surface, [&](Vec3 p, float depth, float size) {
         const float floor = bed(p.x, p.z);

@@ -122,6 +122,8 @@ void paintFarmvalley(Canvas& canvas) {
         const Rgb shaded = haze(mix(hex(0x14301E), hex(0x203620), hue) * 0.6F, depth, at.x);
         const auto seed = static_cast<std::uint32_t>(crowns.size());
         crowns.push_back({at, {size, size * dice(0.9F, 1.25F)}, depth, lit, shaded, {-0.8F, -0.6F}, seed});
+        // Every third shadow is enough where crowns stand close.
+        if (seed % 3 != 0 && radius < 0.08F) return;
         const Vec2 ground = camera.project(aspect, {foot.x + 1.2F * radius, foot.y, foot.z - 0.5F * radius});
         const float fade = exponential(-depth / 30);
         crowns.push_back({ground,

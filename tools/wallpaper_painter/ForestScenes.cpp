@@ -184,11 +184,11 @@ void paintMountaintrees(Canvas& canvas) {
     };
     const std::vector<Ridge> ridges{{0.43F, 0.16F, 1.3F, 0, 0, 0xA9B4CE, 0xF6DCC8},
                                     {0.50F, 0.11F, 1.9F, 0, 0, 0x8499BC, 0xEBD3C8},
-                                    {0.57F, 0.085F, 2.2F, 0.016F, 420, 0x64809F, 0xD3CCD0},
-                                    {0.65F, 0.075F, 1.9F, 0.034F, 260, 0x456883, 0xB4BFCB},
-                                    {0.745F, 0.07F, 1.6F, 0.070F, 130, 0x2B4E66, 0x8FA6B6},
-                                    {0.86F, 0.06F, 1.3F, 0.145F, 64, 0x173548, 0x5F7F92},
-                                    {1.0F, 0.05F, 1.1F, 0.30F, 26, 0x0A1F2C, 0x2F4F60}};
+                                    {0.57F, 0.085F, 2.2F, 0.016F, 1000, 0x64809F, 0xD3CCD0},
+                                    {0.65F, 0.075F, 1.9F, 0.034F, 800, 0x456883, 0xB4BFCB},
+                                    {0.745F, 0.07F, 1.6F, 0.070F, 420, 0x2B4E66, 0x8FA6B6},
+                                    {0.86F, 0.06F, 1.3F, 0.145F, 150, 0x173548, 0x5F7F92},
+                                    {1.0F, 0.05F, 1.1F, 0.30F, 54, 0x0A1F2C, 0x2F4F60}};
     for (std::size_t i = 0; i < ridges.size(); ++i) {
         const Ridge& ridge = ridges[i];
         const auto seed = static_cast<std::uint32_t>(810 + 20 * i);
@@ -251,8 +251,8 @@ void paintMountaintrees(Canvas& canvas) {
                 const float texture = fractalNoise(x * 26 / (1 + static_cast<float>(i) * 0.3F),
                                                    y * 60 / (1 + static_cast<float>(i) * 0.3F), 3, seed + 4);
                 color *= 1 + 0.16F * texture;
-                color += hex(0xFFC890) *
-                         (0.05F * exponential(-below / 0.02F) * exponential(-std::abs(x - sunX) / 0.5F));
+                color += hex(0xFFB890) *
+                         (0.018F * exponential(-below / 0.02F) * exponential(-std::abs(x - sunX) / 0.5F));
             }
             const float swirl =
                 0.75F + 0.5F * fractalNoise(x * 1.9F + static_cast<float>(i), y * 6, 4, seed + 5);

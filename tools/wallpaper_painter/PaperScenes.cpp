@@ -43,8 +43,9 @@ void paintLevels(Canvas& canvas) {
             color *= 0.86F + 0.22F * smoothStep(0.25F, 0.0F, inside);
             const float towardsLight =
                 saturate(0.5F + 0.5F * (slope.x * 0.64F + slope.y * 0.77F) / steepness);
-            color +=
-                mix(color, Rgb{1, 1, 1}, 0.4F) * (0.36F * towardsLight * bell(inside - 0.0009F, 0.0011F));
+            if (level > 0)
+                color +=
+                    mix(color, Rgb{1, 1, 1}, 0.4F) * (0.36F * towardsLight * bell(inside - 0.0009F, 0.0011F));
             // The next sheet's shadow falls down and to the right.
             float shadow = 0;
             for (const float reach : {0.008F, 0.022F, 0.048F}) {

@@ -194,12 +194,12 @@ void paintSonomaEvening(Canvas& canvas) {
     const Hills hills{0.70F, 2.0F, 4.2F, 16, 320};
     const float sunX = 0.42F;
     const Hour hour{normalized({-0.80F, 0.24F, 0.50F}),
-                    hex(0xFFB468) * 2.1F,
-                    hex(0x6F78D0) * 0.42F,
+                    hex(0xFFCB94) * 1.9F,
+                    hex(0x7C86E0) * 0.62F,
                     hex(0x8A6AA4),
                     hex(0xFFAE7A),
                     sunX,
-                    42};
+                    60};
     canvas.paint([&](float x, float y) {
         const float d = length({x - sunX, y - 0.375F});
         Rgb c = sky(y / camera.horizon + 0.06F * noise(x * 1.2F, y * 3, 321));
@@ -219,7 +219,7 @@ void paintSonomaEvening(Canvas& canvas) {
                  .hazeDepth = 60,
                  .offset = {3, 3},
                  .seed = 322});
-    const Ground ground{hex(0x7C8E3C), hex(0xC79A4C), hex(0x557A34), hex(0x9A6448), 0.85F, 0.14F};
+    const Ground ground{hex(0x6E9440), hex(0xC2A858), hex(0x3F7A38), hex(0xA87858), 0.85F, 0.14F};
     const Field depths = paintHills(canvas, camera, hills, hour, ground);
     plantOaks(canvas, depths, camera, hills, hour,
               {9000, 0.3F, hex(0x7A4E2E), hex(0x150F22), {-0.9F, -0.5F}, 1});
@@ -266,13 +266,13 @@ void paintSonomaHorizon(Canvas& canvas) {
     const Camera camera{{0, 0.85F, 0}, 0.58F, 0.9F};
     const Hills hills{0.30F, 1.3F, 3.8F, 22, 360};
     const float sunX = 1.24F;
-    const Hour hour{normalized({0.36F, 0.16F, 0.9F}),
-                    hex(0xFFC988) * 2.2F,
-                    hex(0x9FB4E8) * 0.5F,
+    const Hour hour{normalized({0.55F, 0.22F, 0.65F}),
+                    hex(0xFFDDAE) * 2.0F,
+                    hex(0x9FB4F0) * 0.62F,
                     hex(0xC3B4C4),
                     hex(0xFFDCA6),
                     sunX,
-                    40};
+                    55};
     canvas.paint([&](float x, float y) {
         const float d = length({x - sunX, y - 0.515F});
         Rgb c = sky(y / camera.horizon);

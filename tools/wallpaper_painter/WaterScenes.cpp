@@ -77,7 +77,7 @@ void paintRiverlight(Canvas& canvas) {
         c *= 1 + 0.2F * fractalNoise(p.x * 6, p.z * 5, 3, 909) +
              0.2F * smoothStep(0.01F, 0.002F, size) * noise(p.x * 60, p.z * 40, 910);
         const float facing = saturate(0.25F + dot(n, sun) * 1.6F);
-        c = c * (hex(0xFFA860) * (0.70F * square(facing)) + hex(0x5A6CC8) * (0.46F * n.y));
+        c = c * (hex(0xFFC08A) * (0.75F * square(facing)) + hex(0x6478D8) * (0.60F * n.y));
         // The wet margin shines.
         c += hex(0xFFB070) * (0.35F * bell(ground - 0.004F, 0.006F) * bell(x - glow.x, 0.5F));
         return haze(c, depth, x);
@@ -98,7 +98,7 @@ void paintRiverlight(Canvas& canvas) {
         if (size < 0.0006F || at.y > 1.2F) continue;
         const float warmth = bell(at.x - glow.x, 0.5F);
         const Rgb lit =
-            haze(mix(hex(0x2E3A4E), hex(0xC0743E), 0.05F + 0.7F * square(warmth)) * 0.45F, z, at.x);
+            haze(mix(hex(0x2C4258), hex(0xC88A4E), 0.04F + 0.6F * square(warmth)) * 0.5F, z, at.x);
         crowns.push_back({at,
                           {size, size * dice(1.1F, 1.7F)},
                           z,
