@@ -8,6 +8,7 @@
 
 #include "imaging/Blending.h"
 #include "imaging/ShadowField.h"
+#include "render/AspectFill.h"
 
 namespace varnelle {
 namespace {
@@ -18,13 +19,6 @@ CGRect flipped(const CGRect& rect, double canvasHeight) {
 
 int column(double x, double canvasWidth) {
     return static_cast<int>(std::clamp(x, 0.0, canvasWidth));
-}
-
-/// The whole picture, scaled to fill a rectangle and centred on it.
-CGRect aspectFill(const PlanarPicture& picture, const CGRect& rect) {
-    const double scale = std::max(rect.width() / picture.width, rect.height() / picture.height);
-    const CGSize size{picture.width * scale, picture.height * scale};
-    return {{rect.midX() - size.width / 2, rect.midY() - size.height / 2}, size};
 }
 
 std::shared_ptr<const BubbleShadow> makeShadow(const FramePlan& plan, const CGRect& rect) {
@@ -86,7 +80,8 @@ BubblePainter::BubblePainter(const FramePlan& plan, const PlanarPicture& camera,
       endColumn_(column(std::ceil(rect_.maxX()), plan.canvas.width)),
       isMirrored_(plan.bubble->isMirrored) {
     if (endColumn_ <= firstColumn_ || camera.width <= 0 || camera.height <= 0) return;
-    CGRect destination = aspectFill(camera, rect_);
+    CGRect destination =
+        aspectFillRect({static_cast<double>(camera.width), static_cast<double>(camera.height)}, rect_);
     if (isMirrored_) {
         // Drawn unmirrored where the reversal of the columns brings it to its place.
         destination.origin.x += firstColumn_ + endColumn_ - destination.minX() - destination.maxX();
