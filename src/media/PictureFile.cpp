@@ -86,7 +86,7 @@ VideoFrame bgra(const AVFrame& source, const URL& url) {
                        SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_FULL_CHR_H_INT, nullptr,
                        nullptr, nullptr));
     if (!scaler) fail(MediaError::Code::cannotDecode, url, "its pixels are of an unknown kind");
-    const VideoFrame picture =
+    VideoFrame picture =
         VideoFrame::allocate(PixelFormat::bgra, source.width, source.height, ColorDescription::sRGB());
     std::uint8_t* const planes[] = {picture.plane(0).data};
     const int strides[] = {static_cast<int>(picture.plane(0).bytesPerRow)};
