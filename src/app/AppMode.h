@@ -15,12 +15,4 @@ enum class AppMode {
 };
 Q_ENUM_NS(AppMode)
 
-/// State of the recording pipeline.
-enum class RecordingState { idle, preparing, recording, stopping };
-Q_ENUM_NS(RecordingState)
-
-/// What the user chose to record.
-enum class RecordingType { display, window, area };
-Q_ENUM_NS(RecordingType)
-
 }  // namespace varnelle

@@ -1,6 +1,7 @@
 #include "app/AppState.h"
 
 #include <QPointer>
+#include <cassert>
 #include <exception>
 #include <utility>
 
@@ -83,7 +84,8 @@ void AppState::showPermissionsWindow() {
 void AppState::finishPermissions() {
     allowsPermissionsWindowClose_ = true;
     windows_.closePermissionsWindow();
-    QMetaObject::invokeMethod(this, &AppState::returnToSetup, Qt::QueuedConnection);
+    const auto goOn = [this] { _currentProject ? windows_.showMainWindow() : returnToSetup(); };
+    QMetaObject::invokeMethod(this, goOn, Qt::QueuedConnection);
 }
 
 bool AppState::permissionsWindowShouldClose() {
@@ -107,7 +109,7 @@ void AppState::applicationShouldHandleReopen() {
 }
 
 TerminationReply AppState::applicationShouldTerminate() {
-    if (pendingProjectAlertAction_) return TerminationReply::cancel;
+    if (pendingProjectAlertAction_ || _isSavingProject) return TerminationReply::cancel;
     if (!hasUnsavedChanges()) return TerminationReply::now;
     pendingProjectAlertAction_ = QuitApplication{};
     presentProjectTransitionAlert(QuitApplication{});
@@ -131,6 +133,7 @@ void AppState::adoptSaved(ProjectEditorState state, const URL& package) {
 }
 
 void AppState::beginProject(Project project) {
+    assert(!_currentProject);
     ++projectGeneration_;
     currentProjectFileURL_.reset();
     lastSavedProjectFingerprint_.reset();
@@ -182,6 +185,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
     const QPointer<AppState> self = this;
     const std::optional<ProjectEditorState> state = currentEditorState();
     if (!state) throw ProjectPersistenceError::noProject();
+    assert(!_isSavingProject);
     const bool wasNeverSaved = !currentProjectFileURL_;
     const Project previous = *_currentProject;
     set(_isSavingProject, true, &AppState::isSavingProjectChanged);
@@ -200,7 +204,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
     if (failure) std::rethrow_exception(failure);
     adoptSaved(std::move(saved.state), saved.packageURL);
-    if (wasNeverSaved) deleteSessionDirectory(previous, directories_.temporary);
+    if (wasNeverSaved) removeSession(previous);
 }
 
 void AppState::closeCurrentProject(bool deletingRecording) {
@@ -209,12 +213,18 @@ void AppState::closeCurrentProject(bool deletingRecording) {
     if (_isExporting) cancelExport();
     exportEngine_.reset();  // what it still reports concerns nobody
     _timelineEditor.reset();
-    set(_currentProject, {}, &AppState::currentProjectChanged);
     currentProjectFileURL_.reset();
     lastSavedProjectFingerprint_.reset();
+    set(_currentProject, {}, &AppState::currentProjectChanged);
     set(_exportFilename, {}, &AppState::exportFilenameChanged);
     set(_currentRecordingURL, {}, &AppState::currentRecordingURLChanged);
-    if (deletingRecording && project) deleteSessionDirectory(*project, directories_.temporary);
+    if (deletingRecording && project) removeSession(*project);
+}
+
+/// Recordings are large, and unlinking them takes its time.
+void AppState::removeSession(const Project& project) {
+    fileQueue_.async(
+        [project, temporary = directories_.temporary] { deleteSessionDirectory(project, temporary); });
 }
 
 bool AppState::hasUnsavedChanges() const {
@@ -225,7 +235,7 @@ bool AppState::hasUnsavedChanges() const {
 }
 
 QCoro::Task<> AppState::requestProjectTransition(ProjectTransitionAction action) {
-    if (pendingProjectAlertAction_) co_return;
+    if (pendingProjectAlertAction_ || _isSavingProject) co_return;
     if (!hasUnsavedChanges()) {
         const QCoro::Task<> transition = performProjectTransition(action);
         co_await transition;
@@ -257,7 +267,7 @@ void AppState::answerProjectAlert(const ProjectTransitionAction& action, Project
 
 QCoro::Task<> AppState::saveAndPerform(ProjectTransitionAction action) {
     const QPointer<AppState> self = this;
-    std::string failure;
+    std::optional<std::string> failure;
     try {
         const QCoro::Task<> saving = saveCurrentProject();
         co_await saving;
@@ -265,11 +275,11 @@ QCoro::Task<> AppState::saveAndPerform(ProjectTransitionAction action) {
         failure = error.what();
     }
     if (!self) co_return;
-    if (failure.empty()) {
+    if (!failure) {
         performProjectTransition(action);
     } else {
         abandonTransition(action);
-        windows_.showError(failure);
+        windows_.showError(*failure);
     }
 }
 

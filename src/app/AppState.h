@@ -83,7 +83,7 @@ public:
     void showExportView();
     void showMainWindow() { windows_.showMainWindow(); }
     void showPermissionsWindow();
-    /// All permissions have been granted.
+    /// All permissions have been granted: to the dock bar, or back to the open project.
     void finishPermissions();
     /// Whether the permissions window may close. The user's closing it without the permissions quits.
     [[nodiscard]] bool permissionsWindowShouldClose();
@@ -94,10 +94,8 @@ public:
     [[nodiscard]] TerminationReply applicationShouldTerminate();
 
     // The project.
-    /// Takes up the project of a recording that has just ended, as yet unsaved.
+    /// Takes up the project of a recording that has just ended, as yet unsaved. No other may be open.
     void beginProject(Project project);
-    /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
-    QCoro::Task<> openProject(URL url);
     /// Asks to open packages one after the other, each like a choice of the user.
     QCoro::Task<> openFiles(std::vector<URL> urls);
     /// Runs an edit of the open project and publishes its result. Nothing happens without a project or while
@@ -106,10 +104,10 @@ public:
     /// The document as it would be saved now.
     [[nodiscard]] std::optional<ProjectEditorState> currentEditorState() const;
     /// Saves the project into its package; throws what `saveProject` throws, and then nothing has changed.
+    /// Not while it is being saved already.
     QCoro::Task<> saveCurrentProject();
-    void closeCurrentProject(bool deletingRecording);
     /// Does something that makes the project go away, after a question if there are unsaved changes. One
-    /// question at a time: while one waits, this does nothing.
+    /// question at a time: while one waits, or the project is being saved, this does nothing.
     QCoro::Task<> requestProjectTransition(ProjectTransitionAction action);
 
     // Export.
@@ -140,6 +138,10 @@ private:
     void set(Value& field, Value value, void (AppState::*changed)());
     void launch();
     void showInMainWindow(AppMode mode);
+    /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
+    QCoro::Task<> openProject(URL url);
+    void closeCurrentProject(bool deletingRecording);
+    void removeSession(const Project& project);
     void adopt(ProjectEditorState state);
     void adoptSaved(ProjectEditorState state, const URL& package);
     [[nodiscard]] bool hasUnsavedChanges() const;
