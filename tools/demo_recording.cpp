@@ -34,7 +34,7 @@ the output is a JSON object with the figures.
 
   --seconds S        record for at least so long (20)
   --during COMMAND   a shell command to run while recording; the recording lasts until it ends
-  --wallpaper PATH   the canvas behind the recording (procedural://gradient/digital_ocean)
+  --wallpaper PATH   the canvas behind the recording (the wallpaper that new projects have)
 )";
 
 double secondsSince(Clock::time_point start) {
@@ -132,7 +132,7 @@ QCoro::Task<int> demo(CommandLine arguments) {
 
     ProjectEditorState state;
     state.currentProject = makeProject(
-        recorded.session, arguments.option("wallpaper").value_or("procedural://gradient/digital_ocean"));
+        recorded.session, arguments.option("wallpaper").value_or(std::string(kDefaultWallpaperPath)));
     const URL package = writePackage(
         state, output.parent().appending(output.stem() + "." + std::string(kProjectPackageExtension)));
     const Project reopened = readPackage(package).currentProject;

@@ -141,6 +141,33 @@ TEST(FramePainter, BubbleShowsTheMiddleOfTheCameraAboveAll) {
     }
 }
 
+TEST(FramePainter, DrawsOnCanvasesOfAnySize) {
+    FramePainter painter;
+    const VideoFrame screen = plainFrame(64, 48, 0, 100, 0);
+    for (const CGSize& canvas :
+         {CGSize{2, 2}, CGSize{3, 7}, CGSize{8192, 2}, CGSize{2, 8192}, CGSize{8192, 300}}) {
+        OverlayConfiguration look;
+        look.wallpaperPath = "procedural://gradient/none";
+        for (const double progress : {0.0, 1.0}) {
+            FramePlanInput input;
+            input.canvas = canvas;
+            input.sourceSize = {64, 48};
+            input.configuration = &look;
+            input.hasCameraFrame = true;
+            input.cursorState.visibility = CursorVisibility::visible;
+            input.cursorState.position = {0.5, 0.5};
+            input.cursorState.clickScale = 1;
+            input.captureRegion = {0, 0, 64, 48};
+            input.zoomPanState.isEmpty = false;
+            input.zoomPanState.phase = ZoomPanPhase::holding;
+            input.zoomPanState.progress = progress;
+            input.snapshot = SmoothingCameraSnapshot{{0.2, 0.9}, 3};
+            const Bitmap picture = painted(painter, makeFramePlan(input), screen, cameraPicture());
+            EXPECT_EQ(picture.view().pixel(picture.width() - 1, picture.height() - 1)[3], 255);
+        }
+    }
+}
+
 TEST(FramePainter, ARoundBubbleCoversTheAreaOfACircle) {
     FramePainter painter;
     FramePlan plan = planFor({120, 120}, {{200, 0}, {10, 10}});  // background alone: green 26
