@@ -1,6 +1,7 @@
 #include "timeline/TimelineEditor.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <random>
 
@@ -217,6 +218,27 @@ TEST_F(TimelineEditorTest, ASnapshotSharesWhatDidNotChange) {
     EXPECT_TRUE(editor.project().timeline.tracks[1].clips.sharesStorage(beforeSplit.tracks[1].clips));
 }
 
+TEST_F(TimelineEditorTest, TenThousandStepsTakeLittleMemory) {
+    const auto bytesInUse = [] {
+        const struct mallinfo2 info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    if (bytesInUse() == 0) GTEST_SKIP() << "a sanitizer keeps the memory of this build";
+    Project project = editor.project();
+    std::vector<TimelineClip> many(1000, clips()[0]);
+    for (TimelineClip& clip : many) clip.id = UUID::random();
+    project.timeline.tracks.mutableElements()[0].clips = std::move(many);
+    editor = TimelineEditor({project, {}, {}});
+    std::vector<CMTimeRange> ranges;
+    for (int i = 0; i < 200; ++i) ranges.push_back(rangeOfSeconds(5.0 * i, 2));
+    editor.seedZoomPanClips(ranges);
+    const UUID last = zoomPanID(199);
+    const std::size_t before = bytesInUse();
+    for (int i = 0; i < 10'000; ++i) editor.moveZoomPanClip(last, timeFromSeconds(2000), 996 + i % 2);
+    EXPECT_EQ(editor.state().undoStack.size(), 10'000U);
+    EXPECT_LT(bytesInUse() - before, 200'000'000U);
+}
+
 /// A cut, tick by tick of 1/600 s: what is left of a clip is those of its ticks that the cut spares.
 TEST(ZoomPanClipArithmetic, CutsLikeCountingTicks) {
     std::mt19937 random(7);
@@ -270,8 +292,15 @@ public:
                 return editor.splitClip(clip.id, track, time(clampedSeconds(clip.trimRange.duration)));
             case 1:
                 return editor.deleteClip(clip.id, track);
-            case 2:
-                return editor.trimClip(clip.id, track, maybe(time(70)), maybe(time(70)), source);
+            case 2: {
+                editor.trimClip(clip.id, track, maybe(time(70)), maybe(time(70)), source);
+                const auto& trimmed = editor.project().timeline.tracks[track].clips;
+                for (const TimelineClip& now : trimmed) {
+                    const bool isTrimmed = now.id == clip.id && now.trimRange != clip.trimRange;
+                    EXPECT_TRUE(!isTrimmed || now.trimRange.duration >= timeFromSeconds(0.25));
+                }
+                return;
+            }
             case 3:
                 return editor.addZoomPanClip(
                     {time(std::max(0.0, seconds - 2)), timeFromSeconds(std::min(2.0, seconds))});
