@@ -4,6 +4,7 @@
 
 #include "camera/CursorRecordingFile.h"
 #include "foundation/AtomicFile.h"
+#include "media/AssetReader.h"
 #include "media/MediaError.h"
 #include "render/VideoCompositorError.h"
 #include "support/MediaFixtures.h"
@@ -114,6 +115,59 @@ TEST_F(VideoCompositorTest, ShortCameraIsStretchedAndTelemetryIsOptional) {
     result = VideoCompositor::buildComposition(project);
     EXPECT_TRUE(contentsOf(result).smoothingCamera);
     EXPECT_EQ(result.autoZoomAndPanActiveRanges.size(), 1U);
+}
+
+/// The number that the bubble shows at a moment, where the bubble covers the canvas. Without one the dark
+/// canvas reads as 0.
+int cameraNumberAt(const Project& project, double seconds) {
+    const CompositionResult result = VideoCompositor::buildComposition(project);
+    AssetReader reader(result.composition, result.videoComposition);
+    EXPECT_TRUE(reader.startReading());
+    while (const auto sample = reader.copyNextSampleBuffer()) {
+        if (sample->presentationTime < timeFromSeconds(seconds)) continue;
+        const VideoFrame& composed = *sample->image();
+        VideoFrame luma = VideoFrame::allocate(PixelFormat::i420, composed.width(), composed.height(),
+                                               ColorDescription::bt709Limited());
+        for (int y = 0; y < composed.height(); ++y) {
+            for (int x = 0; x < composed.width(); ++x) {
+                const int green = composed.plane(0).data[y * composed.plane(0).bytesPerRow + 4 * x + 1];
+                luma.plane(0).data[y * luma.plane(0).bytesPerRow + x] =
+                    static_cast<std::uint8_t>(16 + green * 219 / 255);
+            }
+        }
+        return test::readNumber(luma);
+    }
+    return -1;
+}
+
+TEST_F(VideoCompositorTest, TheCameraFollowsTheCutsOfTheScreen) {
+    project.recordingSession.renderSize = {128, 128};
+    OverlayConfiguration& look = project.timeline.overlayConfiguration;
+    look.wallpaperPath = "procedural://gradient/none";
+    look.relativeSize = 1;
+    look.padding = 0;
+    look.maskType = OverlayMaskType::square;
+    look.overlayShadowOpacity = 0;
+    const auto recordsCamera = [&](int frames, int rate) {
+        const URL camera = directory.file(std::to_string(frames) + ".mov");
+        test::writeNumberedMovie(camera, test::smallVideo(128, 128), test::regularTimes(frames, rate), {},
+                                 CMTime::make(frames, rate));
+        project.recordingSession.cameraRecordingURL = camera;
+    };
+    struct Case {
+        const char* what;
+        int frames, rate;
+        int whole, cut;  ///< the picture at 1 s of the whole movie, and at 0.5 s of a clip that begins at 1 s
+    };
+    for (const Case& c :
+         {Case{"as long as the screen", 40, 20, 20, 30}, Case{"longer, another rate", 30, 10, 10, 15},
+          Case{"shorter, so stretched; nothing is left of it in the cut", 20, 20, 10, 0}}) {
+        recordsCamera(c.frames, c.rate);
+        setClips({{rangeOfSeconds(0, 2), 0}});
+        EXPECT_EQ(cameraNumberAt(project, 1), c.whole) << c.what;
+        setClips({{rangeOfSeconds(1, 1), 0}});
+        EXPECT_EQ(cameraNumberAt(project, 0.5), c.cut) << c.what;
+    }
 }
 
 }  // namespace
