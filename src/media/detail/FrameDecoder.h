@@ -5,7 +5,7 @@
 #include "foundation/URL.h"
 #include "media/MediaAsset.h"
 #include "media/VideoFrame.h"
-#include "media/detail/FFmpegPtr.h"
+#include "media/detail/StreamDecoder.h"
 
 namespace varnelle::detail {
 
@@ -22,23 +22,14 @@ public:
     FrameDecoder(const URL& url, const MediaTrack& track);
 
     /// Goes to a key frame at or before the time.
-    void seek(const CMTime& time);
+    void seek(const CMTime& time) { decoder_.seek(time); }
     /// The next frame; absent at the end of the track.
     [[nodiscard]] std::optional<DecodedFrame> next();
 
 private:
-    void open(const MediaTrack& track);
-    [[nodiscard]] bool feed();
     [[nodiscard]] VideoFrame picture(FramePtr frame);
-    void skipDamage(const char* what);
 
-    URL url_;
-    InputPtr input_;
-    AVStream* stream_ = nullptr;
-    CodecContextPtr context_;
-    PacketPtr packet_;
-    bool isDraining_ = false;
-    bool hasLoggedDamage_ = false;
+    StreamDecoder decoder_;
     SwsContextPtr converter_;
 };
 
