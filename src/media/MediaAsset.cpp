@@ -91,11 +91,13 @@ std::map<int, StreamWalk> walkThroughPackets(detail::MovieIndexInput& input) {
 
 CMTime trackEnd(const AVStream& stream, const StreamWalk& walk, bool isFragmented) {
     // A recording in fragments, or one that was cut off, has no length that can be trusted. Where pictures
-    // are reordered, the container's counts from the first presentation, else from the first decoding time.
+    // are reordered or an encoder primes its sound, the container's counts from the first presentation, else
+    // from the first decoding time.
     const bool isComplete = !isFragmented && walk.wholePackets >= avformat_index_get_entries_count(&stream);
     const bool isUseful = stream.duration > 0 && walk.firstDecodeTicks != AV_NOPTS_VALUE;
     if (!isComplete || !isUseful) return walk.end;
-    if (walk.isReordered) return std::max(walk.end, detail::timeFromTicks(stream.duration, stream.time_base));
+    if (walk.isReordered || stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
+        return std::max(walk.end, detail::timeFromTicks(stream.duration, stream.time_base));
     return detail::timeFromTicks(walk.firstDecodeTicks + stream.duration, stream.time_base);
 }
 

@@ -121,36 +121,34 @@ void AudioEncoder::fillGap(std::int64_t frameCount, const PacketHandler& onPacke
 void AudioEncoder::sendWholeFrames(const PacketHandler& onPacket) {
     const auto frameSize = static_cast<std::size_t>(context_->frame_size);
     std::size_t sent = 0;
-    for (; pending_.front().size() - sent >= frameSize; sent += frameSize) {
-        FramePtr frame = newFrame();
-        frame->format = AV_SAMPLE_FMT_FLTP;
-        frame->nb_samples = context_->frame_size;
-        frame->sample_rate = context_->sample_rate;
-        av_channel_layout_copy(&frame->ch_layout, &context_->ch_layout);
-        if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
-        for (std::size_t c = 0; c < pending_.size(); ++c) {
-            std::copy_n(pending_[c].data() + sent, frameSize,
-                        reinterpret_cast<float*>(frame->extended_data[c]));
-        }
-        frame->pts = nextFrameTime_;
-        nextFrameTime_ += context_->frame_size;
-        send(frame.get(), onPacket);
-    }
+    for (; pending_.front().size() - sent >= frameSize; sent += frameSize)
+        sendFrame(sent, frameSize, onPacket);
     for (std::vector<float>& channel : pending_) {
         channel.erase(channel.begin(), channel.begin() + static_cast<std::ptrdiff_t>(sent));
     }
 }
 
+void AudioEncoder::sendFrame(std::size_t begin, std::size_t count, const PacketHandler& onPacket) {
+    FramePtr frame = newFrame();
+    frame->format = AV_SAMPLE_FMT_FLTP;
+    frame->nb_samples = static_cast<int>(count);
+    frame->sample_rate = context_->sample_rate;
+    av_channel_layout_copy(&frame->ch_layout, &context_->ch_layout);
+    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
+    for (std::size_t c = 0; c < pending_.size(); ++c) {
+        std::copy_n(pending_[c].data() + begin, count, reinterpret_cast<float*>(frame->extended_data[c]));
+    }
+    frame->pts = nextFrameTime_;
+    nextFrameTime_ += frame->nb_samples;
+    send(frame.get(), onPacket);
+}
+
 void AudioEncoder::finish(const PacketHandler& onPacket) {
     if (nextFrameTime_ != AV_NOPTS_VALUE) {
         if (resampler_) append(nullptr, 0);
-        const auto frameSize = static_cast<std::size_t>(context_->frame_size);
-        const std::size_t tail = pending_.front().size() % frameSize;
-        if (tail > 0) {
-            for (std::vector<float>& channel : pending_)
-                channel.resize(channel.size() + frameSize - tail, 0.0F);
-        }
         sendWholeFrames(onPacket);
+        // A short frame, which the encoder fills up, but whose packet says how long the sound really is.
+        if (!pending_.front().empty()) sendFrame(0, pending_.front().size(), onPacket);
     }
     send(nullptr, onPacket);
 }

@@ -27,6 +27,7 @@ private:
     void append(const float* samples, std::size_t frameCount);
     void fillGap(std::int64_t frameCount, const PacketHandler& onPacket);
     void sendWholeFrames(const PacketHandler& onPacket);
+    void sendFrame(std::size_t begin, std::size_t count, const PacketHandler& onPacket);
     void send(const AVFrame* frame, const PacketHandler& onPacket);
 
     CodecContextPtr context_;
