@@ -42,15 +42,15 @@ public:
     }
 
     AssetWriterInput* addVideo(const VideoSettings& settings) {
-        auto input =
-            std::make_unique<detail::VideoWriterInput>(muxer_, settings, detail::openBestEncoder(settings));
+        auto input = std::make_unique<detail::VideoWriterInput>(muxer_, settings,
+                                                                detail::openBestEncoder(settings), pacing_);
         if (videoEncoderName_.empty()) videoEncoderName_ = input->encoderName();
         inputs_.push_back(std::move(input));
         return inputs_.back().get();
     }
 
     AssetWriterInput* addAudio(const AudioSettings& settings) {
-        inputs_.push_back(std::make_unique<detail::AudioWriterInput>(muxer_, settings));
+        inputs_.push_back(std::make_unique<detail::AudioWriterInput>(muxer_, settings, pacing_));
         return inputs_.back().get();
     }
 
@@ -166,6 +166,7 @@ private:
     std::optional<CMTime> sessionEnd_;
 
     std::string videoEncoderName_;
+    const std::shared_ptr<detail::InputPacing> pacing_ = std::make_shared<detail::InputPacing>();
     detail::Muxer muxer_;
     std::vector<std::unique_ptr<detail::WriterInput>> inputs_;  // end before the muxer that they write to
     std::thread finisher_;

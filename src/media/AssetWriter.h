@@ -54,7 +54,8 @@ public:
     [[nodiscard]] virtual bool append(const SampleBuffer& sample) = 0;
     /// Calls `block` on the given queue whenever there is room, until `markAsFinished`. At most one call
     /// waits or runs. A block that returns without having appended anything is called again after the encoder
-    /// has taken another sample. The queue must outlive the input or `markAsFinished`.
+    /// has taken another sample. The queue must outlive the input or `markAsFinished`. Of several inputs that
+    /// are fed this way, none has room while it is more than a second ahead of the slowest.
     virtual void requestMediaDataWhenReady(class SerialQueue& queue, std::function<void()> block) = 0;
     /// No more samples come. May be called more than once.
     virtual void markAsFinished() = 0;

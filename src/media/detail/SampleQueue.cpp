@@ -4,8 +4,8 @@
 
 namespace varnelle::detail {
 
-SampleQueue::SampleQueue(std::size_t capacity, std::int32_t timescale)
-    : capacity_(capacity), timescale_(timescale) {}
+SampleQueue::SampleQueue(std::size_t capacity, std::int32_t timescale, std::shared_ptr<InputPacing> pacing)
+    : capacity_(capacity), timescale_(timescale), pacing_(std::move(pacing)) {}
 
 void SampleQueue::start(const CMTime& sessionStart) {
     const std::lock_guard lock(mutex_);
@@ -20,21 +20,26 @@ bool SampleQueue::isReady() const {
 }
 
 bool SampleQueue::hasRoom() const {
-    return sessionStart_ && !isFinished_ && (isAbandoned_ || samples_.size() < capacity_);
+    if (!sessionStart_ || isFinished_) return false;
+    return isAbandoned_ || (samples_.size() < capacity_ && (!pacedTrack_ || pacing_->mayGoOn(*pacedTrack_)));
 }
 
 bool SampleQueue::append(const SampleBuffer& sample) {
+    std::optional<std::size_t> track;
+    CMTime time;
     {
         const std::lock_guard lock(mutex_);
         hasAppended_ = true;
         if (!hasRoom() || isAbandoned_ || !sample.presentationTime.isNumeric()) return false;
-        const CMTime time = sample.presentationTime - *sessionStart_;
+        time = sample.presentationTime - *sessionStart_;
         const std::int64_t ticks = time.converted(timescale_).value;
         if (time < kCMTimeZero || (lastTicks_ && ticks <= *lastTicks_)) return false;
         lastTicks_ = ticks;
         samples_.push_back(sample.retimed(time));
+        track = pacedTrack_;
     }
     wakeUp_.notify_all();
+    if (track) pacing_->advance(*track, time);
     return true;
 }
 
@@ -42,6 +47,14 @@ void SampleQueue::requestMediaData(Queue& queue, std::function<void()> block) {
     const std::lock_guard lock(mutex_);
     requestQueue_ = &queue;
     requestBlock_ = std::move(block);
+    if (!pacedTrack_ && !isFinished_) {
+        pacedTrack_ = pacing_->join([weak = weak_from_this()] {
+            const auto self = weak.lock();
+            if (!self) return;
+            const std::lock_guard selfLock(self->mutex_);
+            self->requestIfReady();
+        });
+    }
     requestIfReady();
 }
 
@@ -75,6 +88,7 @@ void SampleQueue::markAsFinished() {
         block = std::exchange(requestBlock_, nullptr);
     }
     wakeUp_.notify_all();
+    leavePacing();
 }
 
 void SampleQueue::abandon() {
@@ -86,6 +100,16 @@ void SampleQueue::abandon() {
         requestIfReady();
     }
     wakeUp_.notify_all();
+    leavePacing();
+}
+
+void SampleQueue::leavePacing() {
+    std::optional<std::size_t> track;
+    {
+        const std::lock_guard lock(mutex_);
+        track = std::exchange(pacedTrack_, std::nullopt);
+    }
+    if (track) pacing_->leave(*track);
 }
 
 std::optional<SampleBuffer> SampleQueue::pop() {

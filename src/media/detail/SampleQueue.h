@@ -9,6 +9,7 @@
 
 #include "foundation/Queue.h"
 #include "media/SampleBuffer.h"
+#include "media/detail/InputPacing.h"
 
 namespace varnelle::detail {
 
@@ -18,8 +19,9 @@ namespace varnelle::detail {
 /// runs dry and comes to the end instead of waiting for ever.
 class SampleQueue : public std::enable_shared_from_this<SampleQueue> {
 public:
-    /// Times are told apart in ticks of `1 / timescale`.
-    SampleQueue(std::size_t capacity, std::int32_t timescale);
+    /// Times are told apart in ticks of `1 / timescale`. Once samples are pulled through `requestMediaData`,
+    /// the queue keeps pace with the others of the movie that are.
+    SampleQueue(std::size_t capacity, std::int32_t timescale, std::shared_ptr<InputPacing> pacing);
 
     /// From here on samples are taken; their times are counted from `sessionStart`.
     void start(const CMTime& sessionStart);
@@ -40,9 +42,11 @@ private:
     [[nodiscard]] bool hasRoom() const;
     void requestIfReady();
     void runBlock();
+    void leavePacing();
 
     const std::size_t capacity_;
     const std::int32_t timescale_;
+    const std::shared_ptr<InputPacing> pacing_;  // asked with mutex_ held, told without
 
     mutable std::mutex mutex_;
     std::condition_variable wakeUp_;
@@ -56,6 +60,7 @@ private:
     std::function<void()> requestBlock_;
     bool isRequested_ = false;  // a call of the block waits or runs
     bool hasAppended_ = false;  // since the block was called last
+    std::optional<std::size_t> pacedTrack_;
 };
 
 }  // namespace varnelle::detail

@@ -14,8 +14,9 @@ constexpr std::size_t kAudioQueueCapacity = 64;
 
 }  // namespace
 
-WriterInput::WriterInput(Muxer& muxer, std::size_t queueCapacity, std::int32_t timescale)
-    : muxer_(muxer), samples_(std::make_shared<SampleQueue>(queueCapacity, timescale)) {}
+WriterInput::WriterInput(Muxer& muxer, std::size_t queueCapacity, std::int32_t timescale,
+                         std::shared_ptr<InputPacing> pacing)
+    : muxer_(muxer), samples_(std::make_shared<SampleQueue>(queueCapacity, timescale, std::move(pacing))) {}
 
 WriterInput::~WriterInput() {
     samples_->abandon();
@@ -51,8 +52,8 @@ void WriterInput::drain() {
 }
 
 VideoWriterInput::VideoWriterInput(Muxer& muxer, const VideoSettings& settings,
-                                   std::unique_ptr<VideoEncoder> encoder)
-    : WriterInput(muxer, kVideoQueueCapacity, kVideoTimeBase.den),
+                                   std::unique_ptr<VideoEncoder> encoder, std::shared_ptr<InputPacing> pacing)
+    : WriterInput(muxer, kVideoQueueCapacity, kVideoTimeBase.den, std::move(pacing)),
       encoder_(std::move(encoder)),
       converter_(settings.width, settings.height, settings.color) {
     track_ = muxer_.addTrack(encoder_->context(), kVideoTimeBase, MediaType::video);
@@ -63,8 +64,9 @@ void VideoWriterInput::encode(const SampleBuffer& sample, const PacketHandler& o
     encoder_->encode(*frame, ticksFromTime(sample.presentationTime, kVideoTimeBase), onPacket);
 }
 
-AudioWriterInput::AudioWriterInput(Muxer& muxer, const AudioSettings& settings)
-    : WriterInput(muxer, kAudioQueueCapacity, settings.sampleRate), encoder_(settings) {
+AudioWriterInput::AudioWriterInput(Muxer& muxer, const AudioSettings& settings,
+                                   std::shared_ptr<InputPacing> pacing)
+    : WriterInput(muxer, kAudioQueueCapacity, settings.sampleRate, std::move(pacing)), encoder_(settings) {
     track_ = muxer_.addTrack(encoder_.context(), AVRational{1, settings.sampleRate}, MediaType::audio);
 }
 

@@ -35,7 +35,8 @@ public:
     void drain();
 
 protected:
-    WriterInput(Muxer& muxer, std::size_t queueCapacity, std::int32_t timescale);
+    WriterInput(Muxer& muxer, std::size_t queueCapacity, std::int32_t timescale,
+                std::shared_ptr<InputPacing> pacing);
     [[nodiscard]] virtual bool fits(const SampleBuffer& sample) const = 0;
     virtual void encode(const SampleBuffer& sample, const PacketHandler& onPacket) = 0;
     virtual void finishEncoding(const PacketHandler& onPacket) = 0;
@@ -53,7 +54,8 @@ private:
 
 class VideoWriterInput final : public WriterInput {
 public:
-    VideoWriterInput(Muxer& muxer, const VideoSettings& settings, std::unique_ptr<VideoEncoder> encoder);
+    VideoWriterInput(Muxer& muxer, const VideoSettings& settings, std::unique_ptr<VideoEncoder> encoder,
+                     std::shared_ptr<InputPacing> pacing);
     [[nodiscard]] const std::string& encoderName() const { return encoder_->name(); }
 
 private:
@@ -68,7 +70,7 @@ private:
 
 class AudioWriterInput final : public WriterInput {
 public:
-    AudioWriterInput(Muxer& muxer, const AudioSettings& settings);
+    AudioWriterInput(Muxer& muxer, const AudioSettings& settings, std::shared_ptr<InputPacing> pacing);
 
 private:
     [[nodiscard]] bool fits(const SampleBuffer& sample) const override;
