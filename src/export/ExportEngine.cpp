@@ -7,6 +7,7 @@
 
 #include "export/ExportError.h"
 #include "foundation/CMTime.h"
+#include "render/AudioMixBuilder.h"
 #include "render/VideoCompositor.h"
 #include "tasks/Completion.h"
 
@@ -15,6 +16,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kProgressInterval{100};
 constexpr VideoCodec kCodec = VideoCodec::hevc;
+constexpr AudioSettings kAudioSettings{48'000, 2, 256'000};
+/// Of sound tracks that no known source was recorded to.
+constexpr float kOtherVolume = 1;
 
 int evenPixels(double size) {
     const double limited = std::clamp(std::floor(size), 0.0, 1e6);
@@ -80,6 +84,7 @@ QCoro::Task<> ExportEngine::exportProject(Project project, ExportSettings settin
 void ExportEngine::cancel() {
     isCancelled_ = true;
     if (assetReader_) assetReader_->cancelReading();
+    if (audioReader_) audioReader_->cancelReading();
     if (assetWriter_) assetWriter_->cancelWriting();
     progressTimer_.stop();
     setIsExporting(false);
@@ -100,15 +105,18 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
     // The writer keeps the unfinished movie beside the file of that name and puts it in its place at the end,
     // so that an export that fails doesn't cost the movie that was there.
     const URL url = settings.outputURL();
-    assetReader_ = std::make_shared<AssetReader>(composition.composition, composition.videoComposition);
+    openReaders(project, composition, settings.includeAudio);
     AssetWriter::Options options;
     options.optimizesForNetworkUse = true;
     assetWriter_ = std::make_shared<AssetWriter>(url, FileType::mpeg4, options);
-    // Shares the writer's life: the pump may still run while the engine already lets go of the writer.
-    const std::shared_ptr<AssetWriterInput> input(
+    // They share the writer's life: a pump may still run while the engine already lets go of the writer.
+    const std::shared_ptr<AssetWriterInput> videoInput(
         assetWriter_,
         assetWriter_->addVideoInput(videoSettings(composition.renderSize, settings.preset, frameRate)));
-    if (!assetReader_->startReading() || !assetWriter_->startWriting()) {
+    std::shared_ptr<AssetWriterInput> audioInput;
+    if (audioReader_) audioInput = {assetWriter_, assetWriter_->addAudioInput(kAudioSettings)};
+    if (!assetReader_->startReading() || (audioReader_ && !audioReader_->startReading()) ||
+        !assetWriter_->startWriting()) {
         throwUnlessComplete();
         throw ExportError::unknown();
     }
@@ -116,7 +124,13 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
 
     const auto tracker = std::make_shared<ProgressTracker>();
     startProgressTimer(tracker, clampedSeconds(composition.duration), onProgress);
-    co_await pump(input, tracker);
+    QFuture<void> videoPumping = pump(videoQueue_, videoInput, assetReader_, [tracker](const auto& sample) {
+        tracker->setSeconds(clampedSeconds(sample.presentationTime));
+    });
+    QFuture<void> audioPumping;
+    if (audioReader_) audioPumping = pump(audioQueue_, audioInput, audioReader_, nullptr);
+    co_await videoPumping;
+    if (audioReader_) co_await audioPumping;
     progressTimer_.stop();
     throwUnlessComplete();
     QFuture<void> finishing =
@@ -126,9 +140,23 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
     co_return url;
 }
 
-QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input,
-                                 std::shared_ptr<ProgressTracker> tracker) {
-    QFuture<void> pumping = futureOf([&](auto done) {
+void ExportEngine::openReaders(const Project& project, const CompositionResult& composition,
+                               bool includesAudio) {
+    assetReader_ = std::make_shared<AssetReader>(composition.composition, composition.videoComposition);
+    if (!includesAudio || composition.audioTrackIDs.empty()) return;
+    const auto routing =
+        AudioTrackRouting::pairing(composition.audioTrackIDs, project.recordingSession.availableAudioSources);
+    audioReader_ = std::make_shared<AudioMixReader>(
+        composition.composition, audioMix(routing, project.timeline.audioConfiguration, kOtherVolume));
+}
+
+/// Moves samples from a reader to an input until the reader has no more. The future never fails: what went
+/// wrong shows in the status of reader and writer.
+template <typename Reader>
+QFuture<void> ExportEngine::pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
+                                 std::shared_ptr<Reader> reader,
+                                 std::function<void(const SampleBuffer&)> onAppended) {
+    return futureOf([&](auto done) {
         // The writer may ask once more after the end: only the first end counts.
         const auto hasFinished = std::make_shared<bool>(false);
         const auto finish = [input, done, hasFinished] {
@@ -136,24 +164,35 @@ QCoro::Task<> ExportEngine::pump(std::shared_ptr<AssetWriterInput> input,
             input->markAsFinished();
             done(nullptr);
         };
-        input->requestMediaDataWhenReady(
-            videoQueue_, [input, tracker, finish, hasFinished, reader = assetReader_, writer = assetWriter_] {
-                while (!*hasFinished) {
-                    if (writer->status() == TransferStatus::failed ||
-                        writer->status() == TransferStatus::cancelled) {
-                        reader->cancelReading();
-                        return finish();
-                    }
-                    if (!input->isReadyForMoreMediaData()) return;
-                    const auto sample = reader->copyNextSampleBuffer();
-                    if (!sample) return finish();
-                    // A refused frame shows in the writer's status.
-                    (void)input->append(*sample);
-                    tracker->setSeconds(clampedSeconds(sample->presentationTime));
+        input->requestMediaDataWhenReady(queue, [input, reader, onAppended, finish, hasFinished,
+                                                 writer = assetWriter_, stopReading = stopReading()] {
+            while (!*hasFinished) {
+                if (writer->status() == TransferStatus::failed ||
+                    writer->status() == TransferStatus::cancelled) {
+                    stopReading();
+                    return finish();
                 }
-            });
+                if (!input->isReadyForMoreMediaData()) return;
+                const auto sample = reader->copyNextSampleBuffer();
+                if (!sample) {
+                    // Half a movie is of no use: the other track needn't be read to its end.
+                    if (reader->status() == TransferStatus::failed) stopReading();
+                    return finish();
+                }
+                // A refused sample shows in the writer's status.
+                (void)input->append(*sample);
+                if (onAppended) onAppended(*sample);
+            }
+        });
     });
-    co_await pumping;
+}
+
+/// Cancels what hasn't ended by itself; keeps the readers alive until then.
+std::function<void()> ExportEngine::stopReading() const {
+    return [video = assetReader_, audio = audioReader_] {
+        video->cancelReading();
+        if (audio) audio->cancelReading();
+    };
 }
 
 void ExportEngine::startProgressTimer(const std::shared_ptr<ProgressTracker>& tracker, double durationSeconds,
@@ -168,28 +207,31 @@ void ExportEngine::startProgressTimer(const std::shared_ptr<ProgressTracker>& tr
     progressTimer_.start();
 }
 
-/// Throws the reader's error, else the writer's, if either has failed, and `cancelled` if either was
-/// cancelled.
+/// Throws a reader's error, else the writer's, if any has failed, and `cancelled` if any was cancelled.
 void ExportEngine::throwUnlessComplete() const {
     if (isCancelled_) throw ExportError::cancelled();
-    const bool readerFailed = assetReader_->status() == TransferStatus::failed;
-    const bool writerFailed = assetWriter_->status() == TransferStatus::failed;
-    if (readerFailed || writerFailed) {
-        if (readerFailed && assetReader_->error()) std::rethrow_exception(assetReader_->error());
-        if (assetWriter_->error()) std::rethrow_exception(assetWriter_->error());
+    const auto throwIfFailed = [](const auto& part) {
+        if (!part || part->status() != TransferStatus::failed) return;
+        if (part->error()) std::rethrow_exception(part->error());
         throw ExportError::unknown();
-    }
-    if (assetReader_->status() == TransferStatus::cancelled ||
-        assetWriter_->status() == TransferStatus::cancelled) {
+    };
+    throwIfFailed(assetReader_);
+    throwIfFailed(audioReader_);
+    throwIfFailed(assetWriter_);
+    const auto wasCancelled = [](const auto& part) {
+        return part && part->status() == TransferStatus::cancelled;
+    };
+    if (wasCancelled(assetReader_) || wasCancelled(audioReader_) || wasCancelled(assetWriter_))
         throw ExportError::cancelled();
-    }
 }
 
 void ExportEngine::cleanUp() {
     progressTimer_.stop();
     if (assetWriter_ && assetWriter_->status() != TransferStatus::completed) assetWriter_->cancelWriting();
     if (assetReader_) assetReader_->cancelReading();
+    if (audioReader_) audioReader_->cancelReading();
     assetReader_.reset();
+    audioReader_.reset();
     assetWriter_.reset();
     setIsExporting(false);
 }

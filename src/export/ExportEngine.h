@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCoro/QCoroTask>
+#include <QFuture>
 #include <QObject>
 #include <QTimer>
 #include <exception>
@@ -12,13 +13,16 @@
 #include "foundation/Queue.h"
 #include "media/AssetReader.h"
 #include "media/AssetWriter.h"
+#include "media/AudioMixReader.h"
 #include "model/Project.h"
 
 namespace varnelle {
 
-/// Turns a project into a movie file: pulls its composition frame by frame through the renderer into a
-/// writer, faster than real time. One export at a time. Lives on the Qt main thread; the pumping runs on
-/// queues of its own.
+struct CompositionResult;
+
+/// Turns a project into a movie file: pulls its composition frame by frame through the renderer, and its
+/// sound through the mix, into a writer, faster than real time. One export at a time. Lives on the Qt main
+/// thread; the pumping runs on queues of its own.
 class ExportEngine final : public QObject {
     Q_OBJECT
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
@@ -51,7 +55,11 @@ private:
     class ProgressTracker;
 
     QCoro::Task<URL> run(Project project, ExportSettings settings, std::function<void(double)> onProgress);
-    QCoro::Task<> pump(std::shared_ptr<AssetWriterInput> input, std::shared_ptr<ProgressTracker> tracker);
+    void openReaders(const Project& project, const CompositionResult& composition, bool includesAudio);
+    template <typename Reader>
+    QFuture<void> pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
+                       std::shared_ptr<Reader> reader, std::function<void(const SampleBuffer&)> onAppended);
+    [[nodiscard]] std::function<void()> stopReading() const;
     void startProgressTimer(const std::shared_ptr<ProgressTracker>& tracker, double durationSeconds,
                             const std::function<void(double)>& onProgress);
     void throwUnlessComplete() const;
@@ -63,10 +71,12 @@ private:
     bool _isExporting = false;
     bool isCancelled_ = false;
     QTimer progressTimer_;
-    std::shared_ptr<AssetReader> assetReader_;  // set while an export runs, as is the next
+    std::shared_ptr<AssetReader> assetReader_;     // set while an export runs, as are the next
+    std::shared_ptr<AudioMixReader> audioReader_;  // null without sound
     std::shared_ptr<AssetWriter> assetWriter_;
     SerialQueue buildQueue_{"com.varnelle.export.build"};
     SerialQueue videoQueue_{"com.varnelle.export.video"};
+    SerialQueue audioQueue_{"com.varnelle.export.audio"};
 };
 
 }  // namespace varnelle
