@@ -25,6 +25,10 @@ inline std::vector<std::string> exportEncoderArguments(std::int64_t bitRate) {
     return arguments;
 }
 
+inline std::vector<std::string> exportSoundArguments() {
+    return {"-c:a", "aac", "-b:a", "256k", "-ar", "48000", "-ac", "2"};
+}
+
 /// `encoder` is "libx264" or "libx265", whichever our recorder takes on this machine.
 inline std::vector<std::string> captureEncoderArguments(const std::string& encoder, std::int64_t bitRate) {
     const std::string rate = std::to_string(bitRate);

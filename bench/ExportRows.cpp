@@ -38,7 +38,7 @@ public:
                     std::string(info(workload_.preset).identifier)});
     }
 
-    /// Decoded, brought to the size and the rate, encoded.
+    /// Decoded, brought to the size and the rate, encoded; as everywhere, with its sound.
     Usage transcode() {
         const CGSize canvas = scene().canvas;
         return ffmpeg({"-i", scene().movie.string()},
@@ -66,7 +66,9 @@ public:
             s.canvas.height - s.screenRect.maxY(), s.canvas.width, s.canvas.height, still, zoomExpression());
         return ffmpeg({"-i", s.movie.string(), "-framerate", "60", "-i", s.background.string(), "-framerate",
                        "60", "-i", s.mask.string()},
-                      {"-filter_complex", graph, "-t", fmt::format("{}", workload_.seconds)}, movie("graph"));
+                      {"-filter_complex", graph + "[v]", "-map", "[v]", "-map", "0:a", "-t",
+                       fmt::format("{}", workload_.seconds)},
+                      movie("graph"));
     }
 
 private:
@@ -86,7 +88,8 @@ private:
         };
         add(inputs);
         add(filters);
-        add({"-fps_mode", "cfr", "-an"});
+        add({"-fps_mode", "cfr"});
+        add(exportSoundArguments());
         add(exportEncoderArguments(*info(workload_.preset).bitRate));
         add({output.string()});
         return run(arguments);

@@ -5,9 +5,12 @@
 #include <cmath>
 #include <cstring>
 #include <future>
+#include <memory>
+#include <numbers>
 #include <random>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "camera/CursorRecordingFile.h"
 #include "foundation/UUID.h"
@@ -26,6 +29,7 @@ namespace {
 
 constexpr int kFrameRate = 60;
 constexpr CGSize kScreenPoints{1920, 1080};
+constexpr std::int64_t kSoundBitRate = 192'000;
 
 /// The text of an editor as it would be on one very long page: luma in full, and the colour of words at half
 /// size.
@@ -141,13 +145,32 @@ int scrolledPoints(int frameIndex) {
     return pointsPerFrame * (frameIndex / period * lively + std::min(frameIndex % period, lively));
 }
 
-void append(AssetWriterInput& input, const VideoFrame& frame, int frameIndex) {
+template <typename Data>
+void append(AssetWriterInput& input, Data data, int frameIndex) {
     SampleBuffer sample;
-    sample.data = frame;
+    sample.data = std::move(data);
     sample.presentationTime = CMTime::make(frameIndex, kFrameRate);
     sample.duration = CMTime::make(1, kFrameRate);
     while (!input.isReadyForMoreMediaData()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     if (!input.append(sample)) throw std::runtime_error("The recording of the scene can't be written.");
+}
+
+/// What is heard during one frame: a chord that swells, over noise.
+PCMBlock music(int frameIndex) {
+    constexpr int rate = 48'000;
+    constexpr int length = rate / kFrameRate;
+    static std::minstd_rand random(7);
+    auto samples = std::make_shared<std::vector<float>>();
+    for (int i = 0; i < length; ++i) {
+        const double t = static_cast<double>(frameIndex * length + i) / rate;
+        for (int channel = 0; channel < 2; ++channel) {
+            double value = 0.02 * (static_cast<double>(random()) / std::minstd_rand::max() - 0.5);
+            for (const double note : {220.0, 277.2, 329.6, 440.0})
+                value += 0.1 * std::sin(2 * std::numbers::pi * (note + channel) * t);
+            samples->push_back(static_cast<float>(value * (0.6 + 0.4 * std::sin(3 * t))));
+        }
+    }
+    return {rate, 2, std::move(samples)};
 }
 
 void writeMovie(const URL& url, int scale, double seconds) {
@@ -160,11 +183,13 @@ void writeMovie(const URL& url, int scale, double seconds) {
     AssetWriter writer(url, FileType::quickTimeMovie, options);
     AssetWriterInput* input = writer.addVideoInput(
         recordingVideoSettings(kFrameRate, screenBitRate(size), size.width, size.height));
+    AssetWriterInput* sound = writer.addAudioInput(recordingAudioSettings(2, kSoundBitRate));
     if (!writer.startWriting()) std::rethrow_exception(writer.error());
     writer.startSession(kCMTimeZero);
     VideoFramePool pool(PixelFormat::i420, size.width, size.height, ColorDescription::bt709Limited());
     const int frameCount = static_cast<int>(seconds * kFrameRate);
     for (int i = 0; i < frameCount; ++i) {
+        append(*sound, music(i), i);
         if (i > 0 && scrolledPoints(i) == scrolledPoints(i - 1)) continue;
         const VideoFrame frame = pool.newFrame();
         paintDesktop(frame, list, scale);
@@ -224,6 +249,7 @@ URL writeProject(const URL& directory, const ExportScene& scene, const URL& curs
     session.createdAt = Date{1'794'780'071};
     session.frameRate = kFrameRate;
     session.renderSize = scene.canvas;
+    session.availableAudioSources = {RecordedAudioSource::system};
     ProjectEditorState state;
     state.currentProject = Project::make(session, MediaAsset(scene.movie).duration(), look());
     for (const ZoomRange& zoom : zooms) {
