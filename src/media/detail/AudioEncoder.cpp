@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "media/MediaError.h"
+#include "media/detail/ChannelLevels.h"
 
 namespace varnelle::detail {
 namespace {
@@ -71,6 +72,7 @@ void AudioEncoder::configureResampler(const PCMBlock& block) {
         swr_alloc_set_opts2(&resampler, &context_->ch_layout, AV_SAMPLE_FMT_FLTP, context_->sample_rate,
                             &layout, AV_SAMPLE_FMT_FLT, block.sampleRate, 0, nullptr);
     resampler_.reset(resampler);
+    if (result >= 0) result = keepLevels(resampler, block.channelCount, context_->ch_layout.nb_channels);
     if (result >= 0) result = swr_init(resampler);
     if (result < 0) throwCannotEncode(errorText(result));
 }

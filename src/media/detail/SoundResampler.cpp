@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <numeric>
 
 #include "media/MediaError.h"
+#include "media/detail/ChannelLevels.h"
 #include "media/detail/MixFormat.h"
 
 namespace varnelle::detail {
@@ -50,8 +50,7 @@ SoundResampler::SoundResampler(const AVFrame& frame, std::int64_t position)
     context_.reset(context);
     check(result);
     chooseFilter(context);
-    constexpr std::array<double, kMixChannels> bothSides{1, 1};
-    if (channels_ == 1) check(swr_set_matrix(context, bothSides.data(), 1));
+    check(keepLevels(context, channels_, kMixChannels));
     check(swr_init(context));
 
     // The grids of source and mix meet every few samples. The output begins where they do, so that it lies
