@@ -155,6 +155,7 @@ void VideoEncoder::prepareHardwareFrames(const VideoSettings& settings) {
 
 void VideoEncoder::encode(AVFrame& frame, std::int64_t presentationTicks, const PacketHandler& onPacket) {
     frame.pts = presentationTicks;
+    ++frameCount_;
     // The next frame may come one frame time later: the key frame must not wait for it.
     const bool isKeyFrame = lastKeyFrame_ == AV_NOPTS_VALUE ||
                             presentationTicks + frameTicks_ - lastKeyFrame_ > kKeyFrameIntervalTicks;
@@ -196,6 +197,7 @@ FramePtr VideoEncoder::uploaded(const AVFrame& frame) {
 }
 
 void VideoEncoder::finish(const PacketHandler& onPacket) {
+    isFinishing_ = true;
     send(nullptr, onPacket);
 }
 
@@ -207,6 +209,9 @@ void VideoEncoder::send(const AVFrame* frame, const PacketHandler& onPacket) {
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         if (result < 0) throwCannotEncode(name_, errorText(result));
         packet_->duration = frameTicks_;
+        // x265 learns by how much it reorders from the third frame on; before that it makes decoding times of
+        // memory that it has never written. So few pictures can't be reordered.
+        if (isFinishing_ && frameCount_ <= 2) packet_->dts = packet_->pts;
         onPacket(*packet_);
         av_packet_unref(packet_.get());
     }

@@ -43,6 +43,8 @@ private:
     PacketPtr packet_;
     std::int64_t frameTicks_;
     std::int64_t lastKeyFrame_ = AV_NOPTS_VALUE;
+    int frameCount_ = 0;
+    bool isFinishing_ = false;
 };
 
 /// Throws `MediaError` (`unsupportedSize`) unless the software encoder of the codec takes this size.
