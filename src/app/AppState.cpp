@@ -204,7 +204,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
     if (failure) std::rethrow_exception(failure);
     adoptSaved(std::move(saved.state), saved.packageURL);
-    if (wasNeverSaved) removeSession(previous);
+    if (wasNeverSaved) deleteSessionDirectory(previous);
 }
 
 void AppState::closeCurrentProject(bool deletingRecording) {
@@ -218,13 +218,17 @@ void AppState::closeCurrentProject(bool deletingRecording) {
     set(_currentProject, {}, &AppState::currentProjectChanged);
     set(_exportFilename, {}, &AppState::exportFilenameChanged);
     set(_currentRecordingURL, {}, &AppState::currentRecordingURLChanged);
-    if (deletingRecording && project) removeSession(*project);
+    if (deletingRecording && project) deleteSessionDirectory(*project);
 }
 
-/// Recordings are large, and unlinking them takes its time.
-void AppState::removeSession(const Project& project) {
-    fileQueue_.async(
-        [project, temporary = directories_.temporary] { deleteSessionDirectory(project, temporary); });
+/// A failure is swallowed. Recordings are large and unlinking them takes its time, so that is done aside.
+void AppState::deleteSessionDirectory(const Project& project) {
+    const std::optional<URL> aside = setSessionAside(project, directories_.temporary);
+    if (!aside) return;
+    fileQueue_.async([aside] {
+        std::error_code ignored;
+        std::filesystem::remove_all(aside->path(), ignored);
+    });
 }
 
 bool AppState::hasUnsavedChanges() const {

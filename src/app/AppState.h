@@ -141,7 +141,7 @@ private:
     /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
     QCoro::Task<> openProject(URL url);
     void closeCurrentProject(bool deletingRecording);
-    void removeSession(const Project& project);
+    void deleteSessionDirectory(const Project& project);
     void adopt(ProjectEditorState state);
     void adoptSaved(ProjectEditorState state, const URL& package);
     [[nodiscard]] bool hasUnsavedChanges() const;

@@ -48,11 +48,14 @@ SavedProject saveProject(const ProjectEditorState& state, const std::optional<UR
     return saved;
 }
 
-void deleteSessionDirectory(const Project& project, const URL& temporaryDirectory) {
+std::optional<URL> setSessionAside(const Project& project, const URL& temporaryDirectory) {
     const URL& directory = project.recordingSession.directoryURL;
-    if (!liesBelow(directory, sessionsDirectory(temporaryDirectory))) return;
-    std::error_code ignored;
-    std::filesystem::remove_all(directory.path(), ignored);
+    if (!liesBelow(directory, sessionsDirectory(temporaryDirectory))) return std::nullopt;
+    const URL aside = directory.parent().appending(".discarded-" + UUID::random().string());
+    std::error_code error;
+    std::filesystem::rename(directory.path(), aside.path(), error);
+    if (error) return std::nullopt;
+    return aside;
 }
 
 }  // namespace varnelle

@@ -28,9 +28,9 @@ struct SavedProject {
 SavedProject saveProject(const ProjectEditorState& state, const std::optional<URL>& currentPackage,
                          const URL& homeDirectory);
 
-/// Removes the session directory of an unsaved project, if it lies below the program's own sessions
-/// directory; nothing else is ever removed. A failure is swallowed: what stays is found again at the next
-/// start.
-void deleteSessionDirectory(const Project& project, const URL& temporaryDirectory);
+/// Takes the session directory of an unsaved project out of its place, so that it can be removed at leisure,
+/// and returns where it lies now. Only what lies below the program's own sessions directory is touched;
+/// absent for everything else, and if it can't be moved.
+std::optional<URL> setSessionAside(const Project& project, const URL& temporaryDirectory);
 
 }  // namespace varnelle

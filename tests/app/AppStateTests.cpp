@@ -193,8 +193,7 @@ TEST_F(AppStateTest, RecordsSavesAndFindsEverythingAgain) {
     answers(save);
     EXPECT_TRUE(eventually([&] { return seesTheDockBar(); }));
     EXPECT_TRUE(package("a-b-c").exists());
-    EXPECT_TRUE(eventually([&] { return !session("recording_1").exists(); }))
-        << "its media lives in the package now";
+    EXPECT_FALSE(session("recording_1").exists()) << "its media lives in the package now";
 
     opens({package("a-b-c")});
     ASSERT_TRUE(eventually([&] { return seesTheEditorOf("a-b-c"); }));
@@ -270,7 +269,7 @@ TEST_F(AppStateTest, EachAnswerToEachQuestion) {
                 } else {
                     EXPECT_TRUE(isQuitting ? !app->currentProject().has_value() : seesTheDockBar());
                 }
-                EXPECT_TRUE(eventually([&] { return !session(name).exists(); }));
+                EXPECT_FALSE(session(name).exists());
                 EXPECT_EQ(package(name).exists(), hasPackage || answer == save);
                 if (package(name).exists()) {
                     const std::size_t clips =
@@ -440,8 +439,13 @@ TEST_F(AppStateTest, RemovesNothingBesideItsOwnSessions) {
         answers(deleteProject);
         EXPECT_TRUE(seesTheDockBar());
     }
+    records("Talk");
+    closesTheWindow();
+    answers(deleteProject);
     app.reset();  // whose queue ends first what it has begun
     EXPECT_TRUE(session("link").exists());
+    const std::filesystem::directory_iterator sessions(sessionsDirectory(temporary()).path());
+    EXPECT_EQ(std::distance(sessions, {}), 1) << "the link alone is left";
     EXPECT_TRUE(elsewhere.appending("screen.mov").exists());
     EXPECT_TRUE(lookalike.appending("screen.mov").exists());
 }
