@@ -71,19 +71,11 @@ int compareSizes(const struct stat& source, int copy) {
     return status.st_size < source.st_size ? EIO : 0;
 }
 
-void removeReplaced(const URL& url) {
-    std::error_code error;
-    std::filesystem::remove_all(url.path(), error);
-    if (error) {
-        logger(LogCategory::app).warn("What was replaced stays as “{}”: {}.", url.string(), error.message());
-    }
-}
-
 /// For a file system that can't exchange: the old item steps aside and comes back if the new one can't take
-/// its place.
-void replaceInTwoSteps(const URL& destination, const URL& replacement) {
+/// its place. Returns where it is.
+URL replaceInTwoSteps(const URL& destination, const URL& replacement) {
     const std::string to = destination.string();
-    const URL aside = stagingURL(destination);
+    URL aside = stagingURL(destination);
     if (std::rename(to.c_str(), aside.string().c_str()) != 0) throw FileError("Replacing", to, errno);
     if (std::rename(replacement.string().c_str(), to.c_str()) != 0) {
         const int error = errno;
@@ -93,7 +85,11 @@ void replaceInTwoSteps(const URL& destination, const URL& replacement) {
         throw FileError("Replacing", to, error);
     }
     flushDirectoryEntry(destination);
-    removeReplaced(aside);
+    return aside;
+}
+
+bool meansThatItCannotBeAsked(int error) {
+    return error == EINVAL || error == ENOSYS;
 }
 
 }  // namespace
@@ -120,23 +116,40 @@ void FileCopy::flush() {
     if (fsync(copy_.get()) != 0) throw FileError("Copying", source_.string(), errno);
 }
 
-void replaceItem(const URL& destination, const URL& replacement) {
+bool moveDirectory(const URL& directory, const URL& destination) {
+    const std::string from = directory.string();
+    const std::string to = destination.string();
+    int error = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? 0 : errno;
+    if (meansThatItCannotBeAsked(error)) {
+        struct stat status {};
+        if (lstat(to.c_str(), &status) == 0) return false;
+        if (errno != ENOENT) throw FileError("Writing", to, errno);
+        // What comes in between now is safe too, but for an empty folder: a directory replaces nothing else.
+        error = std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+        if (error == ENOTEMPTY || error == ENOTDIR) return false;
+    }
+    if (error == EEXIST) return false;
+    if (error != 0) throw FileError("Writing", to, error);
+    flushDirectoryEntry(destination);
+    return true;
+}
+
+std::optional<URL> replaceItem(const URL& destination, const URL& replacement) {
     const std::string to = destination.string();
     const std::string from = replacement.string();
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) {
         flushDirectoryEntry(destination);
-        removeReplaced(replacement);
-        return;
+        return replacement;
     }
     const int error = errno;
     struct stat status {};
     if (lstat(to.c_str(), &status) != 0 && errno == ENOENT) {
         if (std::rename(from.c_str(), to.c_str()) != 0) throw FileError("Replacing", to, errno);
         flushDirectoryEntry(destination);
-        return;
+        return std::nullopt;
     }
-    if (error != EINVAL && error != ENOSYS) throw FileError("Replacing", to, error);
-    replaceInTwoSteps(destination, replacement);
+    if (!meansThatItCannotBeAsked(error)) throw FileError("Replacing", to, error);
+    return replaceInTwoSteps(destination, replacement);
 }
 
 }  // namespace varnelle

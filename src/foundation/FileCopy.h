@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "foundation/Descriptor.h"
 #include "foundation/URL.h"
 
@@ -23,9 +25,14 @@ private:
     Descriptor copy_;
 };
 
-/// Puts `replacement` (file or directory) in the place of `destination` in one step, if `destination` exists
-/// also, and removes what stood there; what can't be removed stays under a staging name. Both must lie in the
-/// same directory. Throws `FileError`; `destination` is then untouched.
-void replaceItem(const URL& destination, const URL& replacement);
+/// Gives a directory another name in the same parent, if that name is free; else returns false and does
+/// nothing. Nothing that another program puts there at the same time is lost; where the file system can't be
+/// asked to refuse, that doesn't hold for an empty directory. Throws `FileError`.
+[[nodiscard]] bool moveDirectory(const URL& directory, const URL& destination);
+
+/// Puts `replacement` (file or directory) in the place of `destination`, in one step wherever the file system
+/// can. Returns where what stood there is now, under a staging name, for the caller to remove. Both must lie
+/// in the same directory. Throws `FileError`; `destination` is then untouched.
+[[nodiscard]] std::optional<URL> replaceItem(const URL& destination, const URL& replacement);
 
 }  // namespace varnelle

@@ -5,6 +5,7 @@
 
 #include "model/FileNames.h"
 #include "model/ProjectPackage.h"
+#include "model/StagedPackage.h"
 
 namespace varnelle {
 namespace {
@@ -22,6 +23,25 @@ bool liesBelow(const URL& directory, const URL& ancestor) {
     return rootEnd == root.end() && rest != path.end();
 }
 
+SavedProject saveInPlace(const ProjectEditorState& state, const URL& package) {
+    const URL place = packageBehind(package);
+    StagedPackage staged(state, place);
+    SavedProject saved{package, staged.readAs(package)};
+    staged.replace(place);
+    return saved;
+}
+
+/// The name is chosen at the very end: another save may take the one that is free now.
+SavedProject saveUnderFreeName(const ProjectEditorState& state, const URL& homeDirectory) {
+    const std::string& name = state.currentProject.name;
+    StagedPackage staged(state, defaultPackageURL(name, homeDirectory));
+    for (;;) {
+        const URL package = uniquePackageURL(name, homeDirectory);
+        SavedProject saved{package, staged.readAs(package)};
+        if (staged.moveTo(package)) return saved;
+    }
+}
+
 }  // namespace
 
 URL sessionsDirectory(const URL& temporaryDirectory) {
@@ -36,12 +56,11 @@ ProjectEditorState namedForSaving(ProjectEditorState state) {
 
 SavedProject saveProject(const ProjectEditorState& state, const std::optional<URL>& currentPackage,
                          const URL& homeDirectory) {
-    const std::string& name = state.currentProject.name;
-    const bool keepsPlace = currentPackage && currentPackage->stem() == name;
-    const URL destination = keepsPlace ? *currentPackage : uniquePackageURL(name, homeDirectory);
-    writePackage(state, destination);
-    SavedProject saved{destination, readPackage(destination)};
-    if (currentPackage && *currentPackage != destination) {
+    if (currentPackage && currentPackage->stem() == state.currentProject.name) {
+        return saveInPlace(state, *currentPackage);
+    }
+    SavedProject saved = saveUnderFreeName(state, homeDirectory);
+    if (currentPackage) {
         std::error_code ignored;  // the project is safe in its new place; an old copy beside it does no harm
         std::filesystem::remove_all(currentPackage->path(), ignored);
     }

@@ -22,9 +22,10 @@ struct SavedProject {
 };
 
 /// Saves a state (named for saving). `currentPackage` is its package so far; it is replaced if it bears the
-/// project's name, else a free name in "Varnelle Projects" is taken and the old package goes once the new one
-/// has been read back. Throws what writing and reading a package throw; the old package then stands as it
-/// was. Any thread, one save of a project at a time.
+/// project's name, else a name that is free in the end is taken in "Varnelle Projects", and the old package
+/// (of a symbolic link, only that) goes once the new one, which has been read back, stands. Throws what
+/// writing and reading a package throw; the old package then stands as it was. Any thread, one save of a
+/// project at a time; saves of different projects don't harm each other, whatever they are called.
 SavedProject saveProject(const ProjectEditorState& state, const std::optional<URL>& currentPackage,
                          const URL& homeDirectory);
 

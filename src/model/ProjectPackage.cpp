@@ -1,15 +1,14 @@
 #include "model/ProjectPackage.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <set>
 
 #include "foundation/AtomicFile.h"
-#include "foundation/DirectoryLock.h"
-#include "foundation/FileCopy.h"
-#include "foundation/StagingName.h"
 #include "model/FileNames.h"
 #include "model/ProjectDocument.h"
+#include "model/StagedPackage.h"
 
 namespace varnelle {
 namespace {
@@ -17,6 +16,9 @@ namespace {
 /// Far beyond any history: a step of 200 clips takes some 35 KB. More than this, read into memory, would be a
 /// risk.
 constexpr std::uint64_t kLargestManifest = std::uint64_t{1} << 30;
+
+/// More than anyone has; where all seem taken, something is wrong with the folder.
+constexpr int kMostPackagesOfAName = 100'000;
 
 void addSources(const Project& project, std::set<URL>& sources) {
     const RecordingSession& session = project.recordingSession;
@@ -34,38 +36,6 @@ bool isTaken(const URL& url) {
     return std::filesystem::exists(std::filesystem::symlink_status(url.path(), error));
 }
 
-void createDirectories(const URL& url) {
-    std::error_code error;
-    const bool isNew = std::filesystem::create_directories(url.path(), error);
-    if (error) throw FileError("Creating the folder", url.string(), error.value());
-    if (isNew) flushDirectoryEntry(url);
-}
-
-/// The copies are written to the disk while the next ones are made, and are all there in the end.
-AssetReferences importAssets(const std::vector<URL>& sources, const URL& directory) {
-    constexpr std::size_t mostOpenCopies = 64;
-    const std::vector<std::string> names = assetNames(sources);
-    AssetReferences references;
-    std::vector<FileCopy> copies;
-    const auto flushCopies = [&copies] {
-        for (FileCopy& copy : copies) copy.flush();
-        copies.clear();
-    };
-    for (std::size_t i = 0; i < sources.size(); ++i) {
-        std::error_code error;  // only what is certainly not there is missing; the copy meets the rest
-        if (std::filesystem::status(sources[i].path(), error).type() ==
-            std::filesystem::file_type::not_found) {
-            throw ProjectPersistenceError::missingAsset(sources[i].lastPathComponent());
-        }
-        if (copies.size() == mostOpenCopies) flushCopies();
-        copies.emplace_back(sources[i], directory.appending(names[i]));
-        references[sources[i]] = std::string(kProjectAssetsDirectoryName) + "/" + names[i];
-    }
-    flushCopies();
-    flushToDisk(directory);
-    return references;
-}
-
 /// Whether a file really lies below a directory, links followed.
 bool liesInside(const URL& file, const URL& directory) {
     std::error_code error;
@@ -77,28 +47,18 @@ bool liesInside(const URL& file, const URL& directory) {
                .first == realDirectory.end();
 }
 
-URL resolveReference(const URL& package, const std::string& reference) {
+/// Where a reference leads once `directory` stands in `package`'s place.
+URL resolveReference(const URL& directory, const URL& package, const std::string& reference) {
     // What no path can be is not looked for, and not shown at length either.
     const bool isPath =
         !reference.empty() && reference.size() < PATH_MAX && reference.find('\0') == std::string::npos;
     if (!isPath) throw ProjectPersistenceError::missingAsset(reference.substr(0, 64));
-    URL url = package.appending(reference);
+    const URL url = directory.appending(reference);
     std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened
     const bool isAsset = !std::filesystem::path(reference).is_absolute() &&
-                         std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, package);
+                         std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, directory);
     if (!isAsset) throw ProjectPersistenceError::missingAsset(URL("/" + reference).lastPathComponent());
-    return url;
-}
-
-/// Reads a package that is to be called `name` where something is wrong with it.
-ProjectEditorState readPackage(const URL& package, const std::string& name) {
-    const URL manifest = package.appending(kProjectManifestFilename);
-    std::string document = readFile(manifest, kLargestManifest);
-    if (!liesInside(manifest, package)) {
-        throw ProjectDecodingError("The manifest of “" + name + "” is a link that leaves the package.");
-    }
-    return parseDocument(document, name, package.appending(kProjectAssetsDirectoryName),
-                         [&](const std::string& reference) { return resolveReference(package, reference); });
+    return package.appending(reference);
 }
 
 }  // namespace
@@ -124,6 +84,7 @@ URL defaultPackageURL(std::string_view name, const URL& homeDirectory) {
 URL uniquePackageURL(std::string_view name, const URL& homeDirectory) {
     URL url = defaultPackageURL(name, homeDirectory);
     for (int n = 2; isTaken(url); ++n) {
+        if (n > kMostPackagesOfAName) throw FileError("Finding a free name for", url.string(), EEXIST);
         url = defaultPackageURL(std::string(name) + " " + std::to_string(n), homeDirectory);
     }
     return url;
@@ -158,30 +119,28 @@ std::vector<std::string> assetNames(const std::vector<URL>& sources) {
 }
 
 URL writePackage(const ProjectEditorState& state, const URL& destination) {
-    const URL parent = destination.parent();
-    createDirectories(parent);
-    const DirectoryLock lock = DirectoryLock::shared(parent);
-    const URL staging = stagingURL(destination);
-    try {
-        const URL assets = staging.appending(kProjectAssetsDirectoryName);
-        createDirectories(assets);
-        const AssetReferences references = importAssets(collectSourceURLs(state), assets);
-        writeFileAtomically(staging.appending(kProjectManifestFilename),
-                            makeDocument(state, references, DocumentLayout::pretty));
-        flushToDisk(staging);
-        // What couldn't be opened again must not take the place of what can.
-        static_cast<void>(readPackage(staging, destination.lastPathComponent()));
-        replaceItem(destination, staging);
-    } catch (...) {
-        std::error_code ignored;  // the first error is the one to tell; the next start tidies up
-        std::filesystem::remove_all(staging.path(), ignored);
-        throw;
-    }
+    const URL place = packageBehind(destination);
+    StagedPackage staged(state, place);
+    static_cast<void>(staged.readAs(destination));
+    staged.replace(place);
     return destination;
 }
 
 ProjectEditorState readPackage(const URL& package) {
-    return readPackage(package, package.lastPathComponent());
+    return readPackage(package, package);
+}
+
+ProjectEditorState readPackage(const URL& directory, const URL& package) {
+    const std::string name = package.lastPathComponent();
+    const URL manifest = directory.appending(kProjectManifestFilename);
+    const std::string document = readFile(manifest, kLargestManifest);
+    if (!liesInside(manifest, directory)) {
+        throw ProjectDecodingError("The manifest of “" + name + "” is a link that leaves the package.");
+    }
+    const auto resolve = [&](const std::string& reference) {
+        return resolveReference(directory, package, reference);
+    };
+    return parseDocument(document, name, package.appending(kProjectAssetsDirectoryName), resolve);
 }
 
 }  // namespace varnelle

@@ -52,7 +52,8 @@ using AssetReferences = std::map<URL, std::string>;
 /// be a file name (`sanitizedFileName`).
 URL defaultPackageURL(std::string_view name, const URL& homeDirectory);
 
-/// The default place, or the first free one of those with " 2", " 3", ... after the name.
+/// The default place, or the first free one of those with " 2", " 3", ... after the name. Throws `FileError`
+/// if there is none.
 URL uniquePackageURL(std::string_view name, const URL& homeDirectory);
 
 /// Every file that a project or its history refers to, once each, in natural order of the paths.
@@ -62,15 +63,20 @@ std::vector<URL> collectSourceURLs(const ProjectEditorState& state);
 std::vector<std::string> assetNames(const std::vector<URL>& sources);
 
 /// Saves a project as a package: everything is staged beside the destination and takes its place in one step,
-/// so that a failure leaves what stood there before. While it runs, the parent directory carries a shared
-/// lock, which keeps `finishInterruptedSaves` away. Returns the destination. Throws `ProjectPersistenceError`
-/// for a missing source, `FileError` for everything the file system refuses, `ProjectEncodingError` or
-/// `ProjectDecodingError` for values that couldn't be read again.
+/// so that a failure leaves what stood there before; through a symbolic link, the package behind it is
+/// replaced. While it runs, the parent directory carries a shared lock, which keeps `finishInterruptedSaves`
+/// away. Returns the destination. Throws `ProjectPersistenceError` for a missing source, `FileError` for
+/// everything the file system refuses, `ProjectEncodingError` or `ProjectDecodingError` for values that
+/// couldn't be read again.
 URL writePackage(const ProjectEditorState& state, const URL& destination);
 
 /// Opens a package. Throws `FileError` if there is no manifest, `ProjectDecodingError` if it isn't a
 /// project's, `ProjectPersistenceError` for an unknown format version or a missing asset; a reference that
 /// would leave the package counts as missing.
 ProjectEditorState readPackage(const URL& package);
+
+/// Opens a package that lies in `directory` as it will be once that stands at `package`: its files' places
+/// are there, and errors name it.
+ProjectEditorState readPackage(const URL& directory, const URL& package);
 
 }  // namespace varnelle

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "foundation/DirectoryLock.h"
+#include "foundation/URL.h"
+#include "model/Project.h"
+
+namespace varnelle {
+
+/// What a package's URL stands for when it may be a symbolic link: the place that the link leads to, or the
+/// URL itself if it isn't a link, or one to nowhere. Throws `FileError`.
+URL packageBehind(const URL& url);
+
+/// A package that is written, flushed and whole in a hidden directory, from which it goes to its place once
+/// that is known. Gone at the end if it hasn't been put anywhere. As long as it lives the parent directory
+/// carries a shared lock, which keeps `finishInterruptedSaves` away. For one thread at a time.
+class StagedPackage {
+public:
+    /// Writes a project beside `destination`, which needn't be the place in the end but names the parent.
+    /// Throws `ProjectPersistenceError` for a missing source, `FileError`, `ProjectEncodingError`.
+    StagedPackage(const ProjectEditorState& state, const URL& destination);
+
+    /// Reads it as it will be at `package`. Throws what `readPackage` throws: what couldn't be opened again
+    /// must not take the place of what can.
+    [[nodiscard]] ProjectEditorState readAs(const URL& package) const;
+    /// Puts it in a place of the same parent if that is free; else returns false.
+    [[nodiscard]] bool moveTo(const URL& package);
+    /// Puts it in the place of a package of the same parent, and removes that.
+    void replace(const URL& package);
+
+private:
+    /// Whatever goes wrong, nothing hidden stays behind; the next start tidies up where that fails too.
+    struct Directory {
+        explicit Directory(URL place) : url(std::move(place)) {}
+        ~Directory();
+        Directory(const Directory&) = delete;
+        Directory& operator=(const Directory&) = delete;
+
+        URL url;
+        bool isOurs = true;
+    };
+
+    void write(const ProjectEditorState& state, const std::vector<URL>& sources);
+
+    std::optional<DirectoryLock> lock_;
+    std::optional<Directory> staging_;
+};
+
+}  // namespace varnelle
