@@ -1,15 +1,17 @@
 #include "model/InterruptedSaves.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <vector>
 
-#include "foundation/AtomicFile.h"
 #include "foundation/DirectoryLock.h"
+#include "foundation/FileCopy.h"
 #include "foundation/Log.h"
 #include "foundation/StagingName.h"
 #include "model/ProjectPackage.h"
+#include "model/StagedPackage.h"
 
 namespace varnelle {
 namespace {
@@ -47,22 +49,38 @@ bool isWholePackage(const URL& url) {
     }
 }
 
-void finish(const Leftover& leftover) {
+/// Whether there is certainly no manifest: it is written last and removed first, so that nothing without one
+/// is anybody's work.
+bool hasNoManifest(const URL& url) {
+    struct stat status {};
+    return lstat(url.appending(kProjectManifestFilename).string().c_str(), &status) != 0 && errno == ENOENT;
+}
+
+void bringBack(const Leftover& leftover) {
     spdlog::logger& log = logger(LogCategory::app);
-    const bool isWhole = isWholePackage(leftover.url);
-    const bool isPackageThere = fs::exists(fs::symlink_status(leftover.package.path()));
-    if (isWhole && !isPackageThere) {
-        if (std::rename(leftover.url.string().c_str(), leftover.package.string().c_str()) != 0) {
-            throw FileError("Bringing back", leftover.package.string(), errno);
-        }
-        flushDirectoryEntry(leftover.package);
+    if (moveDirectory(leftover.url, leftover.package)) {
         log.info("Brought back “{}”, the save of which had been interrupted.", leftover.package.string());
-    } else if (isWhole && !isWholePackage(leftover.package)) {
-        log.warn("“{}” is damaged; an interrupted save left a whole one as “{}”.", leftover.package.string(),
-                 leftover.url.string());
+    }
+}
+
+void remove(const Leftover& leftover) {
+    spdlog::logger& log = logger(LogCategory::app);
+    if (const std::error_code error = discardPackage(leftover.url))
+        throw FileError("Removing", leftover.url.string(), error.value());
+    log.info("Removed “{}”, left by an interrupted save.", leftover.url.string());
+}
+
+/// What can't be read may only be out of reach just now, so nothing goes that could be the last of a project.
+void finish(const Leftover& leftover) {
+    const bool isPackageThere = fs::exists(fs::symlink_status(leftover.package.path()));
+    if (hasNoManifest(leftover.url) || (isPackageThere && isWholePackage(leftover.package))) {
+        remove(leftover);
+    } else if (!isPackageThere && isWholePackage(leftover.url)) {
+        bringBack(leftover);
     } else {
-        fs::remove_all(leftover.url.path());
-        log.info("Removed “{}”, left by an interrupted save.", leftover.url.string());
+        logger(LogCategory::app)
+            .warn("“{}”, left by an interrupted save, stays: “{}” can't be opened or isn't there.",
+                  leftover.url.string(), leftover.package.string());
     }
 }
 

@@ -4,11 +4,13 @@
 
 namespace varnelle {
 
-/// Deals with what saves that were killed have left in a directory of packages. A leftover takes its
-/// package's place if that is missing and the leftover is a whole package (the newest, if there are several);
-/// otherwise it is removed, unless it is whole and the package beside it is damaged. Only directories with
-/// this program's staging names are touched, links never followed. While any process saves into the directory
-/// nothing happens. Logs a line for each thing done; what fails is logged and left for the next time.
+/// Deals with what saves that were killed have left in a directory of packages. A leftover without a manifest
+/// is removed, and so is one beside which its package stands whole. One that is whole itself takes its
+/// package's place if that is missing (the newest, if there are several). All others stay, with a line in the
+/// log: what can't be read may only be out of reach. Any directory will do, one that is large or read-only
+/// too: only directories with this program's staging names are touched, links never followed. While any
+/// process saves into the directory nothing happens. Logs a line for each thing done; what fails is logged
+/// and left for the next time.
 void finishInterruptedSaves(const URL& directory);
 
 }  // namespace varnelle

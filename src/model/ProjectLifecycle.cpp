@@ -60,10 +60,7 @@ SavedProject saveProject(const ProjectEditorState& state, const std::optional<UR
         return saveInPlace(state, *currentPackage);
     }
     SavedProject saved = saveUnderFreeName(state, homeDirectory);
-    if (currentPackage) {
-        std::error_code ignored;  // the project is safe in its new place; an old copy beside it does no harm
-        std::filesystem::remove_all(currentPackage->path(), ignored);
-    }
+    if (currentPackage) retirePackage(*currentPackage);
     return saved;
 }
 

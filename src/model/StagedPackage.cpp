@@ -51,9 +51,7 @@ AssetReferences importAssets(const std::vector<URL>& sources, const URL& directo
 }
 
 void removeReplaced(const URL& package) {
-    std::error_code error;
-    fs::remove_all(package.path(), error);
-    if (error) {
+    if (const std::error_code error = discardPackage(package)) {
         logger(LogCategory::app)
             .warn("What was replaced stays as “{}”: {}.", package.string(), error.message());
     }
@@ -72,6 +70,28 @@ URL packageBehind(const URL& url) {
     return URL(target);
 }
 
+std::error_code discardPackage(const URL& directory) {
+    std::error_code error;
+    fs::remove(directory.appending(kProjectManifestFilename).path(), error);
+    if (!error) fs::remove_all(directory.path(), error);
+    return error;
+}
+
+void retirePackage(const URL& package) {
+    try {
+        if (fs::is_symlink(package.path())) {
+            fs::remove(package.path());
+            return;
+        }
+        const DirectoryLock lock = DirectoryLock::shared(package.parent());
+        const URL aside = stagingURL(package);
+        if (moveDirectory(package, aside)) removeReplaced(aside);
+    } catch (const std::exception& error) {
+        logger(LogCategory::app)
+            .warn("“{}” stays after its project was renamed: {}", package.string(), error.what());
+    }
+}
+
 StagedPackage::StagedPackage(const ProjectEditorState& state, const URL& destination) {
     const std::vector<URL> sources = collectSourceURLs(state);
     requireSources(sources);  // before anything is made
@@ -82,8 +102,7 @@ StagedPackage::StagedPackage(const ProjectEditorState& state, const URL& destina
 }
 
 StagedPackage::Directory::~Directory() {
-    std::error_code ignored;  // the error that led here is the one to tell
-    if (isOurs) fs::remove_all(url.path(), ignored);
+    if (isOurs) static_cast<void>(discardPackage(url));  // the error that led here is the one to tell
 }
 
 void StagedPackage::write(const ProjectEditorState& state, const std::vector<URL>& sources) {

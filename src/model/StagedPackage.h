@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,15 @@ namespace varnelle {
 /// What a package's URL stands for when it may be a symbolic link: the place that the link leads to, or the
 /// URL itself if it isn't a link, or one to nowhere. Throws `FileError`.
 URL packageBehind(const URL& url);
+
+/// Removes the directory of a package that is out of its place, the manifest first: what a kill leaves of it
+/// is no package for anyone then. Returns the error if it can't be removed.
+[[nodiscard]] std::error_code discardPackage(const URL& directory);
+
+/// Removes a package that has been saved under another name: it steps aside under a staging name and is
+/// discarded there, so that no half of it ever stands in its place. Of a symbolic link only the link goes.
+/// A kill in between those two brings it back at the next start, as a second copy. A failure is logged.
+void retirePackage(const URL& package);
 
 /// A package that is written, flushed and whole in a hidden directory, from which it goes to its place once
 /// that is known. Gone at the end if it hasn't been put anywhere. As long as it lives the parent directory

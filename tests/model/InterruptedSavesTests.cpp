@@ -7,15 +7,18 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "foundation/AtomicFile.h"
 #include "foundation/DirectoryLock.h"
 #include "foundation/Log.h"
 #include "foundation/StagingName.h"
+#include "model/ProjectLifecycle.h"
 #include "model/ProjectPackage.h"
 #include "support/FileSystemFaults.h"
 #include "support/SampleProject.h"
@@ -312,6 +315,200 @@ TEST_P(InterruptedSaves, TidyingUpDuringASaveDoesItNoHarm) {
     }
     EXPECT_EQ(contents(package_), expected.after);
     EXPECT_EQ(entryCount(), 1U);
+}
+
+/// What a renaming save may leave: whole packages under the old name, the new one or both, and nothing else.
+class RenamedPackage : public SavedPackage, public testing::WithParamInterface<Save> {
+protected:
+    ProjectEditorState prepareRenaming() {
+        ProjectEditorState state = prepare(Save::overItself);
+        state.currentProject.name = "Renamed";
+        return state;
+    }
+    void expectWholePackages(const std::string& where) const {
+        EXPECT_GT(entryCount(), 0U) << where;
+        for (const auto& entry : fs::directory_iterator(home_.path())) {
+            const std::string name = entry.path().filename();
+            EXPECT_TRUE(name == "Demo.varnelle" || name == "Renamed.varnelle") << name << ", " << where;
+            EXPECT_NO_THROW(readPackage(URL(entry.path()))) << where;
+        }
+    }
+
+    URL renamed_ = home_.appending("Renamed.varnelle");
+};
+INSTANTIATE_TEST_SUITE_P(, RenamedPackage, testing::Values(Save::overPackage, Save::overPackageInTwoSteps),
+                         nameOf);
+
+TEST_P(RenamedPackage, AFailureOfAnyCallLeavesWholePackages) {
+    int retirements = 0;
+    for (const int error : {ENOSPC, EIO, EACCES}) {
+        bool hasStruck = true;
+        for (int at = 1; hasStruck; ++at) {
+            const ProjectEditorState state = prepareRenaming();
+            const Contents before = contents(package_);
+            bool hasFailed = false;
+            std::string where;
+            {
+                FaultPlan fault = plan(GetParam());
+                fault.at = at;
+                fault.errorNumber = error;
+                const FileSystemFaults faults(fault);
+                try {
+                    saveProject(state, package_, directory_.url());
+                } catch (const Error&) {
+                    hasFailed = true;
+                }
+                hasStruck = faults.hasStruck();
+                where = faults.struckCall() + ", call " + std::to_string(at);
+            }
+            if (hasFailed) {
+                EXPECT_EQ(entryCount(), 1U) << where;
+                ASSERT_EQ(contents(package_), before) << where;
+            } else {
+                ASSERT_NO_THROW(readPackage(renamed_)) << where;
+            }
+            finishInterruptedSaves(home_);
+            expectWholePackages(where);
+            if (!hasFailed && hasStruck && package_.exists()) ++retirements;
+            if (!hasStruck) {
+                EXPECT_FALSE(package_.exists()) << "the old package goes";
+            }
+        }
+    }
+    EXPECT_GT(retirements, 3) << "failures to remove the old package";
+}
+
+TEST_P(RenamedPackage, AKillAtAnyCallLeavesWholePackages) {
+    bool wasKilled = true;
+    int at = 1;
+    for (; wasKilled; ++at) {
+        const ProjectEditorState state = prepareRenaming();
+        const pid_t child = startChild([&] {
+            FaultPlan fault = plan(GetParam());
+            fault.at = at;
+            fault.effect = FaultPlan::Effect::killProcess;
+            const FileSystemFaults faults(fault);
+            saveProject(state, package_, directory_.url());
+        });
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        wasKilled = WIFSIGNALED(status);
+        finishInterruptedSaves(home_);
+        expectWholePackages("call " + std::to_string(at));
+    }
+    EXPECT_TRUE(renamed_.exists());
+    EXPECT_FALSE(package_.exists());
+    EXPECT_GT(at, 40);
+}
+
+/// What a killed save may have left, for tidying up to meet faults with.
+class TidyingUp : public SavedPackage {
+protected:
+    struct Scene {
+        const char* what;
+        std::function<void()> leave;
+        std::size_t entriesAfter;  ///< once it is all done
+    };
+
+    void leaveWhole() const { fs::copy(template_.path(), hidden_.path(), fs::copy_options::recursive); }
+    static void edit(const URL& package, const std::string& from, const std::string& to) {
+        const URL manifest = package.appending("project.json");
+        std::string text = readFile(manifest);
+        text.replace(text.find(from), from.size(), to);
+        writeFileAtomically(manifest, text);
+    }
+    [[nodiscard]] std::vector<Scene> scenes() {
+        return {
+            {"a whole one alone", [&] { leaveWhole(); }, 1},
+            {"a whole one beside its package", [&] { prepare(Save::overPackage), leaveWhole(); }, 1},
+            {"a whole one beside a damaged package",
+             [&] {
+                 prepare(Save::overPackage);
+                 leaveWhole();
+                 fs::remove(package_.appending("Assets/screen.mov").path());
+             },
+             2},
+            {"one of a later format",
+             [&] {
+                 leaveWhole();
+                 edit(hidden_, "\"formatVersion\": 1", "\"formatVersion\": 2");
+             },
+             1},
+            {"one that lacks a file beside a damaged package",
+             [&] {
+                 fs::create_directories(package_.path());
+                 leaveWhole();
+                 fs::remove(hidden_.appending("Assets/screen.mov").path());
+             },
+             2},
+            {"one without a manifest",
+             [&] {
+                 leaveWhole();
+                 fs::remove(hidden_.appending("project.json").path());
+             },
+             0},
+        };
+    }
+    void lay(const Scene& scene) {
+        prepare(Save::newPackage);
+        scene.leave();
+    }
+    /// The manifests at either place.
+    [[nodiscard]] std::multiset<std::string> manifests() const {
+        std::multiset<std::string> found;
+        for (const auto& entry : fs::directory_iterator(home_.path())) {
+            const URL manifest = URL(entry.path()).appending("project.json");
+            if (manifest.exists()) found.insert(readFile(manifest));
+        }
+        return found;
+    }
+    [[nodiscard]] bool isPackageWhole() const {
+        try {
+            static_cast<void>(readPackage(package_));
+            return true;
+        } catch (const Error&) {
+            return false;
+        }
+    }
+
+    URL hidden_ = stagingURL(home_.appending("Demo.varnelle"));
+};
+
+TEST_F(TidyingUp, NoFailureAndNoKillLosesAProject) {
+    logger(LogCategory::app).set_level(spdlog::level::off);
+    using Effect = FaultPlan::Effect;
+    const auto run = [this](const FaultPlan& fault) {
+        const FileSystemFaults faults(fault);
+        finishInterruptedSaves(home_);
+        return faults.hasStruck();
+    };
+    for (const Scene& scene : scenes()) {
+        for (const int error : {EIO, EMFILE, EACCES, 0}) {
+            bool goesOn = true;
+            int at = 1;
+            for (; goesOn; ++at) {
+                lay(scene);
+                const auto before = manifests();
+                FaultPlan fault;
+                fault.at = at;
+                fault.errorNumber = error;
+                if (error != 0) {
+                    goesOn = run(fault);
+                } else {
+                    fault.effect = Effect::killProcess;
+                    const pid_t child = startChild([&] { run(fault); });
+                    int status = 0;
+                    ASSERT_EQ(waitpid(child, &status, 0), child);
+                    goesOn = WIFSIGNALED(status);
+                }
+                const std::string where = std::string(scene.what) + ", call " + std::to_string(at);
+                EXPECT_TRUE(isPackageWhole() || manifests() == before) << where << ", error " << error;
+                finishInterruptedSaves(home_);
+                EXPECT_EQ(entryCount(), scene.entriesAfter) << where << ", error " << error;
+            }
+            EXPECT_GT(at, 7) << scene.what;
+        }
+    }
 }
 
 TEST_F(SavedPackage, OnlyLeftoversOfSavesAreTouched) {

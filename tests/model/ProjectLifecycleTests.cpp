@@ -44,7 +44,7 @@ TEST_F(SavedProjects, SavesOfOneNameAtOnceLeaveAPackageEach) {
             start.arrive_and_wait();
             saved.at(i) = saveProject(states.at(i), std::nullopt, home_);
         };
-        std::thread other(save, 1);
+        std::jthread other(save, 1);
         save(0);
         other.join();
         for (std::size_t i = 0; i < saved.size(); ++i) {
