@@ -1,9 +1,16 @@
 #include "model/FileNames.h"
 
 #include <algorithm>
+#include <array>
 
 namespace varnelle {
 namespace {
+
+/// The characters of Unicode's property White_Space (PropList.txt of the Unicode Character Database).
+constexpr std::array<std::string_view, 25> kBlanks{
+    " ",      "\t",     "\n",     "\v",     "\f",     "\r",     "\xC2\x85", "\u00A0", "\u1680",
+    "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006",   "\u2007", "\u2008",
+    "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -44,10 +51,16 @@ int compareNaturally(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\n\r\v\f";
-    const std::size_t start = text.find_first_not_of(blanks);
-    if (start == std::string_view::npos) return {};
-    return text.substr(start, text.find_last_not_of(blanks) - start + 1);
+    const auto startsText = [&text](std::string_view blank) { return text.starts_with(blank); };
+    const auto endsText = [&text](std::string_view blank) { return text.ends_with(blank); };
+    const auto* blank = kBlanks.begin();
+    while ((blank = std::find_if(kBlanks.begin(), kBlanks.end(), startsText)) != kBlanks.end()) {
+        text.remove_prefix(blank->size());
+    }
+    while ((blank = std::find_if(kBlanks.begin(), kBlanks.end(), endsText)) != kBlanks.end()) {
+        text.remove_suffix(blank->size());
+    }
+    return text;
 }
 
 std::string lowercased(std::string text) {

@@ -5,7 +5,7 @@
 
 namespace varnelle {
 
-/// Text without white space and line breaks at its ends.
+/// UTF-8 text without white space and line breaks, as Unicode knows them, at its ends.
 std::string_view trimmed(std::string_view text);
 
 /// Text with its ASCII letters in lower case; other letters stay as they are.

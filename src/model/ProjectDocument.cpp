@@ -146,7 +146,10 @@ public:
     [[nodiscard]] std::string string(const char* key) const {
         const json& value = required(key);
         if (!value.is_string()) fail(place(key), "is not a text");
-        return value.get<std::string>();
+        auto text = value.get<std::string>();
+        // Names and paths end there for the system, which would look elsewhere than where they seem to lead.
+        if (text.find('\0') != std::string::npos) fail(place(key), "holds a zero byte");
+        return text;
     }
     [[nodiscard]] bool boolean(const char* key) const {
         const json& value = required(key);

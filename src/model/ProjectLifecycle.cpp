@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "model/FileNames.h"
+#include "model/ProjectDocument.h"
 #include "model/ProjectPackage.h"
 #include "model/StagedPackage.h"
 
@@ -50,6 +51,8 @@ URL sessionsDirectory(const URL& temporaryDirectory) {
 
 ProjectEditorState namedForSaving(ProjectEditorState state) {
     std::string& name = state.currentProject.name;
+    name = wellFormed(name);
+    name.erase(std::remove(name.begin(), name.end(), '\0'), name.end());  // no file can be called that
     name = sanitizedFileName(name, kNamelessProject);
     return state;
 }

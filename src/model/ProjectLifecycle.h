@@ -10,8 +10,8 @@ namespace varnelle {
 /// Where recordings lie until they are saved.
 URL sessionsDirectory(const URL& temporaryDirectory);
 
-/// The state as it is saved: its project's name made usable as a file name ("Varnelle Project" if there is
-/// none). The projects of the stacks keep theirs.
+/// The state as it is saved: its project's name made well-formed and usable as a file name ("Varnelle
+/// Project" if there is none). The projects of the stacks keep theirs.
 ProjectEditorState namedForSaving(ProjectEditorState state);
 
 /// A project that has just been saved: its package, and the state as read back from there, whose files all

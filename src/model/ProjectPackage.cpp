@@ -50,8 +50,7 @@ bool liesInside(const URL& file, const URL& directory) {
 /// Where a reference leads once `directory` stands in `package`'s place.
 URL resolveReference(const URL& directory, const URL& package, const std::string& reference) {
     // What no path can be is not looked for, and not shown at length either.
-    const bool isPath =
-        !reference.empty() && reference.size() < PATH_MAX && reference.find('\0') == std::string::npos;
+    const bool isPath = !reference.empty() && reference.size() < PATH_MAX;
     if (!isPath) throw ProjectPersistenceError::missingAsset(reference.substr(0, 64));
     const URL url = directory.appending(reference);
     std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened

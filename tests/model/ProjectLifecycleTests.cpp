@@ -56,6 +56,22 @@ TEST_F(SavedProjects, SavesOfOneNameAtOnceLeaveAPackageEach) {
     }
 }
 
+TEST_F(SavedProjects, AnyNameBecomesOneThatAFileCanHave) {
+    struct Case {
+        std::string name;
+        std::string expected;
+    };
+    for (const Case& c :
+         {Case{"a/b:c", "a-b-c"}, Case{std::string("Ta\0lk\0", 6), "Talk"},
+          Case{std::string("\0\0", 2), "Varnelle Project"}, Case{"\u00A0", "Varnelle Project"},
+          Case{"caf\xE9", "caf\uFFFD"}, Case{"\xC3", "\uFFFD"}, Case{" \u2003Talk\u3000 ", "Talk"}}) {
+        const ProjectEditorState state = namedForSaving(makeProject(c.name));
+        EXPECT_EQ(state.currentProject.name, c.expected);
+        const SavedProject saved = saveProject(state, std::nullopt, home_);
+        EXPECT_EQ(readPackage(saved.packageURL).currentProject.name, c.expected);
+    }
+}
+
 TEST_F(SavedProjects, ThroughALinkThePackageBehindItIsReplaced) {
     const URL real = directory_.file("disk").appending("Real.varnelle");
     const URL link = directory_.file("Talk.varnelle");

@@ -220,7 +220,7 @@ TEST_F(ProjectPackage, ReferencesThatLeaveThePackageCountAsMissing) {
          {std::string("../recording_1/screen.mov"), std::string("Assets/../../recording_1/screen.mov"),
           std::string("/etc/passwd"), std::string("Assets/link.mov"), std::string("Assets/folder/screen.mov"),
           std::string("Assets/none.mov"), std::string(), std::string("Assets"), std::string("."),
-          std::string("Assets/screen.mov\0", 18), std::string(100'000, 'x')}) {
+          std::string(100'000, 'x')}) {
         json document = manifest();
         document["currentProject"]["recordingSession"]["screenRecordingReference"] = reference;
         setManifest(document);
@@ -290,6 +290,8 @@ TEST_F(ProjectPackage, BrokenManifestsAreErrorsThatNameThePackage) {
              with((session + "renderWidth").c_str(), -1920),
              with((session + "renderHeight").c_str(), 1e9),
              with((session + "id").c_str(), "nobody"),
+             with((session + "screenRecordingReference").c_str(), std::string("Assets/screen.mov\0", 18)),
+             with("/currentProject/name", std::string("Demo\0", 5)),
              with((session + "createdAt").c_str(), "yesterday"),
              with((clip + "trimStartSeconds").c_str(), 1e300),
              with((clip + "trimStartSeconds").c_str(), "soon"),
