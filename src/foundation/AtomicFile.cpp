@@ -66,6 +66,14 @@ void flushToDisk(const URL& url) {
     if (fsync(descriptor.get()) != 0 && errno != EINVAL) throw FileError("Flushing", url.string(), errno);
 }
 
+bool hasHoles(const URL& url) {
+    const Descriptor file(open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) return false;
+    const off_t end = lseek(file.get(), 0, SEEK_HOLE);
+    return end >= 0 && end < status.st_size;
+}
+
 std::string readFile(const URL& url, std::uint64_t maximumBytes) {
     // A pipe in the file's place must not make the reader wait for a writer.
     const Descriptor file(open(url.string().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));

@@ -40,6 +40,8 @@ void flushToDisk(const URL& url);
 /// undone, so a failure is only logged.
 void flushDirectoryEntry(const URL& url);
 
+/// Whether parts of a file were never written. False too where the file system can't tell.
+bool hasHoles(const URL& url);
 /// More than any file that is read as a whole has; what is larger is damage, or not ours.
 inline constexpr std::uint64_t kLargestWholeFile = std::uint64_t{2} << 30;
 /// The bytes of a regular file. Throws `FileError`, also for one of more than `maximumBytes`.

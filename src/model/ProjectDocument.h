@@ -21,7 +21,8 @@ std::string makeDocument(const ProjectEditorState& state, const AssetReferences&
 std::string wellFormed(const std::string& text);
 
 /// Reads a manifest. `assetsDirectory` becomes the sessions' directory; `resolve` turns a reference into the
-/// place of its file, or throws. Throws `ProjectDecodingError` (naming `packageName`) and
+/// place of its file, or throws. Steps of the history share equal lists with their neighbours and the current
+/// project. Throws `ProjectDecodingError` (naming `packageName`) and
 /// `ProjectPersistenceError`.
 ProjectEditorState parseDocument(std::string_view json, const std::string& packageName,
                                  const URL& assetsDirectory,

@@ -27,7 +27,7 @@ bool liesBelow(const URL& directory, const URL& ancestor) {
 SavedProject saveInPlace(const ProjectEditorState& state, const URL& package) {
     const URL place = packageBehind(package);
     StagedPackage staged(state, place);
-    SavedProject saved{package, staged.readAs(package)};
+    SavedProject saved{package, staged.stateAt(package)};
     staged.replace(place);
     return saved;
 }
@@ -35,10 +35,10 @@ SavedProject saveInPlace(const ProjectEditorState& state, const URL& package) {
 /// The name is chosen at the very end: another save may take the one that is free now.
 SavedProject saveUnderFreeName(const ProjectEditorState& state, const URL& homeDirectory) {
     const std::string& name = state.currentProject.name;
-    StagedPackage staged(state, defaultPackageURL(name, homeDirectory));
+    StagedPackage staged(state, uniquePackageURL(name, homeDirectory));
     for (;;) {
         const URL package = uniquePackageURL(name, homeDirectory);
-        SavedProject saved{package, staged.readAs(package)};
+        SavedProject saved{package, staged.stateAt(package)};
         if (staged.moveTo(package)) return saved;
     }
 }

@@ -1,9 +1,12 @@
 #include "model/ProjectPackage.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <set>
+#include <unordered_map>
 
 #include "foundation/AtomicFile.h"
 #include "model/FileNames.h"
@@ -13,22 +16,42 @@
 namespace varnelle {
 namespace {
 
-/// Far beyond any history: a step of 200 clips takes some 35 KB. More than this, read into memory, would be a
-/// risk.
-constexpr std::uint64_t kLargestManifest = std::uint64_t{1} << 30;
-
 /// More than anyone has; where all seem taken, something is wrong with the folder.
 constexpr int kMostPackagesOfAName = 100'000;
 
-void addSources(const Project& project, std::set<URL>& sources) {
-    const RecordingSession& session = project.recordingSession;
-    sources.insert(session.screenRecordingURL);
-    if (session.cameraRecordingURL) sources.insert(*session.cameraRecordingURL);
-    if (session.cursorRecordingURL) sources.insert(*session.cursorRecordingURL);
-    for (const TimelineTrack& track : project.timeline.tracks) {
-        for (const TimelineClip& clip : track.clips) sources.insert(clip.sourceURL);
+/// The sources of project after project. Most steps of a history share their clips with the one before, and
+/// most clips their source with the clip before.
+class SourceCollector {
+public:
+    void add(const Project& project) {
+        const RecordingSession& session = project.recordingSession;
+        add(session.screenRecordingURL);
+        if (session.cameraRecordingURL) add(*session.cameraRecordingURL);
+        if (session.cursorRecordingURL) add(*session.cursorRecordingURL);
+        for (const TimelineTrack& track : project.timeline.tracks) {
+            if (hasMet(track.clips)) continue;
+            for (const TimelineClip& clip : track.clips) add(clip.sourceURL);
+        }
+        previous_ = &project;
     }
-}
+    [[nodiscard]] std::vector<URL> sources() const { return {sources_.begin(), sources_.end()}; }
+
+private:
+    [[nodiscard]] bool hasMet(const SharedList<TimelineClip>& clips) const {
+        if (previous_ == nullptr) return false;
+        const SharedList<TimelineTrack>& tracks = previous_->timeline.tracks;
+        return std::any_of(tracks.begin(), tracks.end(),
+                           [&](const TimelineTrack& track) { return track.clips.sharesStorage(clips); });
+    }
+    void add(const URL& source) {
+        if (last_ != nullptr && source.path().native() == last_->path().native()) return;
+        last_ = &*sources_.insert(source).first;
+    }
+
+    std::set<URL> sources_;
+    const URL* last_ = nullptr;
+    const Project* previous_ = nullptr;
+};
 
 /// Whether anything has this name, a link to nowhere included.
 bool isTaken(const URL& url) {
@@ -47,18 +70,9 @@ bool liesInside(const URL& file, const URL& directory) {
                .first == realDirectory.end();
 }
 
-/// Where a reference leads once `directory` stands in `package`'s place.
-URL resolveReference(const URL& directory, const URL& package, const std::string& reference) {
-    // What no path can be is not looked for, and not shown at length either.
-    const bool isPath = !reference.empty() && reference.size() < PATH_MAX;
-    if (!isPath) throw ProjectPersistenceError::missingAsset(reference.substr(0, 64));
-    const URL url = directory.appending(reference);
-    std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened
-    const bool isAsset = !std::filesystem::path(reference).is_absolute() &&
-                         std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, directory);
-    if (!isAsset) throw ProjectPersistenceError::missingAsset(URL("/" + reference).lastPathComponent());
-    return package.appending(reference);
-}
+/// A manifest is text without gaps: one of a size like this that has any is damage. Any other may be as large
+/// as the memory allows, since histories grow.
+constexpr std::uint64_t kLargestWithHoles = std::uint64_t{64} << 20;
 
 }  // namespace
 
@@ -90,11 +104,11 @@ URL uniquePackageURL(std::string_view name, const URL& homeDirectory) {
 }
 
 std::vector<URL> collectSourceURLs(const ProjectEditorState& state) {
-    std::set<URL> sources;
-    addSources(state.currentProject, sources);
-    for (const Project& project : state.undoStack) addSources(project, sources);
-    for (const Project& project : state.redoStack) addSources(project, sources);
-    std::vector<URL> sorted(sources.begin(), sources.end());
+    SourceCollector collector;
+    collector.add(state.currentProject);
+    for (const Project& project : state.undoStack) collector.add(project);
+    for (const Project& project : state.redoStack) collector.add(project);
+    std::vector<URL> sorted = collector.sources();
     std::sort(sorted.begin(), sorted.end(),
               [](const URL& a, const URL& b) { return precedesNaturally(a.string(), b.string()); });
     return sorted;
@@ -119,25 +133,42 @@ std::vector<std::string> assetNames(const std::vector<URL>& sources) {
 
 URL writePackage(const ProjectEditorState& state, const URL& destination) {
     const URL place = packageBehind(destination);
-    StagedPackage staged(state, place);
-    static_cast<void>(staged.readAs(destination));
-    staged.replace(place);
+    StagedPackage(state, place).replace(place);
     return destination;
 }
 
-ProjectEditorState readPackage(const URL& package) {
-    return readPackage(package, package);
+URL resolveReference(const URL& package, const std::string& reference) {
+    // What no path can be is not looked for, and not shown at length either.
+    const bool isPath = !reference.empty() && reference.size() < PATH_MAX;
+    if (!isPath) throw ProjectPersistenceError::missingAsset(reference.substr(0, 64));
+    URL url = package.appending(reference);
+    std::error_code ignored;  // whatever keeps the file from being looked at, it can't be opened
+    const bool isAsset = !std::filesystem::path(reference).is_absolute() &&
+                         std::filesystem::is_regular_file(url.path(), ignored) && liesInside(url, package);
+    if (!isAsset) throw ProjectPersistenceError::missingAsset(URL("/" + reference).lastPathComponent());
+    return url;
 }
 
-ProjectEditorState readPackage(const URL& directory, const URL& package) {
+std::uint64_t largestManifest() {
+    const auto pages = static_cast<std::uint64_t>(std::max(sysconf(_SC_PHYS_PAGES), 1L));
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) / 2;
+}
+
+ProjectEditorState readPackage(const URL& package) {
     const std::string name = package.lastPathComponent();
-    const URL manifest = directory.appending(kProjectManifestFilename);
-    const std::string document = readFile(manifest, kLargestManifest);
-    if (!liesInside(manifest, directory)) {
+    const URL manifest = package.appending(kProjectManifestFilename);
+    const std::string document =
+        readFile(manifest, hasHoles(manifest) ? kLargestWithHoles : largestManifest());
+    if (!liesInside(manifest, package)) {
         throw ProjectDecodingError("The manifest of “" + name + "” is a link that leaves the package.");
     }
+    std::unordered_map<std::string, URL> resolved;  // thousands of clips refer to a few files
     const auto resolve = [&](const std::string& reference) {
-        return resolveReference(directory, package, reference);
+        auto found = resolved.find(reference);
+        if (found == resolved.end()) {
+            found = resolved.emplace(reference, resolveReference(package, reference)).first;
+        }
+        return found->second;
     };
     return parseDocument(document, name, package.appending(kProjectAssetsDirectoryName), resolve);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -75,8 +76,10 @@ URL writePackage(const ProjectEditorState& state, const URL& destination);
 /// would leave the package counts as missing.
 ProjectEditorState readPackage(const URL& package);
 
-/// Opens a package that lies in `directory` as it will be once that stands at `package`: its files' places
-/// are there, and errors name it.
-ProjectEditorState readPackage(const URL& directory, const URL& package);
+/// The file that a reference in a package means. Throws `ProjectPersistenceError` if it isn't there.
+URL resolveReference(const URL& package, const std::string& reference);
+
+/// The most bytes that a manifest may have: half of the machine's memory, whatever else is in use.
+std::uint64_t largestManifest();
 
 }  // namespace varnelle

@@ -1,13 +1,13 @@
 #include "model/StagedPackage.h"
 
 #include <cerrno>
+#include <unordered_map>
 
 #include "foundation/AtomicFile.h"
 #include "foundation/FileCopy.h"
 #include "foundation/Log.h"
 #include "foundation/StagingName.h"
 #include "model/ProjectDocument.h"
-#include "model/ProjectPackage.h"
 
 namespace varnelle {
 namespace {
@@ -30,24 +30,29 @@ void createDirectories(const URL& url) {
     if (isNew) flushDirectoryEntry(url);
 }
 
-/// The copies are written to the disk while the next ones are made, and are all there in the end.
-AssetReferences importAssets(const std::vector<URL>& sources, const URL& directory) {
-    constexpr std::size_t mostOpenCopies = 64;
+AssetReferences referencesTo(const std::vector<URL>& sources) {
     const std::vector<std::string> names = assetNames(sources);
     AssetReferences references;
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        references[sources[i]] = std::string(kProjectAssetsDirectoryName) + "/" + names[i];
+    }
+    return references;
+}
+
+/// The copies are written to the disk while the next ones are made, and are all there in the end.
+void importAssets(const AssetReferences& references, const std::vector<URL>& sources, const URL& package) {
+    constexpr std::size_t mostOpenCopies = 64;
     std::vector<FileCopy> copies;
     const auto flushCopies = [&copies] {
         for (FileCopy& copy : copies) copy.flush();
         copies.clear();
     };
-    for (std::size_t i = 0; i < sources.size(); ++i) {
+    for (const URL& source : sources) {
         if (copies.size() == mostOpenCopies) flushCopies();
-        copies.emplace_back(sources[i], directory.appending(names[i]));
-        references[sources[i]] = std::string(kProjectAssetsDirectoryName) + "/" + names[i];
+        copies.emplace_back(source, package.appending(references.at(source)));
     }
     flushCopies();
-    flushToDisk(directory);
-    return references;
+    flushToDisk(package.appending(kProjectAssetsDirectoryName));
 }
 
 void removeReplaced(const URL& package) {
@@ -92,30 +97,61 @@ void retirePackage(const URL& package) {
     }
 }
 
-StagedPackage::StagedPackage(const ProjectEditorState& state, const URL& destination) {
+// What can't be saved shows before anything is made, and before the media are copied.
+StagedPackage::StagedPackage(const ProjectEditorState& state, const URL& destination)
+    : destination_(destination) {
     const std::vector<URL> sources = collectSourceURLs(state);
-    requireSources(sources);  // before anything is made
+    requireSources(sources);
+    references_ = referencesTo(sources);
+    manifest_ = makeDocument(state, references_, DocumentLayout::pretty);
+    if (manifest_.size() > largestManifest()) {
+        throw ProjectEncodingError(
+            "The project can't be saved: its history takes more than half of this computer's memory.");
+    }
+    state_ = parsed(destination);
     createDirectories(destination.parent());
     lock_ = DirectoryLock::shared(destination.parent());
     staging_.emplace(stagingURL(destination));
-    write(state, sources);
+    write(sources);
+    verify();
 }
 
 StagedPackage::Directory::~Directory() {
     if (isOurs) static_cast<void>(discardPackage(url));  // the error that led here is the one to tell
 }
 
-void StagedPackage::write(const ProjectEditorState& state, const std::vector<URL>& sources) {
-    const URL assets = staging_->url.appending(kProjectAssetsDirectoryName);
-    createDirectories(assets);
-    const AssetReferences references = importAssets(sources, assets);
-    writeFileAtomically(staging_->url.appending(kProjectManifestFilename),
-                        makeDocument(state, references, DocumentLayout::pretty));
+ProjectEditorState StagedPackage::parsed(const URL& package) const {
+    std::unordered_map<std::string, URL> places;
+    for (const auto& [source, reference] : references_) places[reference] = package.appending(reference);
+    return parseDocument(manifest_, package.lastPathComponent(),
+                         package.appending(kProjectAssetsDirectoryName),
+                         [&places](const std::string& reference) {
+                             const auto found = places.find(reference);
+                             if (found == places.end())
+                                 throw ProjectPersistenceError::missingAsset(reference);
+                             return found->second;
+                         });
+}
+
+void StagedPackage::write(const std::vector<URL>& sources) {
+    createDirectories(staging_->url.appending(kProjectAssetsDirectoryName));
+    importAssets(references_, sources, staging_->url);
+    writeFileAtomically(staging_->url.appending(kProjectManifestFilename), manifest_);
     flushToDisk(staging_->url);
 }
 
-ProjectEditorState StagedPackage::readAs(const URL& package) const {
-    return readPackage(staging_->url, package);
+/// What is there is what was parsed, and all its files can be found: it will open.
+void StagedPackage::verify() const {
+    if (readFile(staging_->url.appending(kProjectManifestFilename), manifest_.size()) != manifest_) {
+        throw FileError("Writing", destination_.string(), EIO);
+    }
+    for (const auto& [source, reference] : references_) {
+        static_cast<void>(resolveReference(staging_->url, reference));
+    }
+}
+
+ProjectEditorState StagedPackage::stateAt(const URL& package) const {
+    return package == destination_ ? state_ : parsed(package);
 }
 
 bool StagedPackage::moveTo(const URL& package) {

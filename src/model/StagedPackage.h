@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "foundation/DirectoryLock.h"
 #include "foundation/URL.h"
 #include "model/Project.h"
+#include "model/ProjectPackage.h"
 
 namespace varnelle {
 
@@ -30,12 +32,12 @@ void retirePackage(const URL& package);
 class StagedPackage {
 public:
     /// Writes a project beside `destination`, which needn't be the place in the end but names the parent.
-    /// Throws `ProjectPersistenceError` for a missing source, `FileError`, `ProjectEncodingError`.
+    /// Throws `ProjectPersistenceError` for a missing source, `ProjectEncodingError` or
+    /// `ProjectDecodingError` for what couldn't be opened again, both before anything is made; `FileError`.
     StagedPackage(const ProjectEditorState& state, const URL& destination);
 
-    /// Reads it as it will be at `package`. Throws what `readPackage` throws: what couldn't be opened again
-    /// must not take the place of what can.
-    [[nodiscard]] ProjectEditorState readAs(const URL& package) const;
+    /// What `readPackage` will give once it is at `package`.
+    [[nodiscard]] ProjectEditorState stateAt(const URL& package) const;
     /// Puts it in a place of the same parent if that is free; else returns false.
     [[nodiscard]] bool moveTo(const URL& package);
     /// Puts it in the place of a package of the same parent, and removes that.
@@ -53,8 +55,14 @@ private:
         bool isOurs = true;
     };
 
-    void write(const ProjectEditorState& state, const std::vector<URL>& sources);
+    [[nodiscard]] ProjectEditorState parsed(const URL& package) const;
+    void write(const std::vector<URL>& sources);
+    void verify() const;
 
+    AssetReferences references_;
+    std::string manifest_;
+    URL destination_;
+    ProjectEditorState state_;  ///< at `destination_`
     std::optional<DirectoryLock> lock_;
     std::optional<Directory> staging_;
 };

@@ -71,6 +71,54 @@ TEST_F(ProjectPackage, RoundTripsTheProjectAndItsHistory) {
     EXPECT_EQ(directory_.entryCount(), 2U) << "staging is gone";
 }
 
+TEST_F(ProjectPackage, ALongHistorySharesItsListsAsBefore) {
+    Project& project = state_.currentProject;
+    Timeline& timeline = project.timeline;
+    const URL screen = project.recordingSession.screenRecordingURL;
+    timeline.tracks.append({UUID::random(), TimelineTrack::TrackType::camera, {}, false});
+    for (int i = 0; i < 200; ++i) {
+        for (TimelineTrack& track : timeline.tracks.mutableElements()) {
+            track.clips.append({UUID::random(), screen, rangeOfSeconds(i, 1), timeFromSeconds(i)});
+        }
+        timeline.zoomPanClips.append({UUID::random(), rangeOfSeconds(i, 0.5)});
+    }
+    const auto commit = [&](std::vector<Project>& stack, int step) {
+        stack.push_back(project);
+        timeline.overlayConfiguration.padding = step;
+        if (step % 10 == 0)
+            timeline.tracks.mutableElements()[0].clips.mutableElements()[0].id = UUID::random();
+        if (step % 25 == 0) timeline.zoomPanClips.mutableElements()[0].id = UUID::random();
+        if (step % 40 == 0) timeline.tracks.mutableElements()[1].isMuted ^= true;
+    };
+    for (int step = 1; step <= 200; ++step) commit(state_.undoStack, step);
+    const Project beforeRedo = project;
+    for (int step = 201; step <= 220; ++step) commit(state_.redoStack, step);
+    project = beforeRedo;
+    std::reverse(state_.redoStack.begin(), state_.redoStack.end());
+
+    writePackage(state_, package_);
+    const ProjectEditorState read = readPackage(package_);
+    ASSERT_EQ(read.undoStack.size(), 200U);
+    EXPECT_EQ(read.undoStack[17], movedTo(state_.undoStack[17], package_));
+    const auto expectSameSharing = [](const std::vector<Project>& before, const std::vector<Project>& after) {
+        for (std::size_t i = 1; i < before.size(); ++i) {
+            const auto shares = [i](const std::vector<Project>& stack, auto list) {
+                return list(stack[i]).sharesStorage(list(stack[i - 1]));
+            };
+            const auto tracks = [](const Project& p) { return p.timeline.tracks; };
+            const auto zooms = [](const Project& p) { return p.timeline.zoomPanClips; };
+            EXPECT_EQ(shares(after, tracks), shares(before, tracks)) << i;
+            EXPECT_EQ(shares(after, zooms), shares(before, zooms)) << i;
+            for (const std::size_t t : {0U, 1U}) {
+                const auto clips = [t](const Project& p) { return p.timeline.tracks[t].clips; };
+                EXPECT_EQ(shares(after, clips), shares(before, clips)) << i << ", track " << t;
+            }
+        }
+    };
+    expectSameSharing(state_.undoStack, read.undoStack);
+    expectSameSharing(state_.redoStack, read.redoStack);
+}
+
 TEST_F(ProjectPackage, KeepsFilesThatOnlyTheHistoryRefersTo) {
     Project other = state_.currentProject;
     const URL second = directory_.file("other").appending("Screen.MOV");

@@ -1,136 +1,19 @@
-#include "model/ProjectDocument.h"
-
 #include <algorithm>
-#include <cmath>
+#include <exception>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
+
+#include "model/ProjectDocument.h"
+#include "model/StoredRanges.h"
 
 namespace varnelle {
 namespace {
 
 using nlohmann::json;
 
-constexpr int kFormatVersion = 1;
-
-// Bounds that no real recording comes near; beyond them a number is damage, not data.
-constexpr double kLargestSeconds = 1e8;
-constexpr double kLargestSide = 1e5;
-constexpr double kLargestSetting = 1e6;
-constexpr int kHighestFrameRate = 1000;
 /// Several times as deep as a document goes.
 constexpr int kDeepestNesting = 32;
-
-std::string reference(const AssetReferences& references, const URL& source) {
-    const auto found = references.find(source);
-    return found == references.end() ? std::string() : found->second;
-}
-
-json persisted(const OverlayConfiguration& overlay) {
-    json result = {
-        {"showsCamera", overlay.showsCamera},
-        {"relativeSize", overlay.relativeSize},
-        {"scale", overlay.scale},
-        {"padding", overlay.padding},
-        {"maskType", rawString(overlay.maskType)},
-        {"cornerRadius", overlay.cornerRadius},
-        {"cornerRadiusRatio", overlay.cornerRadiusRatio},
-        {"anchor", static_cast<int>(overlay.anchor)},
-        {"isMirrored", overlay.isMirrored},
-        {"canvasBackgroundStyle", rawString(overlay.canvasBackgroundStyle)},
-        {"wallpaperPath", overlay.wallpaperPath},
-        {"canvasPadding", overlay.canvasPadding},
-        {"canvasCornerRadius", overlay.canvasCornerRadius},
-        {"canvasShadowOpacity", overlay.canvasShadowOpacity},
-        {"canvasShadowRadius", overlay.canvasShadowRadius},
-        {"overlayShadowOpacity", overlay.overlayShadowOpacity},
-        {"overlayShadowRadius", overlay.overlayShadowRadius},
-        {"cursor",
-         {{"showsCursor", overlay.cursor.showsCursor},
-          {"zoomAndPanDisabled", overlay.cursor.zoomAndPanDisabled},
-          {"rippleOnClickEnabled", overlay.cursor.rippleOnClickEnabled},
-          {"clickAnimationEnabled", overlay.cursor.clickAnimationEnabled},
-          {"size", overlay.cursor.size}}},
-    };
-    if (overlay.position) {
-        result["positionX"] = overlay.position->x;
-        result["positionY"] = overlay.position->y;
-    }
-    return result;
-}
-
-json persisted(const TimelineTrack& track, const AssetReferences& references) {
-    json clips = json::array();
-    for (const TimelineClip& clip : track.clips) {
-        clips.push_back({{"id", clip.id.string()},
-                         {"sourceReference", reference(references, clip.sourceURL)},
-                         {"trimStartSeconds", clampedSeconds(clip.trimRange.start)},
-                         {"trimDurationSeconds", clampedSeconds(clip.trimRange.duration)},
-                         {"timelineOffsetSeconds", clampedSeconds(clip.timelineOffset)}});
-    }
-    return {{"id", track.id.string()},
-            {"type", rawString(track.type)},
-            {"clips", std::move(clips)},
-            {"isMuted", track.isMuted}};
-}
-
-json persisted(const Timeline& timeline, const AssetReferences& references) {
-    json tracks = json::array();
-    for (const TimelineTrack& track : timeline.tracks) tracks.push_back(persisted(track, references));
-    json zoomPanClips = json::array();
-    for (const TimelineZoomPanClip& clip : timeline.zoomPanClips) {
-        zoomPanClips.push_back({{"id", clip.id.string()},
-                                {"startSeconds", clampedSeconds(clip.timeRange.start)},
-                                {"durationSeconds", clampedSeconds(clip.timeRange.duration)}});
-    }
-    return {{"tracks", std::move(tracks)},
-            {"overlayConfiguration", persisted(timeline.overlayConfiguration)},
-            {"audioConfiguration",
-             {{"includesSystemSound", timeline.audioConfiguration.includesSystemSound},
-              {"includesMicrophone", timeline.audioConfiguration.includesMicrophone}}},
-            {"zoomPanClips", std::move(zoomPanClips)}};
-}
-
-json persisted(const RecordingSession& session, const AssetReferences& references) {
-    json sources = json::array();
-    for (const RecordedAudioSource source : session.availableAudioSources)
-        sources.push_back(rawString(source));
-    json result = {{"id", session.id.string()},
-                   {"screenRecordingReference", reference(references, session.screenRecordingURL)},
-                   {"audioSources", std::move(sources)},
-                   {"createdAt", session.createdAt.iso8601()},
-                   {"frameRate", session.frameRate},
-                   {"renderWidth", session.renderSize.width},
-                   {"renderHeight", session.renderSize.height}};
-    if (session.cameraRecordingURL) {
-        result["cameraRecordingReference"] = reference(references, *session.cameraRecordingURL);
-    }
-    if (session.cursorRecordingURL) {
-        result["cursorRecordingReference"] = reference(references, *session.cursorRecordingURL);
-    }
-    return result;
-}
-
-json persisted(const Project& project, const AssetReferences& references) {
-    return {{"id", project.id.string()},
-            {"name", project.name},
-            {"recordingSession", persisted(project.recordingSession, references)},
-            {"timeline", persisted(project.timeline, references)},
-            {"createdAt", project.createdAt.iso8601()}};
-}
-
-json persisted(const std::vector<Project>& projects, const AssetReferences& references) {
-    json result = json::array();
-    for (const Project& project : projects) result.push_back(persisted(project, references));
-    return result;
-}
-
-/// JSON has no word for them, and what the library writes in their place couldn't be read again.
-void requireFiniteNumbers(const json& value) {
-    if (value.is_number_float() && !std::isfinite(value.get<double>())) {
-        throw ProjectEncodingError("The project can't be saved: one of its settings is not a finite number.");
-    }
-    if (value.is_structured()) std::for_each(value.begin(), value.end(), requireFiniteNumbers);
-}
 
 /// Reads typed values out of a JSON object, with errors that say where in the document they arose.
 class ObjectReader {
@@ -164,11 +47,11 @@ public:
         return result;
     }
     [[nodiscard]] double setting(const char* key) const {
-        return number(key, -kLargestSetting, kLargestSetting);
+        return number(key, -kLargestStoredSetting, kLargestStoredSetting);
     }
     /// Seconds are taken as they are stored elsewhere: a negative number counts as 0.
     [[nodiscard]] CMTime time(const char* key) const {
-        return timeFromSeconds(number(key, -kLargestSeconds, kLargestSeconds));
+        return timeFromSeconds(number(key, -kLargestStoredSeconds, kLargestStoredSeconds));
     }
     [[nodiscard]] std::int64_t integer(const char* key, std::int64_t lowest = INT32_MIN,
                                        std::int64_t highest = INT32_MAX) const {
@@ -200,6 +83,9 @@ public:
         }
         return result;
     }
+    void requireList(const char* key) const {
+        if (!required(key).is_array()) fail(place(key), "is not a list");
+    }
     [[nodiscard]] const json& raw(const char* key) const { return required(key); }
 
     [[noreturn]] static void fail(const std::string& place, const std::string& what) {
@@ -217,11 +103,6 @@ private:
     const json& object_;
     std::string path_;
 };
-
-bool refuseDeepNesting(int depth, json::parse_event_t /*event*/, json& /*parsed*/) {
-    if (depth > kDeepestNesting) throw ProjectDecodingError("it is nested too deeply");
-    return true;
-}
 
 /// Things that are looked up by their identifiers need one each.
 template <typename Element>
@@ -264,9 +145,9 @@ RecordingSession readSession(const ObjectReader& object, const URL& assetsDirect
     }
     session.availableAudioSources = readAudioSources(object);
     session.createdAt = object.date("createdAt");
-    session.frameRate = static_cast<int>(object.integer("frameRate", 0, kHighestFrameRate));
-    session.renderSize = {object.number("renderWidth", 0, kLargestSide),
-                          object.number("renderHeight", 0, kLargestSide)};
+    session.frameRate = static_cast<int>(object.integer("frameRate", 0, kHighestStoredFrameRate));
+    session.renderSize = {object.number("renderWidth", 0, kLargestStoredSide),
+                          object.number("renderHeight", 0, kLargestStoredSide)};
     return session;
 }
 
@@ -352,51 +233,118 @@ Project readProject(const ObjectReader& object, const URL& assetsDirectory, cons
     return project;
 }
 
-ProjectEditorState readDocument(const ObjectReader& object, const URL& assetsDirectory,
-                                const Resolver& resolve) {
-    if (object.integer("formatVersion") != kFormatVersion) {
-        throw ProjectPersistenceError::invalidProject("This Varnelle project uses an unsupported format.");
-    }
-    const auto read = [&](const ObjectReader& project) {
-        return readProject(project, assetsDirectory, resolve);
-    };
-    ProjectEditorState state;
-    state.currentProject = read(object.object("currentProject"));
-    state.undoStack = object.list<Project>("undoStack", read);
-    state.redoStack = object.list<Project>("redoStack", read);
-    return state;
+template <typename Element>
+bool share(SharedList<Element>& list, const SharedList<Element>& other) {
+    const bool areEqual = list == other;
+    if (areEqual) list = other;
+    return areEqual;
 }
+
+/// Lets a step of the history share its lists with others where they are equal, as it did when it was made.
+void shareLists(Timeline& timeline, const std::vector<const Project*>& others) {
+    bool sharesTracks = false;
+    for (const Project* other : others) {
+        share(timeline.zoomPanClips, other->timeline.zoomPanClips);
+        sharesTracks = sharesTracks || share(timeline.tracks, other->timeline.tracks);
+    }
+    if (sharesTracks) return;
+    std::vector<TimelineTrack>& tracks = timeline.tracks.mutableElements();
+    for (const Project* other : others) {
+        const std::size_t count = std::min(tracks.size(), other->timeline.tracks.size());
+        for (std::size_t i = 0; i < count; ++i) share(tracks[i].clips, other->timeline.tracks[i].clips);
+    }
+}
+
+/// Takes the projects out of a document while it is parsed, so that only one of them at a time is held as
+/// JSON. What is wrong with them is told only in the end: in a document of another format they may be
+/// anything.
+class DocumentReader {
+public:
+    DocumentReader(const URL& assetsDirectory, const Resolver& resolve)
+        : assetsDirectory_(assetsDirectory), resolve_(resolve) {}
+
+    ProjectEditorState read(std::string_view text) {
+        const json rest = json::parse(text, [this](int depth, json::parse_event_t event, json& value) {
+            return meet(depth, event, value);
+        });
+        const ObjectReader document(rest, "");
+        if (document.integer("formatVersion") != kDocumentFormatVersion) {
+            throw ProjectPersistenceError::invalidProject(
+                "This Varnelle project uses an unsupported format.");
+        }
+        if (failure_) std::rethrow_exception(failure_);
+        if (!current_) static_cast<void>(document.object("currentProject"));  // which says what it is instead
+        document.requireList("undoStack");
+        document.requireList("redoStack");
+        state_.currentProject = std::move(*current_);
+        return std::move(state_);
+    }
+
+private:
+    /// Returns whether the parser keeps the value.
+    bool meet(int depth, json::parse_event_t event, const json& value) {
+        using Event = json::parse_event_t;
+        if (depth > kDeepestNesting) throw ProjectDecodingError("it is nested too deeply");
+        if (depth == 1) {
+            if (event == Event::key) enter(value.get<std::string>());
+            if (event == Event::array_start) stack_ = stackNamed(key_);
+            if (event == Event::array_end) stack_ = nullptr;
+            if (event == Event::object_end && key_ == "currentProject") {
+                readInto(current_, value);
+                return false;
+            }
+        }
+        const bool isWhole = event == Event::object_end || event == Event::array_end || event == Event::value;
+        if (depth != 2 || stack_ == nullptr || !isWhole) return true;
+        std::optional<Project> step;
+        readInto(step, value, "[" + std::to_string(stack_->size()) + "]");
+        if (step) stack_->push_back(std::move(*step));
+        return false;
+    }
+
+    /// Of a key that is there twice the latter counts.
+    void enter(std::string key) {
+        key_ = std::move(key);
+        if (key_ == "currentProject") current_.reset();
+        if (std::vector<Project>* stack = stackNamed(key_)) stack->clear();
+    }
+
+    std::vector<Project>* stackNamed(const std::string& key) {
+        if (key == "undoStack") return &state_.undoStack;
+        return key == "redoStack" ? &state_.redoStack : nullptr;
+    }
+
+    void readInto(std::optional<Project>& project, const json& value, const std::string& index = "") {
+        if (failure_) return;
+        try {
+            project = readProject({value, key_ + index}, assetsDirectory_, resolve_);
+        } catch (const Error&) {
+            failure_ = std::current_exception();
+            return;
+        }
+        if (stack_ == nullptr) return;
+        std::vector<const Project*> others;
+        if (!stack_->empty()) others.push_back(&stack_->back());
+        if (current_) others.push_back(&*current_);
+        shareLists(project->timeline, others);
+    }
+
+    const URL& assetsDirectory_;
+    const Resolver& resolve_;
+    ProjectEditorState state_;
+    std::optional<Project> current_;
+    std::exception_ptr failure_;
+    std::string key_;                        ///< the last one of the document itself
+    std::vector<Project>* stack_ = nullptr;  ///< while the parser is in it
+};
 
 }  // namespace
-
-std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references,
-                         DocumentLayout layout) {
-    const json document = {{"formatVersion", kFormatVersion},
-                           {"currentProject", persisted(state.currentProject, references)},
-                           {"undoStack", persisted(state.undoStack, references)},
-                           {"redoStack", persisted(state.redoStack, references)}};
-    requireFiniteNumbers(document);
-    try {
-        if (layout == DocumentLayout::compact) return document.dump();
-        // Names come from users and file systems; a wrong byte in one is no reason to fail the save.
-        constexpr int indentation = 2;
-        return document.dump(indentation, ' ', false, json::error_handler_t::replace) + "\n";
-    } catch (const json::type_error& error) {
-        throw ProjectEncodingError(std::string("The project can't be written as JSON: ") + error.what() +
-                                   ".");
-    }
-}
-
-std::string wellFormed(const std::string& text) {
-    return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace)).get<std::string>();
-}
 
 ProjectEditorState parseDocument(std::string_view text, const std::string& packageName,
                                  const URL& assetsDirectory,
                                  const std::function<URL(const std::string& reference)>& resolve) {
     try {
-        const json document = json::parse(text, refuseDeepNesting);
-        return readDocument({document, ""}, assetsDirectory, resolve);
+        return DocumentReader(assetsDirectory, resolve).read(text);
     } catch (const json::parse_error& error) {
         throw ProjectDecodingError("The manifest of “" + packageName + "” is not valid JSON at byte " +
                                    std::to_string(error.byte) + ".");
