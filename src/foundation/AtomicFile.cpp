@@ -16,6 +16,8 @@ namespace varnelle {
 
 FileError::FileError(const std::string& action, const std::string& path, int errorNumber)
     : Error(fmt::format("{} “{}” failed: {}.", action, path, std::strerror(errorNumber))),
+      action_(action),
+      path_(path),
       errorNumber_(errorNumber) {}
 
 AtomicFile::AtomicFile(const URL& destination)

@@ -18,9 +18,13 @@ public:
     /// Reads as: `action` “`path`” failed: the system's text for `errorNumber`.
     FileError(const std::string& action, const std::string& path, int errorNumber);
 
+    [[nodiscard]] const std::string& action() const { return action_; }
+    [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] int errorNumber() const { return errorNumber_; }
 
 private:
+    std::string action_;
+    std::string path_;
     int errorNumber_;
 };
 

@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 struct Leftover {
     URL url;
     URL package;
+    bool mayBeAnothers = false;  ///< the package may only have a name that begins the same
     fs::file_time_type savedAt = fs::file_time_type::min();
 };
 
@@ -28,12 +29,12 @@ std::vector<Leftover> leftovers(const URL& directory) {
     std::vector<Leftover> found;
     for (const fs::directory_entry& entry : fs::directory_iterator(directory.path())) {
         const URL url(entry.path());
-        const auto package = destinationOfStaging(url);
-        if (!package || package->pathExtension() != kProjectPackageExtension) continue;
+        const auto name = parseStagingName(url);
+        if (!name || name->destination.pathExtension() != kProjectPackageExtension) continue;
         if (!fs::is_directory(entry.symlink_status())) continue;
         std::error_code ignored;  // without a manifest it stays the oldest
         const auto savedAt = fs::last_write_time(url.appending(kProjectManifestFilename).path(), ignored);
-        found.push_back({url, *package, savedAt});
+        found.push_back({url, name->destination, name->mayBeCut, savedAt});
     }
     std::sort(found.begin(), found.end(),
               [](const Leftover& a, const Leftover& b) { return a.savedAt > b.savedAt; });
@@ -73,7 +74,8 @@ void remove(const Leftover& leftover) {
 /// What can't be read may only be out of reach just now, so nothing goes that could be the last of a project.
 void finish(const Leftover& leftover) {
     const bool isPackageThere = fs::exists(fs::symlink_status(leftover.package.path()));
-    if (hasNoManifest(leftover.url) || (isPackageThere && isWholePackage(leftover.package))) {
+    const bool isSuperseded = isPackageThere && !leftover.mayBeAnothers && isWholePackage(leftover.package);
+    if (hasNoManifest(leftover.url) || isSuperseded) {
         remove(leftover);
     } else if (!isPackageThere && isWholePackage(leftover.url)) {
         bringBack(leftover);

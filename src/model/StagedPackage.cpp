@@ -55,6 +55,23 @@ void importAssets(const AssetReferences& references, const std::vector<URL>& sou
     flushToDisk(package.appending(kProjectAssetsDirectoryName));
 }
 
+/// The staging name fits where the name itself may not.
+void refuseLongName(const URL& destination) {
+    std::error_code error;
+    static_cast<void>(fs::symlink_status(destination.path(), error));
+    if (error == std::errc::filename_too_long) {
+        throw FileError("Writing", destination.string(), ENAMETOOLONG);
+    }
+}
+
+/// Hidden names mean nothing to anyone: errors tell of the package that was to be.
+[[noreturn]] void rethrowNaming(const URL& destination, const URL& staging, const FileError& error) {
+    const std::string& path = error.path();
+    if (!path.starts_with(staging.string())) throw error;
+    throw FileError(error.action(), destination.string() + path.substr(staging.string().size()),
+                    error.errorNumber());
+}
+
 void removeReplaced(const URL& package) {
     if (const std::error_code error = discardPackage(package)) {
         logger(LogCategory::app)
@@ -111,9 +128,14 @@ StagedPackage::StagedPackage(const ProjectEditorState& state, const URL& destina
     state_ = parsed(destination);
     createDirectories(destination.parent());
     lock_ = DirectoryLock::shared(destination.parent());
+    refuseLongName(destination);
     staging_.emplace(stagingURL(destination));
-    write(sources);
-    verify();
+    try {
+        write(sources);
+        verify();
+    } catch (const FileError& error) {
+        rethrowNaming(destination, staging_->url, error);
+    }
 }
 
 StagedPackage::Directory::~Directory() {

@@ -18,6 +18,7 @@
 #include "foundation/DirectoryLock.h"
 #include "foundation/Log.h"
 #include "foundation/StagingName.h"
+#include "model/ProjectDocument.h"
 #include "model/ProjectLifecycle.h"
 #include "model/ProjectPackage.h"
 #include "support/FileSystemFaults.h"
@@ -174,6 +175,7 @@ TEST_P(InterruptedSaves, AFailureOfAnyCallLeavesTheOldPackageOrTheNewOne) {
             if (complaint) {
                 ++failures;
                 EXPECT_TRUE(isSentence(*complaint)) << where << ": " << *complaint;
+                EXPECT_EQ(complaint->find("/."), std::string::npos) << *complaint << " names a hidden file";
                 EXPECT_EQ(entryCount(), expected.before ? 1U : 0U) << "staging is left after " << where;
                 ASSERT_EQ(contents(package_), expected.before) << where;
             } else {
@@ -508,6 +510,48 @@ TEST_F(TidyingUp, NoFailureAndNoKillLosesAProject) {
             }
             EXPECT_GT(at, 7) << scene.what;
         }
+    }
+}
+
+TEST_F(SavedPackage, NamesAsLongAsTheFileSystemTakesCanBeSaved) {
+    struct Case {
+        const char* character;
+        std::size_t bytes;  ///< of the whole name
+        bool isTooLong;
+    };
+    for (const Case& c :
+         {Case{"x", 213, false}, Case{"x", 217, false}, Case{"x", 218, false}, Case{"x", 249, false},
+          Case{"x", 255, false}, Case{"é", 255, false}, Case{"語", 255, false}, Case{"x", 256, true}}) {
+        prepare(Save::newPackage);
+        const std::string ending = ".varnelle";
+        std::string name;
+        while (name.size() + ending.size() + std::string(c.character).size() <= c.bytes) name += c.character;
+        const URL package = home_.appending(name + ending);
+        if (c.isTooLong) {
+            EXPECT_THROW(writePackage(new_, package), FileError);
+            EXPECT_EQ(entryCount(), 0U);
+            continue;
+        }
+        writePackage(old_, package);
+        writePackage(new_, package);
+        EXPECT_EQ(entryCount(), 1U) << c.bytes;
+
+        const URL hidden = stagingURL(package);
+        ASSERT_NO_THROW(fs::rename(package.path(), hidden.path())) << hidden.lastPathComponent().size();
+        const auto parsedName = parseStagingName(hidden);
+        ASSERT_TRUE(parsedName) << c.bytes;
+        const URL& back = parsedName->destination;
+        EXPECT_EQ(back == package, c.bytes <= 217);
+        EXPECT_EQ(wellFormed(back.string()), back.string()) << "characters stay whole";
+        finishInterruptedSaves(home_);
+        EXPECT_NO_THROW(readPackage(back)) << "under a shorter name if need be";
+        EXPECT_EQ(entryCount(), 1U);
+
+        // Beside a package that only has the shorter name by chance, a cut one must not go.
+        fs::copy(back.path(), hidden.path(), fs::copy_options::recursive);
+        logger(LogCategory::app).set_level(spdlog::level::err);
+        finishInterruptedSaves(home_);
+        EXPECT_EQ(hidden.exists(), c.bytes > 213) << "from there on it may have been cut";
     }
 }
 
