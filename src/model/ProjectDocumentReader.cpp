@@ -2,7 +2,6 @@
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 
 #include "model/ProjectDocument.h"
 #include "model/StoredRanges.h"
@@ -104,17 +103,6 @@ private:
     std::string path_;
 };
 
-/// Things that are looked up by their identifiers need one each.
-template <typename Element>
-void requireDistinctIDs(const std::vector<Element>& elements, const char* what) {
-    std::set<UUID> ids;
-    for (const Element& element : elements) {
-        if (!ids.insert(element.id).second) {
-            throw ProjectDecodingError(std::string("two ") + what + " have the id " + element.id.string());
-        }
-    }
-}
-
 using Resolver = std::function<URL(const std::string& reference)>;
 
 std::vector<RecordedAudioSource> readAudioSources(const ObjectReader& session) {
@@ -197,7 +185,6 @@ TimelineTrack readTrack(const ObjectReader& object, const Resolver& resolve) {
                             {clip.time("trimStartSeconds"), clip.time("trimDurationSeconds")},
                             clip.time("timelineOffsetSeconds")};
     });
-    requireDistinctIDs(track.clips.elements(), "clips");
     track.isMuted = object.boolean("isMuted");
     return track;
 }
@@ -206,7 +193,6 @@ Timeline readTimeline(const ObjectReader& object, const RecordingSession& sessio
     Timeline timeline;
     timeline.tracks = object.list<TimelineTrack>(
         "tracks", [&](const ObjectReader& track) { return readTrack(track, resolve); });
-    requireDistinctIDs(timeline.tracks.elements(), "tracks");
     timeline.overlayConfiguration = readOverlay(object.object("overlayConfiguration"));
     if (object.has("audioConfiguration")) {
         const ObjectReader audio = object.object("audioConfiguration");
@@ -219,7 +205,6 @@ Timeline readTimeline(const ObjectReader& object, const RecordingSession& sessio
         return TimelineZoomPanClip{clip.uuid("id"),
                                    {clip.time("startSeconds"), clip.time("durationSeconds")}};
     });
-    requireDistinctIDs(timeline.zoomPanClips.elements(), "zoom clips");
     return timeline;
 }
 

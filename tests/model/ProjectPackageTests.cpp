@@ -246,6 +246,16 @@ TEST_F(ProjectPackage, OptionalKeysMayBeAbsent) {
     EXPECT_EQ(read.timeline.overlayConfiguration.anchor, OverlayAnchor::bottomLeft);
 }
 
+TEST_F(ProjectPackage, IdentifiersThatAreThereTwiceAreNoDamage) {
+    Timeline& timeline = state_.currentProject.timeline;
+    TimelineTrack& track = timeline.tracks.mutableElements()[0];
+    track.clips.append(TimelineClip(track.clips.front()));
+    timeline.tracks.append(TimelineTrack(track));
+    timeline.zoomPanClips.append(TimelineZoomPanClip(timeline.zoomPanClips.front()));
+    writePackage(state_, package_);
+    EXPECT_EQ(readPackage(package_).currentProject, movedTo(state_.currentProject, package_));
+}
+
 TEST_F(ProjectPackage, RefusesAnotherFormatVersion) {
     writePackage(state_, package_);
     json document = manifest();
@@ -343,11 +353,6 @@ TEST_F(ProjectPackage, BrokenManifestsAreErrorsThatNameThePackage) {
              with((session + "createdAt").c_str(), "yesterday"),
              with((clip + "trimStartSeconds").c_str(), 1e300),
              with((clip + "trimStartSeconds").c_str(), "soon"),
-             with("/currentProject/timeline/tracks/1", good["currentProject"]["timeline"]["tracks"][0]),
-             with((clip.substr(0, clip.size() - 2) + "1").c_str(),
-                  good["currentProject"]["timeline"]["tracks"][0]["clips"][0]),
-             with("/currentProject/timeline/zoomPanClips/1",
-                  good["currentProject"]["timeline"]["zoomPanClips"][0]),
              with("/undoStack", nullptr),
              with("/currentProject/timeline/zoomPanClips", 3),
          }) {
