@@ -17,6 +17,11 @@ enum class DocumentLayout { pretty, compact };
 std::string makeDocument(const ProjectEditorState& state, const AssetReferences& references,
                          DocumentLayout layout);
 
+/// Whether all values of a project lie in the ranges that a manifest is read with. One that doesn't, anywhere
+/// in the history, keeps all of it from being saved, so an edit that makes such a value is to be refused.
+/// Takes microseconds for a thousand clips.
+bool isStorable(const Project& project);
+
 /// Text as a document holds it: what isn't UTF-8 in it replaced by U+FFFD.
 std::string wellFormed(const std::string& text);
 

@@ -10,6 +10,7 @@
 
 #include "foundation/AtomicFile.h"
 #include "model/FileNames.h"
+#include "model/ProjectDocument.h"
 #include "support/SampleProject.h"
 #include "support/TemporaryDirectory.h"
 
@@ -175,15 +176,93 @@ TEST_F(ProjectPackage, FailedSaveLeavesTheOldPackageAndNothingElse) {
     EXPECT_EQ(directory_.entryCount(), 2U);
 }
 
-TEST_F(ProjectPackage, WhatCouldNotBeOpenedAgainIsNotSaved) {
-    writePackage(state_, package_);
-    for (const double padding : {1e7, std::numeric_limits<double>::quiet_NaN()}) {
-        ProjectEditorState broken = state_;
-        broken.currentProject.timeline.overlayConfiguration.padding = padding;
-        EXPECT_THROW(writePackage(broken, package_), Error) << padding;
-        EXPECT_EQ(readPackage(package_).currentProject.id, state_.currentProject.id);
-        EXPECT_EQ(directory_.entryCount(), 2U);
+/// One change each of everything that has the range of a setting.
+std::vector<std::function<void(Project&, double)>> changesOfNumbers() {
+    std::vector<std::function<void(Project&, double)>> changes;
+    using Overlay = OverlayConfiguration;
+    for (const auto setting :
+         {&Overlay::relativeSize, &Overlay::scale, &Overlay::padding, &Overlay::cornerRadius,
+          &Overlay::cornerRadiusRatio, &Overlay::canvasPadding, &Overlay::canvasCornerRadius,
+          &Overlay::canvasShadowOpacity, &Overlay::canvasShadowRadius, &Overlay::overlayShadowOpacity,
+          &Overlay::overlayShadowRadius}) {
+        changes.emplace_back(
+            [setting](Project& p, double value) { p.timeline.overlayConfiguration.*setting = value; });
     }
+    changes.emplace_back([](Project& p, double v) { p.timeline.overlayConfiguration.cursor.size = v; });
+    changes.emplace_back([](Project& p, double v) { p.timeline.overlayConfiguration.position->x = v; });
+    changes.emplace_back([](Project& p, double v) { p.timeline.overlayConfiguration.position->y = v; });
+    return changes;
+}
+
+TEST_F(ProjectPackage, WhatCouldNotBeOpenedAgainIsNeitherStorableNorSaved) {
+    writePackage(state_, package_);
+    const auto expect = [&](bool isGood, const std::function<void(Project&)>& change,
+                            const std::string& what) {
+        ProjectEditorState changed = state_;
+        change(changed.currentProject);
+        EXPECT_EQ(isStorable(changed.currentProject), isGood) << what;
+        const URL elsewhere = directory_.file("elsewhere");
+        if (isGood) {
+            EXPECT_NO_THROW(writePackage(changed, elsewhere.appending("a.varnelle"))) << what;
+            std::filesystem::remove_all(elsewhere.path());
+        } else {
+            EXPECT_THROW(writePackage(changed, elsewhere.appending("a.varnelle")), Error) << what;
+            EXPECT_FALSE(elsewhere.exists()) << "it shows before anything is made";
+            EXPECT_THROW(writePackage(changed, package_), Error) << what;
+        }
+    };
+    std::size_t number = 0;
+    for (const auto& change : changesOfNumbers()) {
+        const std::string what = "number " + std::to_string(number++);
+        for (const double value : {-1e6, 0.0, 1e6}) {
+            expect(
+                true, [&](Project& p) { change(p, value); }, what);
+        }
+        for (const double value :
+             {-2e6, 2e6, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+            expect(
+                false, [&](Project& p) { change(p, value); }, what);
+        }
+    }
+    struct Case {
+        bool isGood;
+        std::function<void(Project&)> change;
+    };
+    const auto clip = [](Project& p) -> TimelineClip& {
+        return p.timeline.tracks.mutableElements()[0].clips.mutableElements()[0];
+    };
+    const auto zoom = [](Project& p) -> TimelineZoomPanClip& {
+        return p.timeline.zoomPanClips.mutableElements()[0];
+    };
+    const CMTime longest = timeFromSeconds(1e8);
+    const CMTime tooLong = timeFromSeconds(1.1e8);
+    const std::vector<Case> cases{
+        {true,
+         [&](Project& p) {
+             clip(p).trimRange = {longest, kCMTimePositiveInfinity};
+         }},
+        {true, [&](Project& p) { clip(p).timelineOffset = kCMTimeInvalid; }},
+        {false, [&](Project& p) { clip(p).trimRange.start = tooLong; }},
+        {false, [&](Project& p) { clip(p).trimRange.duration = tooLong; }},
+        {false, [&](Project& p) { clip(p).timelineOffset = tooLong; }},
+        {false, [&](Project& p) { zoom(p).timeRange.start = tooLong; }},
+        {false, [&](Project& p) { zoom(p).timeRange.duration = tooLong; }},
+        {true,
+         [](Project& p) {
+             p.recordingSession.renderSize = {0, 1e5};
+         }},
+        {false, [](Project& p) { p.recordingSession.renderSize.width = 2e5; }},
+        {false, [](Project& p) { p.recordingSession.renderSize.height = -1; }},
+        {true, [](Project& p) { p.recordingSession.frameRate = 1000; }},
+        {false, [](Project& p) { p.recordingSession.frameRate = 1001; }},
+        {false, [](Project& p) { p.recordingSession.frameRate = -1; }},
+        {false, [](Project& p) { p.name = std::string("a\0b", 3); }},
+        {false, [](Project& p) { p.timeline.overlayConfiguration.wallpaperPath = std::string("\0", 1); }},
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i)
+        expect(cases[i].isGood, cases[i].change, "case " + std::to_string(i));
+    EXPECT_EQ(readPackage(package_).currentProject.id, state_.currentProject.id);
+    EXPECT_EQ(directory_.entryCount(), 2U);
 }
 
 TEST_F(ProjectPackage, UnusualNamesSurviveASave) {
