@@ -1,5 +1,7 @@
 #include "model/StagedPackage.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <unordered_map>
 
@@ -93,9 +95,11 @@ URL packageBehind(const URL& url) {
 }
 
 std::error_code discardPackage(const URL& directory) {
+    const std::string manifest = directory.appending(kProjectManifestFilename).string();
+    if (unlink(manifest.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+        return {errno, std::generic_category()};
     std::error_code error;
-    fs::remove(directory.appending(kProjectManifestFilename).path(), error);
-    if (!error) fs::remove_all(directory.path(), error);
+    fs::remove_all(directory.path(), error);
     return error;
 }
 

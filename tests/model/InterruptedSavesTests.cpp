@@ -513,6 +513,36 @@ TEST_F(TidyingUp, NoFailureAndNoKillLosesAProject) {
     }
 }
 
+TEST_F(TidyingUp, AReadOnlyFolderStaysAsItIs) {
+    logger(LogCategory::app).set_level(spdlog::level::off);
+    for (const Scene& scene : scenes()) {
+        lay(scene);
+        const Contents before = contents(home_);
+        FaultPlan fault;
+        fault.at = 1;
+        fault.effect = FaultPlan::Effect::failFromThenOn;
+        fault.calls = FaultPlan::Calls::changing;
+        fault.errorNumber = EROFS;
+        {
+            const FileSystemFaults faults(fault);
+            finishInterruptedSaves(home_);
+        }
+        EXPECT_EQ(contents(home_), before) << scene.what;
+    }
+}
+
+TEST_F(TidyingUp, OfAFolderWithManyEntriesOnlyTheNamesAreRead) {
+    lay(scenes()[0]);
+    constexpr int entries = 2000;
+    for (int i = 0; i < entries; ++i) {
+        fs::create_directories(home_.appending("Talk " + std::to_string(i) + ".varnelle").path());
+    }
+    const FileSystemFaults faults({});
+    finishInterruptedSaves(home_);
+    EXPECT_TRUE(isPackageWhole());
+    EXPECT_LT(faults.callCount(), entries + 100) << "a call for each name, and a few for the leftover";
+}
+
 TEST_F(SavedPackage, NamesAsLongAsTheFileSystemTakesCanBeSaved) {
     struct Case {
         const char* character;
