@@ -146,7 +146,12 @@ QCoro::Task<> AppState::openProject(URL url) {
     const QPointer<AppState> self = this;
     const int generation = ++projectGeneration_;
     try {
-        const QFuture<ProjectEditorState> reading = resultOn(fileQueue_, [url] { return readPackage(url); });
+        // A package elsewhere may be waiting for its return, too.
+        const auto read = [url] {
+            finishInterruptedSaves(url.parent());
+            return readPackage(url);
+        };
+        const QFuture<ProjectEditorState> reading = resultOn(fileQueue_, read);
         ProjectEditorState state = co_await reading;
         if (!self || generation != projectGeneration_) co_return;
         adoptSaved(std::move(state), url);

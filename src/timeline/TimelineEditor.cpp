@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "foundation/Log.h"
+#include "model/ProjectDocument.h"
 #include "timeline/ZoomPanClipArithmetic.h"
 
 namespace varnelle {
@@ -85,6 +87,10 @@ void followLength(SharedList<TimelineZoomPanClip>& zoomPanClips, const CMTime& c
 }  // namespace
 
 void TimelineEditor::commit(Project project) {
+    if (!isStorable(project)) {
+        logger(LogCategory::app).error("An edit was refused: one of its values can't be stored.");
+        return;
+    }
     closeGaps(project.timeline);
     state_.undoStack.push_back(std::move(state_.currentProject));
     state_.redoStack.clear();

@@ -25,7 +25,8 @@ public:
     [[nodiscard]] bool canRedo() const { return !state_.redoStack.empty(); }
 
     /// Makes a changed project the present one, as one undo step. Its clips are laid one after the other,
-    /// from zero, on each track.
+    /// from zero, on each track. A project with a value that can't be stored is refused: even undone, it
+    /// would keep the history from being saved.
     void commit(Project project);
     void undo();
     void redo();

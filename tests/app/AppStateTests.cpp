@@ -166,6 +166,12 @@ TEST_F(AppStateTest, FinishesASaveThatWasKilled) {
     launches();
     await(app->openFiles({package("Talk")}));
     EXPECT_TRUE(seesTheEditorOf("Talk"));
+
+    const URL stick = directory_.file("stick");
+    std::filesystem::create_directories(stick.path());
+    std::filesystem::rename(package("Talk").path(), stick.appending(staging).path());
+    await(app->openFiles({stick.appending("Talk.varnelle")}));
+    EXPECT_TRUE(seesTheEditorOf("Talk")) << "elsewhere too";
 }
 
 TEST_F(AppStateTest, OtherFilesAreDroppedWithoutAWord) {

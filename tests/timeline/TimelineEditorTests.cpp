@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <cmath>
 #include <random>
 
 #include "support/SampleProject.h"
@@ -191,6 +192,11 @@ TEST_F(TimelineEditorTest, UndoesAndRedoes) {
     const ProjectEditorState start = editor.state();
     editor.undo();
     editor.redo();
+    EXPECT_EQ(editor.state(), start);
+
+    Project unstorable = editor.project();
+    unstorable.timeline.overlayConfiguration.canvasPadding = std::nan("");
+    editor.commit(unstorable);
     EXPECT_EQ(editor.state(), start);
 
     Project renamed = editor.project();
