@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#include "imaging/Blending.h"
 
 namespace varnelle {
 namespace {
@@ -83,6 +86,16 @@ void RoundedRectMask::accumulate(double left, double right, double weight, int f
         const double overlap = std::min<double>(x + 1, right) - std::max<double>(x, left);
         if (overlap > 0) coverage[static_cast<std::size_t>(x - from)] += overlap * weight;
     }
+}
+
+void copyThroughMask(const std::uint8_t* picture, const RoundedRectMask::Row& mask,
+                     std::uint8_t* destination) {
+    blendByCoverage(picture + 4 * mask.begin, mask.leftCoverage, mask.fullBegin - mask.begin,
+                    destination + 4 * mask.begin);
+    std::memcpy(destination + 4 * mask.fullBegin, picture + 4 * mask.fullBegin,
+                static_cast<std::size_t>(mask.fullEnd - mask.fullBegin) * 4);
+    blendByCoverage(picture + 4 * mask.fullEnd, mask.rightCoverage, mask.end - mask.fullEnd,
+                    destination + 4 * mask.fullEnd);
 }
 
 }  // namespace varnelle

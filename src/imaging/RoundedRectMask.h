@@ -45,4 +45,9 @@ private:
     std::vector<std::uint8_t> right_;
 };
 
+/// destination = picture over destination where a row of the mask covers it. Both are BGRA rows of the
+/// canvas, from its first column on, and opaque.
+void copyThroughMask(const std::uint8_t* picture, const RoundedRectMask::Row& mask,
+                     std::uint8_t* destination);
+
 }  // namespace varnelle

@@ -6,12 +6,12 @@
 namespace varnelle {
 
 std::optional<std::string> projectFingerprint(const ProjectEditorState& state) {
-    AssetReferences placeholders;
+    AssetReferences numberedReferences;
     for (const URL& source : collectSourceURLs(state)) {
-        placeholders.emplace(source, "asset-" + std::to_string(placeholders.size()));
+        numberedReferences.emplace(source, "asset-" + std::to_string(numberedReferences.size()));
     }
     try {
-        return makeDocument(state, placeholders, DocumentLayout::compact);
+        return makeDocument(state, numberedReferences, DocumentLayout::compact);
     } catch (const ProjectEncodingError&) {
         return std::nullopt;
     }

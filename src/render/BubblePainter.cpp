@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "imaging/Blending.h"
 #include "imaging/ShadowField.h"
@@ -12,10 +11,6 @@
 
 namespace varnelle {
 namespace {
-
-CGRect flipped(const CGRect& rect, double canvasHeight) {
-    return {{rect.minX(), canvasHeight - rect.maxY()}, rect.size};
-}
 
 int column(double x, double canvasWidth) {
     return static_cast<int>(std::clamp(x, 0.0, canvasWidth));
@@ -102,12 +97,7 @@ void BubblePainter::paintRow(int y, std::uint8_t* bgra) {
     sampler_->row(y, row_.data());
     if (isMirrored_) reversePixels(row_.data(), row_.size() / 4);
     const std::uint8_t* picture = row_.data() - std::ptrdiff_t{4} * firstColumn_;
-    blendByCoverage(picture + 4 * mask.begin, mask.leftCoverage, mask.fullBegin - mask.begin,
-                    bgra + 4 * mask.begin);
-    std::memcpy(bgra + 4 * mask.fullBegin, picture + 4 * mask.fullBegin,
-                static_cast<std::size_t>(mask.fullEnd - mask.fullBegin) * 4);
-    blendByCoverage(picture + 4 * mask.fullEnd, mask.rightCoverage, mask.end - mask.fullEnd,
-                    bgra + 4 * mask.fullEnd);
+    copyThroughMask(picture, mask, bgra);
 }
 
 }  // namespace varnelle

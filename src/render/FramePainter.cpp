@@ -16,11 +16,6 @@
 namespace varnelle {
 namespace {
 
-/// Canvas rectangles have y upwards, pictures in memory have it downwards.
-CGRect flipped(const CGRect& rect, double canvasHeight) {
-    return {{rect.minX(), canvasHeight - rect.maxY()}, rect.size};
-}
-
 std::string backgroundKey(const FramePlan& plan) {
     return fmt::format("{:.2f}|{:.2f}|{}|{}", plan.canvas.width, plan.canvas.height,
                        rawString(plan.backgroundStyle), plan.wallpaperPath);
@@ -87,14 +82,7 @@ public:
 
         sampler_->row(y, screenRow_.data());
         paintCursor(y);
-        std::uint8_t* output = output_.row(y);
-        const std::uint8_t* picture = screenRow_.data() - std::ptrdiff_t{4} * firstColumn_;
-        blendByCoverage(picture + 4 * mask.begin, mask.leftCoverage, mask.fullBegin - mask.begin,
-                        output + 4 * mask.begin);
-        std::memcpy(output + 4 * mask.fullBegin, picture + 4 * mask.fullBegin,
-                    static_cast<std::size_t>(mask.fullEnd - mask.fullBegin) * 4);
-        blendByCoverage(picture + 4 * mask.fullEnd, mask.rightCoverage, mask.end - mask.fullEnd,
-                        output + 4 * mask.fullEnd);
+        copyThroughMask(screenRow_.data() - std::ptrdiff_t{4} * firstColumn_, mask, output_.row(y));
     }
 
 private:

@@ -147,6 +147,10 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     return result;
 }
 
+CGRect flipped(const CGRect& rect, double canvasHeight) {
+    return {{rect.minX(), canvasHeight - rect.maxY()}, rect.size};
+}
+
 CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration) {
     const double side = std::max(canvas.width * configuration.relativeSize * configuration.scale, 1.0);
     if (configuration.position) {

@@ -74,6 +74,9 @@ FramePlan makeFramePlan(const FramePlanInput& input);
 /// The same picture on a canvas `factor` times as large, to draw no more pixels than are shown.
 FramePlan scaled(const FramePlan& plan, double factor);
 
+/// A canvas rectangle with y downwards, as pictures in memory have it.
+CGRect flipped(const CGRect& rect, double canvasHeight);
+
 /// Where the camera bubble lies: a square sized by the canvas's width, put by its dragged centre, else into
 /// the anchor's corner.
 CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration);
