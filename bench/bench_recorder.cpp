@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds kReportInterval{500};
 
 QCoro::Task<> record(double seconds, URL directory) {
     LinuxDesktop desktop;
-    const ShareableContent content = desktop.shareableContent();
+    const ShareableContent content = desktop.shareableContent({});
     if (content.displays.empty()) throw Error("There is no display to record.");
     RecordingCoordinator coordinator(desktop, directory);
     RecordingConfiguration configuration;

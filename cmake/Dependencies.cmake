@@ -18,7 +18,7 @@ pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavut
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
-    xcb xcb-shm xcb-damage xcb-randr xcb-xfixes)
+    xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-composite xcb-render)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)

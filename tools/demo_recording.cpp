@@ -48,7 +48,7 @@ struct Recorded {
 };
 
 QCoro::Task<Recorded> record(DesktopPlatform& desktop, double minimumSeconds, std::string command) {
-    const ShareableContent content = desktop.shareableContent();
+    const ShareableContent content = desktop.shareableContent({});
     if (content.displays.empty()) throw Error("There is no display to record.");
     RecordingCoordinator coordinator(desktop, temporaryDirectory());
     RecordingConfiguration configuration;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "platform/CaptureDevices.h"
 #include "platform/PointerInput.h"
@@ -11,6 +14,19 @@
 
 namespace varnelle {
 
+/// Stops observing when it is destroyed; its callback isn't running any more then.
+class ContentObservation {
+public:
+    virtual ~ContentObservation() = default;
+};
+
+/// A small picture: rows of pixels from the top, each 0xAARRGGBB, not premultiplied.
+struct WindowIcon {
+    int widthPixels = 0;
+    int heightPixels = 0;
+    std::vector<std::uint32_t> pixels;
+};
+
 /// The desktop that the program runs on: the one door to everything that knows an operating system. A main
 /// program builds one and passes it on by constructor. Safe to share between threads; what it makes is for
 /// one thread each.
@@ -18,8 +34,15 @@ class DesktopPlatform {
 public:
     virtual ~DesktopPlatform() = default;
 
-    /// Throws `PlatformError` if there is no desktop.
-    [[nodiscard]] virtual ShareableContent shareableContent() = 0;
+    /// What can be recorded now. Throws `PlatformError` if there is no desktop.
+    [[nodiscard]] virtual ShareableContent shareableContent(const ShareableContentOptions& options) = 0;
+    /// Calls `onChange` whenever displays or windows may have changed, until the result is destroyed: on a
+    /// thread of its own, soon after the change and once for many at a time. Null if there is no desktop.
+    [[nodiscard]] virtual std::unique_ptr<ContentObservation> observeShareableContent(
+        std::function<void()> onChange) = 0;
+    /// The picture that a window shows itself by: the smallest that is at least `sizePixels` wide, else the
+    /// largest. Absent if the window has none or is gone.
+    [[nodiscard]] virtual std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) = 0;
     /// `onStop` is called once, on any thread, if the stream ends on its own. Throws `PlatformError`.
     [[nodiscard]] virtual std::unique_ptr<ScreenStream> makeScreenStream(
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,

@@ -1,6 +1,8 @@
 #include "platform/PixelRegion.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -80,6 +82,32 @@ void PixelRegion::add(const PixelRegion& other) {
 bool PixelRegion::covers(const PixelRect& rect) const {
     return std::any_of(rects_.begin(), rects_.end(),
                        [&rect](const PixelRect& own) { return own.contains(rect); });
+}
+
+std::vector<PixelRect> difference(const PixelRect& rect, const PixelRect& hole) {
+    const PixelRect common = rect.intersection(hole);
+    if (common.isEmpty()) return {rect};
+    const std::array around{PixelRect{rect.left, rect.top, rect.right, common.top},
+                            PixelRect{rect.left, common.top, common.left, common.bottom},
+                            PixelRect{common.right, common.top, rect.right, common.bottom},
+                            PixelRect{rect.left, common.bottom, rect.right, rect.bottom}};
+    std::vector<PixelRect> parts;
+    std::copy_if(around.begin(), around.end(), std::back_inserter(parts),
+                 [](const PixelRect& part) { return !part.isEmpty(); });
+    return parts;
+}
+
+std::vector<PixelRect> difference(const PixelRegion& region, const PixelRegion& holes) {
+    std::vector<PixelRect> parts = region.rects();
+    for (const PixelRect& hole : holes.rects()) {
+        std::vector<PixelRect> remaining;
+        for (const PixelRect& part : parts) {
+            const auto pieces = difference(part, hole);
+            remaining.insert(remaining.end(), pieces.begin(), pieces.end());
+        }
+        parts = std::move(remaining);
+    }
+    return parts;
 }
 
 }  // namespace varnelle

@@ -46,4 +46,8 @@ private:
     std::vector<PixelRect> rects_;
 };
 
+/// What of `rect` lies outside of the hole or region, as disjoint rectangles.
+std::vector<PixelRect> difference(const PixelRect& rect, const PixelRect& hole);
+std::vector<PixelRect> difference(const PixelRegion& region, const PixelRegion& holes);
+
 }  // namespace varnelle

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "foundation/CMTime.h"
@@ -14,17 +15,31 @@
 
 namespace varnelle {
 
-/// Which part of the desktop a stream shows.
-struct ContentFilter {
+/// A display with all that is on it.
+struct DisplayFilter {
     ShareableDisplay display;
-    /// Programs whose windows are left out of the picture, as far as the desktop allows.
+    /// Programs whose windows are left out: in their place the picture shows what lies beneath.
     std::vector<ShareableApplication> excludedApplications;
 };
 
+/// A window by itself, whatever lies over it and wherever it is moved.
+struct WindowFilter {
+    ShareableWindow window;
+};
+
+/// What of the desktop a stream shows.
+using ContentFilter = std::variant<DisplayFilter, WindowFilter>;
+
 struct ScreenStreamConfiguration {
-    int widthPixels =
-        0;  ///< of the delivered frames; at most one pixel less than the source is cropped, not scaled
+    int widthPixels = 0;   ///< of the delivered frames
     int heightPixels = 0;  ///< likewise
+    /// The part of a display to show, in points from its top left corner; absent for all of it.
+    std::optional<CGRect> sourceRect;
+    /// Whether a source of another size than the frames is scaled to them. Otherwise, and where the two
+    /// differ by a pixel at most, it is shown from its top left corner pixel by pixel: cut off, or with black
+    /// around.
+    bool scalesToFit = false;
+    bool ignoreShadowsSingleWindow = false;  ///< a window by itself comes without its shadow
     CMTime minimumFrameInterval = CMTime::make(1, 60);
     int queueDepth = 6;  ///< how many frames may be in use at once, at least 2; while all are, changes wait
     bool capturesAudio = false;

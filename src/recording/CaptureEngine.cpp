@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
 #include "foundation/Log.h"
 #include "tasks/Completion.h"
@@ -12,6 +13,15 @@ namespace {
 constexpr int kMinimumQueueDepth = 4;
 constexpr int kMaximumQueueDepth = 12;
 constexpr std::uint64_t kFilteredFramesPerLogLine = 120;
+
+/// The display that the source is a part of; null for a window by itself.
+const ShareableDisplay* displayOf(const RecordingConfiguration::Source& source) {
+    if (const auto* whole = std::get_if<RecordingConfiguration::DisplaySource>(&source))
+        return &whole->display;
+    if (const auto* area = std::get_if<RecordingConfiguration::AreaSource>(&source)) return &area->display;
+    const auto& window = std::get<RecordingConfiguration::WindowSource>(source);
+    return window.display ? &*window.display : nullptr;
+}
 
 void logStop(const std::exception_ptr& failure) {
     try {
@@ -42,11 +52,20 @@ CaptureEngine::CaptureEngine(DesktopPlatform& platform) : platform_(platform) {}
 
 CaptureEngine::~CaptureEngine() = default;
 
-void CaptureEngine::configureStream(const RecordingConfiguration::DisplaySource& source,
+void CaptureEngine::configureStream(const RecordingConfiguration::Source& source,
                                     std::vector<ShareableApplication> excludedApplications,
                                     const CaptureStreamOptions& options) {
-    const ContentFilter filter{source.display, std::move(excludedApplications)};
-    auto stream = platform_.makeScreenStream(filter, streamConfiguration(options), logStop);
+    ScreenStreamConfiguration configuration = streamConfiguration(options);
+    configuration.sourceRect = sourceRect(source);
+    configuration.scalesToFit = configuration.sourceRect.has_value();
+    ContentFilter filter;
+    if (const ShareableDisplay* display = displayOf(source)) {
+        filter = DisplayFilter{*display, std::move(excludedApplications)};
+    } else {
+        configuration.ignoreShadowsSingleWindow = true;
+        filter = WindowFilter{std::get<RecordingConfiguration::WindowSource>(source).window};
+    }
+    auto stream = platform_.makeScreenStream(filter, configuration, logStop);
     addOutputs(*stream, options);
     stream_ = std::move(stream);
 }

@@ -56,9 +56,9 @@ public:
     CaptureEngine(const CaptureEngine&) = delete;
     CaptureEngine& operator=(const CaptureEngine&) = delete;
 
-    /// Makes the stream of a display. Throws the platform's error; a microphone that can't be added is only
-    /// logged.
-    void configureStream(const RecordingConfiguration::DisplaySource& source,
+    /// Makes the stream of a source. `excludedApplications` are left out of displays and parts of them.
+    /// Throws the platform's error; a microphone that can't be added is only logged.
+    void configureStream(const RecordingConfiguration::Source& source,
                          std::vector<ShareableApplication> excludedApplications,
                          const CaptureStreamOptions& options);
     /// Throws `CaptureError` (`notConfigured`) or the platform's error.

@@ -4,6 +4,7 @@
 #include <string>
 #include <variant>
 
+#include "foundation/Geometry.h"
 #include "platform/ShareableContent.h"
 
 namespace varnelle {
@@ -15,7 +16,21 @@ struct RecordingConfiguration {
         ShareableDisplay display;
         bool operator==(const DisplaySource&) const = default;
     };
-    using Source = std::variant<DisplaySource>;
+    /// A window: with a display its place on that display, and what lies over it there; without one the
+    /// window by itself.
+    struct WindowSource {
+        ShareableWindow window;
+        std::optional<ShareableDisplay> display;
+        bool operator==(const WindowSource&) const = default;
+    };
+    /// A part of a display.
+    struct AreaSource {
+        ShareableDisplay display;
+        CGRect rect;                 ///< points, from the display's top left corner
+        double pointPixelScale = 1;  ///< pixels per point
+        bool operator==(const AreaSource&) const = default;
+    };
+    using Source = std::variant<DisplaySource, WindowSource, AreaSource>;
 
     Source source;
     bool captureSystemAudio = false;

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <system_error>
 #include <utility>
-#include <variant>
 
 #include "foundation/Log.h"
 #include "model/ProjectLifecycle.h"
@@ -128,7 +127,9 @@ void RecordingCoordinator::makeEngine(bool usesMicrophone) {
     // Without a list of programs nothing is left out of the picture, which is no reason not to record.
     std::vector<ShareableApplication> excludedApplications;
     try {
-        const auto applications = platform_.shareableContent().applications;
+        const ShareableContent content = platform_.shareableContent({true, true});
+        displays_ = content.displays;
+        const auto& applications = content.applications;
         const auto own = std::find_if(applications.begin(), applications.end(), [](const auto& application) {
             return application.processID == QCoreApplication::applicationPid();
         });
@@ -143,11 +144,7 @@ void RecordingCoordinator::makeEngine(bool usesMicrophone) {
     options.capturesSystemAudio = configuration_->captureSystemAudio;
     options.capturesMicrophone = usesMicrophone;
     options.preferredMicrophoneID = configuration_->preferredMicrophoneID;
-    std::visit(
-        [&](const auto& source) {
-            engine->configureStream(source, std::move(excludedApplications), options);
-        },
-        configuration_->source);
+    engine->configureStream(configuration_->source, std::move(excludedApplications), options);
     captureEngine_ = std::move(engine);
 }
 
@@ -198,7 +195,7 @@ void RecordingCoordinator::makeSession(bool usesMicrophone) {
     if (usesMicrophone) session.availableAudioSources.push_back(RecordedAudioSource::microphone);
     session.createdAt = Date::now();
     session.frameRate = configuration_->frameRate;
-    session.renderSize = renderSize(configuration_->source);
+    session.renderSize = renderSize(configuration_->source, displays_);
     recordingSession_ = std::move(session);
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "foundation/HostClock.h"
 #include "foundation/Queue.h"
@@ -88,6 +89,7 @@ private:
     const std::function<CMTime()> hostClock_;
 
     std::optional<RecordingConfiguration> configuration_;
+    std::vector<ShareableDisplay> displays_;  ///< as they were at the preparation
     std::optional<URL> recordingSessionDirectory_;
     std::optional<RecordingSession> recordingSession_;
     StreamRequirements startRequirements_;

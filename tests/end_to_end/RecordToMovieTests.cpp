@@ -84,7 +84,7 @@ protected:
                                                     std::chrono::milliseconds length) {
         RecordingConfiguration configuration;
         configuration.source =
-            RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
+            RecordingConfiguration::DisplaySource{desktop.shareableContent({}).displays.front()};
         co_await coordinator.prepareRecording(configuration);
         co_await coordinator.startRecording();
         co_await QCoro::sleepFor(length);

@@ -27,7 +27,7 @@ TEST(LinuxDesktop, NamesTheDisplayThatIsMissing) {
             EXPECT_THAT(error.what(), testing::HasSubstr("“:4711”"));
         }
     };
-    check([&] { (void)desktop.shareableContent(); });
+    check([&] { (void)desktop.shareableContent({}); });
     check([&] { (void)desktop.makePointerInput(); });
 }
 
@@ -35,7 +35,7 @@ TEST(LinuxDesktop, ListsTheScreenWithItsSize) {
     if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
     test::XServer server(800, 600);
     LinuxDesktop desktop(server.displayName());
-    const ShareableContent content = desktop.shareableContent();
+    const ShareableContent content = desktop.shareableContent({});
     ASSERT_EQ(content.displays.size(), 1U);
     const ShareableDisplay& display = content.displays.front();
     EXPECT_EQ(display.widthPixels, 800);

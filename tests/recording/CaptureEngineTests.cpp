@@ -32,7 +32,8 @@ protected:
         engine.onVideoFrame = [this](const SampleBuffer& sample) { video.put(sample); };
         engine.onSystemAudio = [this](const SampleBuffer& sample) { system.put(sample); };
         engine.onMicAudio = [this](const SampleBuffer& sample) { microphoneSound.put(sample); };
-        engine.configureStream({FakeDesktop::display(128, 128)}, {{17, "self"}}, options);
+        engine.configureStream(RecordingConfiguration::DisplaySource{FakeDesktop::display(128, 128)},
+                               {{17, "", "self"}}, options);
     }
 
     Inbox<std::string> log;
@@ -48,7 +49,8 @@ TEST_F(CaptureEngineTest, NeedsAStreamToStartButNotToStop) {
     EXPECT_THROW(await(engine.startCapture()), CaptureError);
     await(engine.stopCapture());
     configure(false, false);
-    EXPECT_EQ(desktop.usedFilter->excludedApplications, (std::vector<ShareableApplication>{{17, "self"}}));
+    EXPECT_EQ(std::get<DisplayFilter>(*desktop.usedFilter).excludedApplications,
+              (std::vector<ShareableApplication>{{17, "", "self"}}));
     desktop.failsStart = true;
     EXPECT_THROW(await(engine.startCapture()), PlatformError);
 }

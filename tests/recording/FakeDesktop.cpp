@@ -62,9 +62,22 @@ private:
     bool isRunning_ = false;
 };
 
-ShareableContent FakeDesktop::shareableContent() {
+ShareableContent FakeDesktop::shareableContent(const ShareableContentOptions&) {
     if (refusesContent) throw PlatformError(PlatformError::Code::requestFailed, "Nothing to see.");
-    return {{display(128, 128)}, applications};
+    return {displays, applications, windows};
+}
+
+std::unique_ptr<ContentObservation> FakeDesktop::observeShareableContent(std::function<void()> onChange) {
+    class Observation final : public ContentObservation {
+    public:
+        explicit Observation(FakeDesktop& desktop) : desktop_(desktop) {}
+        ~Observation() override { desktop_.onContentChange = nullptr; }
+
+    private:
+        FakeDesktop& desktop_;
+    };
+    onContentChange = std::move(onChange);
+    return std::make_unique<Observation>(*this);
 }
 
 std::unique_ptr<ScreenStream> FakeDesktop::makeScreenStream(const ContentFilter& filter,

@@ -17,7 +17,9 @@ class FakeScreenStream;
 /// A desktop that the test plays: it delivers the samples, holds the pointer, and fails on request.
 class FakeDesktop final : public DesktopPlatform, public CaptureDevices {
 public:
-    ShareableContent shareableContent() override;
+    ShareableContent shareableContent(const ShareableContentOptions& options) override;
+    std::unique_ptr<ContentObservation> observeShareableContent(std::function<void()> onChange) override;
+    std::optional<WindowIcon> windowIcon(std::uint32_t, int) override { return std::nullopt; }
     std::unique_ptr<ScreenStream> makeScreenStream(const ContentFilter& filter,
                                                    const ScreenStreamConfiguration& configuration,
                                                    std::function<void(std::exception_ptr)> onStop) override;
@@ -34,7 +36,10 @@ public:
     static ShareableDisplay display(int widthPixels, int heightPixels);
 
     std::vector<CaptureDevice> microphoneList;
+    std::vector<ShareableDisplay> displays{display(128, 128)};
     std::vector<ShareableApplication> applications;
+    std::vector<ShareableWindow> windows;
+    std::function<void()> onContentChange;  ///< set while somebody observes
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

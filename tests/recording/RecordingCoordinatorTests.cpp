@@ -237,7 +237,7 @@ TEST_F(RecordingCoordinatorTest, MissingDevicesAreNoReasonNotToRecord) {
     prepare(wanted);
     EXPECT_THAT(log.items(), Contains("Camera unavailable, recording without webcam: It is unplugged."));
     EXPECT_FALSE(desktop.usedConfiguration->captureMicrophone);
-    EXPECT_TRUE(desktop.usedFilter->excludedApplications.empty());
+    EXPECT_TRUE(std::get<DisplayFilter>(*desktop.usedFilter).excludedApplications.empty());
     const auto before = std::chrono::steady_clock::now();
     await(coordinator.startRecording());
     EXPECT_LT(std::chrono::steady_clock::now() - before, 2s) << "the barrier waits for neither";
@@ -251,9 +251,10 @@ TEST_F(RecordingCoordinatorTest, MissingDevicesAreNoReasonNotToRecord) {
 }
 
 TEST_F(RecordingCoordinatorTest, ExcludesTheProgramItself) {
-    desktop.applications = {{1, "init"}, {QCoreApplication::applicationPid(), "self"}};
+    desktop.applications = {{1, "", "init"}, {QCoreApplication::applicationPid(), "", "self"}};
     prepare(configuration());
-    EXPECT_THAT(desktop.usedFilter->excludedApplications, ElementsAre(desktop.applications[1]));
+    EXPECT_THAT(std::get<DisplayFilter>(*desktop.usedFilter).excludedApplications,
+                ElementsAre(desktop.applications[1]));
 }
 
 TEST_F(RecordingCoordinatorTest, CursorFileThatCannotBeWrittenDoesNotFailTheRecording) {

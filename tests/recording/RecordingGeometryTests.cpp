@@ -25,8 +25,39 @@ TEST(RecordingGeometry, DisplayGivesItsFrameAsRegionAndItsPixelsAsSize) {
     const RecordingConfiguration::Source source =
         RecordingConfiguration::DisplaySource{{7, {{1920, -200}, {1367, 769}}, 1367, 769, 1.0, "HDMI-1"}};
     EXPECT_EQ(capturePixelSize(source), (PixelSize{1366, 768}));
-    EXPECT_EQ(renderSize(source), (CGSize{1367, 769})) << "not rounded";
+    EXPECT_EQ(renderSize(source, {}), (CGSize{1367, 769})) << "not rounded";
     EXPECT_EQ(captureRegion(source), (CGRect{{1920, -200}, {1367, 769}}));
+}
+
+TEST(RecordingGeometry, AreaIsPlacedByItsDisplayAndFittedToWholeEvenPixels) {
+    const ShareableDisplay display{7, {{1920, -200}, {1280, 800}}, 2560, 1600, 2.0, "HDMI-1"};
+    const auto area = [&display](const CGRect& rect, double scale) {
+        return RecordingConfiguration::Source{RecordingConfiguration::AreaSource{display, rect, scale}};
+    };
+    const auto odd = area({{10, 20}, {500.5, 300.5}}, 2);
+    EXPECT_EQ(capturePixelSize(odd), (PixelSize{1000, 600}));
+    EXPECT_EQ(sourceRect(odd), (CGRect{{10, 20}, {500, 300}}));
+    EXPECT_EQ(captureRegion(odd), (CGRect{{1930, -180}, {500.5, 300.5}}));
+    EXPECT_EQ(renderSize(odd, {}), (CGSize{2560, 1600})) << "of the whole display";
+    const auto coarse = area({{10, 20}, {500, 300}}, 0.5);
+    EXPECT_EQ(capturePixelSize(coarse), (PixelSize{250, 150}));
+    EXPECT_EQ(sourceRect(coarse), (CGRect{{10, 20}, {500, 300}}))
+        << "too far from the movie's size to be fitted";
+}
+
+TEST(RecordingGeometry, WindowGivesItsFrameAndTheSizeOfItsScreen) {
+    const ShareableDisplay left{1, {{0, 0}, {800, 600}}, 800, 600, 1.0, "left"};
+    const ShareableDisplay right{2, {{800, 0}, {1024, 768}}, 1024, 768, 1.0, "right"};
+    RecordingConfiguration::WindowSource window;
+    window.window.frame = {{750, 100}, {401, 301}};
+    EXPECT_EQ(capturePixelSize(window), (PixelSize{400, 300}));
+    EXPECT_EQ(captureRegion(window), (CGRect{{750, 100}, {401, 301}}));
+    EXPECT_EQ(renderSize(window, {left, right}), (CGSize{1024, 768})) << "its middle is on the right";
+    EXPECT_EQ(renderSize(window, {left}), (CGSize{400, 300})) << "its middle is on none";
+    EXPECT_EQ(sourceRect(window), std::nullopt) << "by itself it isn't a part of anything";
+    window.display = right;
+    EXPECT_EQ(renderSize(window, {left}), (CGSize{1024, 768}));
+    EXPECT_EQ(sourceRect(window), (CGRect{{-50, 100}, {400, 300}}));
 }
 
 TEST(RecordingGeometry, BitRates) {

@@ -38,7 +38,7 @@ QCoro::Task<int> record(LinuxDesktop& desktop, URL temporaryDirectory, std::chro
     try {
         RecordingConfiguration configuration;
         configuration.source =
-            RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
+            RecordingConfiguration::DisplaySource{desktop.shareableContent({}).displays.front()};
         co_await coordinator.prepareRecording(configuration);
         if (fileSizeLimit != nullptr) limitFileSize(fileSizeLimit);
         co_await coordinator.startRecording();

@@ -135,7 +135,7 @@ protected:
     RecordingConfiguration configuration() {
         LinuxDesktop desktop(server->displayName());
         RecordingConfiguration result;
-        result.source = RecordingConfiguration::DisplaySource{desktop.shareableContent().displays.front()};
+        result.source = RecordingConfiguration::DisplaySource{desktop.shareableContent({}).displays.front()};
         return result;
     }
 

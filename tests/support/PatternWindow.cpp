@@ -21,6 +21,15 @@ xcb_screen_t* screenOf(xcb_connection_t* connection) {
     return xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
 }
 
+xcb_atom_t atomOf(xcb_connection_t* connection, const std::string& name) {
+    const std::unique_ptr<xcb_intern_atom_reply_t, void (*)(void*)> reply(
+        xcb_intern_atom_reply(
+            connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
+            nullptr),
+        std::free);
+    return reply->atom;
+}
+
 /// Returns when the server has carried out all that was sent before.
 void waitForServer(xcb_connection_t* connection) {
     std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
@@ -32,23 +41,75 @@ void PatternWindow::Disconnect::operator()(xcb_connection_t* connection) const {
     xcb_disconnect(connection);
 }
 
-PatternWindow::PatternWindow(const std::string& displayName, int x, int y, int widthPixels, int heightPixels)
+PatternWindow::PatternWindow(const std::string& displayName, int x, int y, int widthPixels, int heightPixels,
+                             const WindowProperties& properties)
     : connection_(connect(displayName)), width_(widthPixels), height_(heightPixels) {
     xcb_connection_t* const connection = connection_.get();
     const xcb_screen_t* screen = screenOf(connection);
     window_ = xcb_generate_id(connection);
-    const std::array<std::uint32_t, 2> values{screen->black_pixel, 1};
+    const std::array<std::uint32_t, 2> values{screen->black_pixel, properties.isManaged ? 0U : 1U};
     xcb_create_window(connection, XCB_COPY_FROM_PARENT, window_, screen->root, static_cast<std::int16_t>(x),
                       static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width_),
                       static_cast<std::uint16_t>(height_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
     context_ = xcb_generate_id(connection);
     xcb_create_gc(connection, context_, window_, 0, nullptr);
-    xcb_map_window(connection, window_);
-    sync();
+    if (!properties.title.empty()) setTitle(properties.title);
+    if (!properties.windowClass.empty()) {
+        using namespace std::string_literals;
+        setText("WM_CLASS", "pattern\0"s + properties.windowClass + "\0"s);
+    }
+    if (properties.processID != 0) {
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window_, atomOf(connection, "_NET_WM_PID"),
+                            XCB_ATOM_CARDINAL, 32, 1, &properties.processID);
+    }
+    show();
 }
 
 PatternWindow::~PatternWindow() = default;
+
+void PatternWindow::moveTo(int x, int y) {
+    const std::array<std::int32_t, 2> values{x, y};
+    xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
+                         values.data());
+    sync();
+}
+
+void PatternWindow::resize(int widthPixels, int heightPixels) {
+    width_ = widthPixels;
+    height_ = heightPixels;
+    const std::array<std::int32_t, 2> values{widthPixels, heightPixels};
+    xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                         values.data());
+    sync();
+}
+
+void PatternWindow::show() {
+    xcb_map_window(connection_.get(), window_);
+    sync();
+}
+
+void PatternWindow::hide() {
+    xcb_unmap_window(connection_.get(), window_);
+    sync();
+}
+
+void PatternWindow::close() {
+    xcb_destroy_window(connection_.get(), window_);
+    sync();
+}
+
+void PatternWindow::setTitle(const std::string& title) {
+    setText("_NET_WM_NAME", title);
+}
+
+void PatternWindow::setText(const char* property, const std::string& text) {
+    xcb_connection_t* const connection = connection_.get();
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window_, atomOf(connection, property),
+                        atomOf(connection, "UTF8_STRING"), 8, static_cast<std::uint32_t>(text.size()),
+                        text.data());
+    sync();
+}
 
 void PatternWindow::fill(int x, int y, int widthPixels, int heightPixels, std::uint32_t color) {
     xcb_change_gc(connection_.get(), context_, XCB_GC_FOREGROUND, &color);

@@ -8,13 +8,29 @@ struct xcb_connection_t;
 
 namespace varnelle::test {
 
-/// A window without decoration that covers a part of an X display and shows rectangles of known colours,
+/// What a window says of itself.
+struct WindowProperties {
+    bool isManaged = false;  ///< the window manager, if there is one, decorates and lists it
+    std::string title;
+    std::string windowClass;
+    std::uint32_t processID = 0;
+};
+
+/// A window that covers a part of an X display and shows rectangles of known colours,
 /// which appear on the screen as soon as a call returns. Colours are 0xRRGGBB.
 class PatternWindow {
 public:
-    PatternWindow(const std::string& displayName, int x, int y, int widthPixels, int heightPixels);
+    PatternWindow(const std::string& displayName, int x, int y, int widthPixels, int heightPixels,
+                  const WindowProperties& properties = {});
     ~PatternWindow();
 
+    [[nodiscard]] std::uint32_t windowID() const { return window_; }
+    void moveTo(int x, int y);
+    void resize(int widthPixels, int heightPixels);
+    void show();
+    void hide();
+    void close();
+    void setTitle(const std::string& title);
     /// Fills a rectangle of the window.
     void fill(int x, int y, int widthPixels, int heightPixels, std::uint32_t color);
     /// Fills the whole window with cells of `cellPixels`; each cell's colour tells its place and `phase`.
@@ -27,6 +43,7 @@ private:
         void operator()(xcb_connection_t* connection) const;
     };
     void sync();
+    void setText(const char* property, const std::string& text);
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
     int width_;

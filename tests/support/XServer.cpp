@@ -68,18 +68,24 @@ std::string readDisplayNumber(int descriptor) {
     return line;
 }
 
-bool hasWindowManager(xcb_connection_t* connection) {
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
-    const auto atomCookie =
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
-    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(connection, atomCookie, nullptr), &std::free);
-    if (atom == nullptr) return false;
-    const auto cookie = xcb_get_property(connection, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1);
-    const std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> property(
-        xcb_get_property_reply(connection, cookie, nullptr), &std::free);
-    return property != nullptr && property->value_len > 0;
+/// Whether a window that asks to be shown is shown by the window manager, and so has its decoration's window around it.
+/// A manager that is about to start has taken the screen before it listens, so nothing else tells that it works.
+bool isManaged(xcb_connection_t* connection) {
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    const xcb_window_t probe = xcb_generate_id(connection);
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, probe, screen->root, 0, 0, 8, 8, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    xcb_map_window(connection, probe);
+    const bool result = waitUntil(
+        [&] {
+            const std::unique_ptr<xcb_query_tree_reply_t, decltype(&std::free)> tree(
+                xcb_query_tree_reply(connection, xcb_query_tree(connection, probe), nullptr), &std::free);
+            return tree != nullptr && tree->parent != screen->root;
+        },
+        std::chrono::milliseconds(200));
+    xcb_destroy_window(connection, probe);
+    xcb_flush(connection);
+    return result;
 }
 
 }  // namespace
@@ -147,9 +153,9 @@ XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::strin
 void XServer::startWindowManager() {
     windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{"openbox"},
                                                     std::vector<std::string>{"DISPLAY=" + displayName_});
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
-    if (!waitUntil([&] { return hasWindowManager(connection.get()); }, kStartDeadline)) {
+    const std::shared_ptr<xcb_connection_t> connection(xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
+    managerProbe_ = connection;
+    if (!waitUntil([&] { return isManaged(connection.get()); }, kStartDeadline)) {
         throw std::runtime_error("openbox didn't start");
     }
 }

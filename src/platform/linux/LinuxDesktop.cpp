@@ -1,11 +1,17 @@
 #include "platform/linux/LinuxDesktop.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11ContentObserver.h"
 #include "platform/linux/X11Displays.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
+#include "platform/linux/X11Windows.h"
 
 namespace varnelle {
 
@@ -19,9 +25,40 @@ LinuxDesktop::LinuxDesktop(std::string displayName)
 
 LinuxDesktop::~LinuxDesktop() = default;
 
-ShareableContent LinuxDesktop::shareableContent() {
+ShareableContent LinuxDesktop::shareableContent(const ShareableContentOptions& options) {
     X11Connection connection(displayName_);
-    return {listDisplays(connection), {}};
+    ShareableContent content{listDisplays(connection), {}, listWindows(connection, options)};
+    // The program itself is always there: its panels needn't be in the list of windows.
+    content.applications.push_back({getpid(), {}, program_invocation_short_name});
+    for (const ShareableWindow& window : content.windows) {
+        const auto& application = window.owningApplication;
+        if (!application) continue;
+        auto& known = content.applications;
+        const bool isKnown =
+            std::any_of(known.begin(), known.end(), [&application](const ShareableApplication& other) {
+                return other.processID != 0 ? other.processID == application->processID
+                                            : other == *application;
+            });
+        if (!isKnown) known.push_back(*application);
+    }
+    return content;
+}
+
+std::unique_ptr<ContentObservation> LinuxDesktop::observeShareableContent(std::function<void()> onChange) {
+    try {
+        return std::make_unique<X11ContentObserver>(displayName_, std::move(onChange));
+    } catch (const PlatformError&) {
+        return nullptr;
+    }
+}
+
+std::optional<WindowIcon> LinuxDesktop::windowIcon(std::uint32_t windowID, int sizePixels) {
+    try {
+        X11Connection connection(displayName_);
+        return iconOfWindow(connection, windowID, sizePixels);
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
 }
 
 std::unique_ptr<ScreenStream> LinuxDesktop::makeScreenStream(const ContentFilter& filter,

@@ -8,14 +8,17 @@
 namespace varnelle {
 
 /// A Linux desktop under X11. Connections are made when something is asked for, so that a program starts
-/// without a display too. The program's own windows are not left out of the picture.
+/// without a display too.
 class LinuxDesktop final : public DesktopPlatform {
 public:
     /// `displayName` as in `$DISPLAY`; empty takes `$DISPLAY`.
     explicit LinuxDesktop(std::string displayName = {});
     ~LinuxDesktop() override;
 
-    [[nodiscard]] ShareableContent shareableContent() override;
+    [[nodiscard]] ShareableContent shareableContent(const ShareableContentOptions& options) override;
+    [[nodiscard]] std::unique_ptr<ContentObservation> observeShareableContent(
+        std::function<void()> onChange) override;
+    [[nodiscard]] std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) override;
     [[nodiscard]] std::unique_ptr<ScreenStream> makeScreenStream(
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,
         std::function<void(std::exception_ptr)> onStop) override;

@@ -41,6 +41,14 @@ PlatformError X11Connection::lostError() const {
             fmt::format("The connection to the X display “{}” was lost.", displayName_)};
 }
 
+xcb_atom_t X11Connection::atom(const std::string& name) {
+    const auto known = atoms_.find(name);
+    if (known != atoms_.end()) return known->second;
+    const auto answer = reply<xcb_intern_atom_reply_t>(
+        xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.c_str()), "InternAtom");
+    return atoms_[name] = answer->atom;
+}
+
 void X11Connection::check(xcb_void_cookie_t checkedCookie, const char* request) {
     // An error, if there is one, arrives before the answer to a request sent later.
     const auto fence = xcb_get_input_focus(get());

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -40,6 +41,20 @@ public:
                         std::chrono::milliseconds timeout = kReplyTimeout) {
         return XReply<Reply>(static_cast<Reply*>(waitForReply(cookie.sequence, request, timeout)));
     }
+    /// The answer, or null if the server refused, as it does for a window that is gone. Throws
+    /// `PlatformError`
+    /// (`displayLost`).
+    template <typename Reply, typename Cookie>
+    XReply<Reply> replyIfGranted(Cookie cookie, const char* request) {
+        try {
+            return reply<Reply>(cookie, request);
+        } catch (const PlatformError& error) {
+            if (error.code() != PlatformError::Code::requestFailed) throw;
+            return nullptr;
+        }
+    }
+    /// The server's number of a name. Throws `PlatformError`.
+    [[nodiscard]] xcb_atom_t atom(const std::string& name);
     /// Waits until the server has carried out a request that has no answer. Throws as `reply` does.
     void check(xcb_void_cookie_t checkedCookie, const char* request);
     /// Whether the server has an extension.
@@ -57,6 +72,7 @@ private:
     std::string displayName_;
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
     xcb_screen_t* screen_ = nullptr;
+    std::map<std::string, xcb_atom_t> atoms_;
 };
 
 }  // namespace varnelle

@@ -3,12 +3,18 @@
 #include <xcb/randr.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/linux/X11Properties.h"
 
 namespace varnelle {
 namespace {
 
-ShareableDisplay makeDisplay(std::uint32_t id, std::string name, int x, int y, int width, int height) {
-    const double scale = pointPixelScale();
+constexpr double kDotsPerInchAtScaleOne = 96;
+
+ShareableDisplay makeDisplay(double scale, std::uint32_t id, std::string name, int x, int y, int width,
+                             int height) {
     return {
         id, {{x / scale, y / scale}, {width / scale, height / scale}}, width, height, scale, std::move(name)};
 }
@@ -27,19 +33,31 @@ std::string atomName(X11Connection& connection, xcb_atom_t atom) {
             static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
-ShareableDisplay wholeRoot(const X11Connection& connection) {
+ShareableDisplay wholeRoot(const X11Connection& connection, double scale) {
     const xcb_screen_t& screen = connection.screen();
-    return makeDisplay(screen.root, connection.displayName(), 0, 0, screen.width_in_pixels,
+    return makeDisplay(scale, screen.root, connection.displayName(), 0, 0, screen.width_in_pixels,
                        screen.height_in_pixels);
 }
 
 }  // namespace
 
-double pointPixelScale() {
-    return 1.0;
+double pointPixelScale(X11Connection& connection) {
+    const std::string resources =
+        X11Property(connection, connection.screen().root, "RESOURCE_MANAGER").text();
+    constexpr std::string_view name = "Xft.dpi:";
+    std::size_t line = 0;
+    while (line < resources.size() && resources.compare(line, name.size(), name) != 0) {
+        const std::size_t end = resources.find('\n', line);
+        line = end == std::string::npos ? resources.size() : end + 1;
+    }
+    if (line >= resources.size()) return 1;
+    const double dotsPerInch = std::strtod(resources.c_str() + line + name.size(), nullptr);
+    const double scale = dotsPerInch / kDotsPerInchAtScaleOne;
+    return scale >= 0.5 && scale <= 8 ? scale : 1;
 }
 
 std::vector<ShareableDisplay> listDisplays(X11Connection& connection) {
+    const double scale = pointPixelScale(connection);
     std::vector<ShareableDisplay> displays;
     if (hasMonitors(connection)) {
         const auto reply = connection.reply<xcb_randr_get_monitors_reply_t>(
@@ -49,11 +67,11 @@ std::vector<ShareableDisplay> listDisplays(X11Connection& connection) {
             const xcb_randr_monitor_info_t& monitor = *it.data;
             if (monitor.width == 0 || monitor.height == 0) continue;
             const auto position = monitor.primary != 0 ? displays.begin() : displays.end();
-            displays.insert(position, makeDisplay(monitor.name, atomName(connection, monitor.name), monitor.x,
-                                                  monitor.y, monitor.width, monitor.height));
+            displays.insert(position, makeDisplay(scale, monitor.name, atomName(connection, monitor.name),
+                                                  monitor.x, monitor.y, monitor.width, monitor.height));
         }
     }
-    if (displays.empty()) displays.push_back(wholeRoot(connection));
+    if (displays.empty()) displays.push_back(wholeRoot(connection, scale));
     return displays;
 }
 

@@ -7,9 +7,9 @@
 
 namespace varnelle {
 
-/// Pixels per point of an X display. X11 knows one scale for all screens, and toolkits lay out in device
-/// pixels unless they are told otherwise, so a point is a pixel here.
-double pointPixelScale();
+/// Pixels per point. X11 has one scale for all screens: the resource "Xft.dpi", which desktops set and
+/// toolkits go by, over 96 dots per inch; 1 without it. Throws `PlatformError` (`displayLost`).
+double pointPixelScale(X11Connection& connection);
 
 /// The screens, the primary one first: RandR's monitors, or the whole root window where RandR names none.
 /// Throws `PlatformError`.

@@ -83,8 +83,9 @@ bool hasBlueFirst(const X11Connection& connection) {
 
 }  // namespace
 
-X11ImageSource::X11ImageSource(X11Connection& connection, xcb_drawable_t drawable, const PixelRect& area)
-    : connection_(connection), drawable_(drawable), area_(area) {
+X11ImageSource::X11ImageSource(X11Connection& connection, xcb_drawable_t drawable, const PixelRect& area,
+                               const PixelRect& bounds)
+    : connection_(connection), drawable_(drawable), area_(area), bounds_(bounds) {
     const std::uint8_t depth = connection.screen().root_depth;
     if (bitsPerPixel(connection, depth) != 32 || !hasBlueFirst(connection)) {
         throw PlatformError(
@@ -96,23 +97,43 @@ X11ImageSource::X11ImageSource(X11Connection& connection, xcb_drawable_t drawabl
     usesSharedMemory_ = canShareMemory(connection);
 }
 
-bool X11ImageSource::fetch(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous) {
-    std::vector<Fetch> fetches = plan(region);
+bool X11ImageSource::fetch(CaptureBuffer& buffer, const std::vector<PixelRect>& rects,
+                           const VideoFrame& previous, Bands bands) {
+    const PixelRect readable = bounds_.movedBy(-area_.left, -area_.top);
+    std::vector<PixelRect> inside;
+    bool isDifferent = false;
+    for (const PixelRect& rect : rects) {
+        const PixelRect part = rect.intersection(readable);
+        if (!part.isEmpty()) inside.push_back(part);
+        if (part == rect) continue;
+        for (const PixelRect& outside : difference(rect, part)) {
+            isDifferent = blacken(buffer, outside, previous) || isDifferent;
+        }
+    }
+    const bool hasWholeRows = readable.left <= 0 && readable.right >= area_.width();
+    std::vector<Fetch> fetches = plan(inside, hasWholeRows ? bands : Bands::none);
     if (usesSharedMemory_) attach(buffer);
-    return usesSharedMemory_ ? fetchShared(buffer, fetches, previous)
-                             : fetchThroughConnection(buffer, fetches, previous);
+    const bool isDifferentInside = usesSharedMemory_ ? fetchShared(buffer, fetches, previous)
+                                                     : fetchThroughConnection(buffer, fetches, previous);
+    return isDifferent || isDifferentInside;
 }
 
-std::vector<X11ImageSource::Fetch> X11ImageSource::plan(const PixelRegion& region) const {
+std::vector<X11ImageSource::Fetch> X11ImageSource::plan(const std::vector<PixelRect>& rects,
+                                                        Bands bands) const {
     std::vector<Fetch> wide;
     std::vector<Fetch> narrow;
     std::size_t scratchOffset = 0;
-    for (const PixelRect& rect : region.rects()) {
+    for (const PixelRect& rect : rects) {
         const std::size_t byteCount = static_cast<std::size_t>(rect.area()) * 4;
         // Whole rows need no copy: the server packs rows, so a band of full width lands where it belongs.
+        // Disjoint rectangles that aren't widened fit into the scratch memory together, as it is as large as
+        // the picture.
+        const bool fillsRows = rect.width() == area_.width();
         const bool isWide =
-            rect.width() * 2 > area_.width() ||
-            scratchOffset + byteCount > bytesPerRow() * static_cast<std::size_t>(area_.height());
+            fillsRows ||
+            (bands == Bands::allowed &&
+             (rect.width() * 2 > area_.width() ||
+              scratchOffset + byteCount > bytesPerRow() * static_cast<std::size_t>(area_.height())));
         if (isWide) {
             wide.push_back({{0, rect.top, area_.width(), rect.bottom}, true, 0, 0});
         } else {
@@ -123,6 +144,17 @@ std::vector<X11ImageSource::Fetch> X11ImageSource::plan(const PixelRegion& regio
     // A narrow rectangle beside a wide one was read later, so it is copied after the band has arrived.
     wide.insert(wide.end(), narrow.begin(), narrow.end());
     return wide;
+}
+
+bool X11ImageSource::blacken(CaptureBuffer& buffer, const PixelRect& rect, const VideoFrame& previous) const {
+    const std::vector<std::uint8_t> black(static_cast<std::size_t>(rect.width()) * 4);
+    bool isDifferent = false;
+    for (int y = rect.top; y < rect.bottom; ++y) {
+        const PixelRect row{rect.left, y, rect.right, y + 1};
+        isDifferent = isDifferent || differs(previous, row, {black.data(), black.size()});
+        copyRows(buffer.memory.bytes(), bytesPerRow(), row, {black.data(), black.size()});
+    }
+    return isDifferent;
 }
 
 void X11ImageSource::attach(CaptureBuffer& buffer) {

@@ -9,12 +9,13 @@ namespace varnelle {
 class X11PointerInput final : public PointerInput {
 public:
     /// Throws `PlatformError`.
-    explicit X11PointerInput(const std::string& displayName) : connection_(displayName) {}
+    explicit X11PointerInput(const std::string& displayName);
 
     [[nodiscard]] std::optional<PointerState> currentState() override;
 
 private:
     X11Connection connection_;
+    double scale_;  ///< pixels per point
 };
 
 }  // namespace varnelle

@@ -9,26 +9,45 @@
 #include <cerrno>
 #include <cmath>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <variant>
 
 #include <fmt/format.h>
 
 #include "platform/PlatformError.h"
 #include "platform/linux/FramePacer.h"
-#include "platform/linux/X11DisplayCapture.h"
+#include "platform/linux/X11Capture.h"
 
 namespace varnelle {
 namespace {
 
-void checkSize(const ShareableDisplay& display, const ScreenStreamConfiguration& configuration) {
-    const int surplusColumns = display.widthPixels - configuration.widthPixels;
-    const int surplusRows = display.heightPixels - configuration.heightPixels;
-    const bool fits = surplusColumns >= 0 && surplusColumns <= 1 && surplusRows >= 0 && surplusRows <= 1;
-    if (fits && configuration.widthPixels > 0 && configuration.heightPixels > 0) return;
-    throw PlatformError(PlatformError::Code::unsupported,
-                        fmt::format("The display “{}” has {} by {} pixels and can't be recorded at {} by {}.",
-                                    display.name, display.widthPixels, display.heightPixels,
-                                    configuration.widthPixels, configuration.heightPixels));
+void checkSize(const ContentFilter& filter, const ScreenStreamConfiguration& configuration) {
+    const bool hasSize = configuration.widthPixels > 0 && configuration.heightPixels > 0;
+    const auto* shown = std::get_if<DisplayFilter>(&filter);
+    if (shown == nullptr && hasSize) return;
+    int sourceWidth = 0;
+    int sourceHeight = 0;
+    std::string name = "window";
+    if (shown != nullptr) {
+        const ShareableDisplay& display = shown->display;
+        name = fmt::format("display “{}”", display.name);
+        sourceWidth = display.widthPixels;
+        sourceHeight = display.heightPixels;
+        if (configuration.sourceRect) {
+            sourceWidth = static_cast<int>(std::lround(configuration.sourceRect->width() * display.scale));
+            sourceHeight = static_cast<int>(std::lround(configuration.sourceRect->height() * display.scale));
+        }
+    }
+    const auto fits = [](int source, int frame) { return source >= frame && source - frame <= 1; };
+    if (hasSize && fits(sourceWidth, configuration.widthPixels) &&
+        fits(sourceHeight, configuration.heightPixels)) {
+        return;
+    }
+    throw PlatformError(
+        PlatformError::Code::unsupported,
+        fmt::format("{} by {} pixels of the {} can't be recorded at {} by {}.", sourceWidth, sourceHeight,
+                    name, configuration.widthPixels, configuration.heightPixels));
 }
 
 std::chrono::nanoseconds nanoseconds(const CMTime& time) {
@@ -114,7 +133,7 @@ private:
         SampleBuffer sample;
         const auto outcome = display_.takeFrame(sample);
         pacer_.noteFrame(FramePacer::Clock::now());
-        if (outcome != X11DisplayCapture::Outcome::frame) return;
+        if (outcome != X11Capture::Outcome::frame) return;
         queue_.async([handler = handler_, sample = std::move(sample)] { (*handler)(sample); });
     }
 
@@ -128,7 +147,7 @@ private:
         return isStopping_;
     }
 
-    X11DisplayCapture display_;
+    X11Capture display_;
     FramePacer pacer_;
     SerialQueue& queue_;
     std::shared_ptr<const SampleHandler> handler_;
@@ -148,7 +167,7 @@ X11ScreenStream::X11ScreenStream(std::string displayName, const ContentFilter& f
       filter_(filter),
       configuration_(configuration),
       onStop_(std::move(onStop)) {
-    checkSize(filter.display, configuration);
+    checkSize(filter, configuration);
     if (configuration.showsCursor) {
         throw PlatformError(PlatformError::Code::unsupported,
                             "An X display is recorded without its pointer.");

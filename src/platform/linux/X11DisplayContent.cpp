@@ -1,0 +1,125 @@
+#include "platform/linux/X11DisplayContent.h"
+
+#include <fmt/format.h>
+
+#include "foundation/Log.h"
+
+namespace varnelle {
+namespace {
+
+/// How often a picture is read again because windows moved meanwhile, before they are kept from it.
+constexpr int kLooksBeforeGrab = 2;
+
+/// Keeps everybody else from changing anything on the display.
+class ServerGrab {
+public:
+    explicit ServerGrab(X11Connection& connection) : connection_(connection.get()) {
+        xcb_grab_server(connection_);
+    }
+    ~ServerGrab() {
+        xcb_ungrab_server(connection_);
+        xcb_flush(connection_);
+    }
+    ServerGrab(const ServerGrab&) = delete;
+    ServerGrab& operator=(const ServerGrab&) = delete;
+
+private:
+    xcb_connection_t* connection_;
+};
+
+PixelRect rootBounds(X11Connection& connection) {
+    const auto geometry = connection.reply<xcb_get_geometry_reply_t>(
+        xcb_get_geometry(connection.get(), connection.screen().root), "GetGeometry");
+    return {0, 0, geometry->width, geometry->height};
+}
+
+void requireVisible(X11Connection& connection, const PixelRect& area) {
+    if (!area.intersection(rootBounds(connection)).isEmpty()) return;
+    throw PlatformError(
+        PlatformError::Code::requestFailed,
+        fmt::format("What is to be recorded lies outside of the X display “{}”.", connection.displayName()));
+}
+
+}  // namespace
+
+X11DisplayContent::X11DisplayContent(X11Connection& connection, const PixelRect& area,
+                                     const std::vector<std::int64_t>& excludedProcesses)
+    : connection_(connection),
+      area_(area),
+      source_(connection, connection.screen().root, area, rootBounds(connection)) {
+    requireVisible(connection, area);
+    // The size of the root window changes when screens come and go.
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection.get(), connection.screen().root, XCB_CW_EVENT_MASK, &events);
+    if (X11Damage::isSupported(connection)) {
+        damage_ = std::make_unique<X11Damage>(connection, connection.screen().root);
+    } else {
+        logger(LogCategory::capture)
+            .warn(
+                "The X display “{}” doesn't report what is drawn (it lacks the extension DAMAGE); recording "
+                "it takes "
+                "more work.",
+                connection.displayName());
+    }
+    if (!excludedProcesses.empty())
+        excludedWindows_ = X11ExcludedWindows::make(connection, area, excludedProcesses);
+}
+
+bool X11DisplayContent::hasChanges() {
+    takeInEvents();
+    return hasDamage_ || damage_ == nullptr || (excludedWindows_ && excludedWindows_->hasChanges());
+}
+
+PixelRegion X11DisplayContent::takeChanges() {
+    hasDamage_ = false;
+    PixelRegion changes;
+    if (damage_ == nullptr) {
+        changes.add({0, 0, area_.width(), area_.height()});
+    } else {
+        const PixelRegion drawnOnRoot = damage_->take();
+        for (const PixelRect& drawn : drawnOnRoot.rects()) {
+            changes.add(drawn.intersection(area_).movedBy(-area_.left, -area_.top));
+        }
+    }
+    if (excludedWindows_) changes.add(excludedWindows_->takeChanges());
+    return changes;
+}
+
+bool X11DisplayContent::fetch(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous) {
+    if (!excludedWindows_)
+        return source_.fetch(buffer, region.rects(), previous, X11ImageSource::Bands::allowed);
+    for (int look = 0; look < kLooksBeforeGrab; ++look) {
+        const bool isDifferent = fetchWithoutExcluded(buffer, region, previous);
+        if (!excludedWindows_->isOutdated()) return isDifferent;
+    }
+    const ServerGrab grab(connection_);
+    connection_.check(xcb_no_operation_checked(connection_.get()), "NoOperation");
+    takeInEvents();
+    return fetchWithoutExcluded(buffer, region, previous);
+}
+
+bool X11DisplayContent::fetchWithoutExcluded(CaptureBuffer& buffer, const PixelRegion& region,
+                                             const VideoFrame& previous) {
+    const PixelRegion hidden = excludedWindows_->region();
+    const bool isDifferent =
+        source_.fetch(buffer, difference(region, hidden), previous, X11ImageSource::Bands::none);
+    const bool isDifferentBeneath = excludedWindows_->fetch(buffer, region, previous);
+    // The server tells of a window that appeared before the pixels were read before it answers with the
+    // pixels.
+    takeInEvents();
+    return isDifferent || isDifferentBeneath;
+}
+
+void X11DisplayContent::takeInEvents() {
+    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
+        if (damage_ && damage_->isReportedBy(*event)) hasDamage_ = true;
+        if (excludedWindows_) excludedWindows_->noteEvent(*event);
+        if ((event->response_type & 0x7f) != XCB_CONFIGURE_NOTIFY) continue;
+        const auto& change = reinterpret_cast<const xcb_configure_notify_event_t&>(*event);
+        if (change.window == connection_.screen().root) {
+            source_.setBounds({0, 0, change.width, change.height});
+        }
+    }
+}
+
+}  // namespace varnelle

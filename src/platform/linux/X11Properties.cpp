@@ -1,0 +1,53 @@
+#include "platform/linux/X11Properties.h"
+
+#include <algorithm>
+
+namespace varnelle {
+
+X11Property::X11Property(X11Connection& connection, xcb_window_t window, const char* name)
+    : connection_(connection),
+      cookie_(xcb_get_property(connection.get(), 0, window, connection.atom(name), XCB_GET_PROPERTY_TYPE_ANY,
+                               0, kMaximumBytes / 4)) {}
+
+std::vector<std::uint32_t> X11Property::numbers() {
+    const auto reply = connection_.replyIfGranted<xcb_get_property_reply_t>(cookie_, "GetProperty");
+    if (reply == nullptr || reply->format != 32) return {};
+    const auto* first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return {first, first + reply->value_len};
+}
+
+std::string X11Property::text() {
+    const auto reply = connection_.replyIfGranted<xcb_get_property_reply_t>(cookie_, "GetProperty");
+    if (reply == nullptr || reply->format != 8) return {};
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())), reply->value_len};
+}
+
+std::vector<xcb_window_t> managedWindows(X11Connection& connection) {
+    const xcb_window_t root = connection.screen().root;
+    X11Property stacking(connection, root, "_NET_CLIENT_LIST_STACKING");
+    X11Property unordered(connection, root, "_NET_CLIENT_LIST");
+    X11Property managerCheck(connection, root, "_NET_SUPPORTING_WM_CHECK");
+    std::vector<xcb_window_t> windows = stacking.numbers();
+    const std::vector<xcb_window_t> fallback = unordered.numbers();
+    const bool hasManager = !managerCheck.numbers().empty();
+    if (!windows.empty()) return windows;
+    if (hasManager || !fallback.empty()) return fallback;
+
+    const auto tree =
+        connection.reply<xcb_query_tree_reply_t>(xcb_query_tree(connection.get(), root), "QueryTree");
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    std::vector<xcb_get_window_attributes_cookie_t> cookies;
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        cookies.push_back(xcb_get_window_attributes(connection.get(), children[i]));
+    }
+    for (std::size_t i = 0; i < cookies.size(); ++i) {
+        const auto attributes =
+            connection.replyIfGranted<xcb_get_window_attributes_reply_t>(cookies[i], "GetWindowAttributes");
+        const bool isVisible = attributes != nullptr && attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT &&
+                               attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+        if (isVisible) windows.push_back(children[i]);
+    }
+    return windows;
+}
+
+}  // namespace varnelle

@@ -1,0 +1,226 @@
+#include "platform/linux/X11Windows.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <fstream>
+#include <map>
+#include <utility>
+
+#include "platform/linux/X11Displays.h"
+#include "platform/linux/X11Properties.h"
+
+namespace varnelle {
+namespace {
+
+constexpr int kDesktopLayer = -1;
+constexpr int kPanelLayer = 20;
+constexpr int kPopUpLayer = 101;
+
+/// All that the list wants to know of a window, asked for at once.
+struct WindowQuery {
+    WindowQuery(X11Connection& connection, xcb_window_t id)
+        : windowID(id),
+          attributes(xcb_get_window_attributes(connection.get(), id)),
+          geometry(xcb_get_geometry(connection.get(), id)),
+          origin(xcb_translate_coordinates(connection.get(), id, connection.screen().root, 0, 0)),
+          name(connection, id, "_NET_WM_NAME"),
+          plainName(connection, id, "WM_NAME"),
+          processID(connection, id, "_NET_WM_PID"),
+          windowClass(connection, id, "WM_CLASS"),
+          types(connection, id, "_NET_WM_WINDOW_TYPE"),
+          states(connection, id, "_NET_WM_STATE"),
+          decoration(connection, id, "_NET_FRAME_EXTENTS"),
+          shadow(connection, id, "_GTK_FRAME_EXTENTS") {}
+
+    xcb_window_t windowID;
+    xcb_get_window_attributes_cookie_t attributes;
+    xcb_get_geometry_cookie_t geometry;
+    xcb_translate_coordinates_cookie_t origin;
+    X11Property name;
+    X11Property plainName;
+    X11Property processID;
+    X11Property windowClass;
+    X11Property types;
+    X11Property states;
+    X11Property decoration;
+    X11Property shadow;
+};
+
+/// What is added on each side: left, right, top, bottom.
+struct Sides {
+    int left = 0;
+    int right = 0;
+    int top = 0;
+    int bottom = 0;
+};
+
+Sides sidesFrom(const std::vector<std::uint32_t>& numbers) {
+    if (numbers.size() < 4) return {};
+    // No sensible window has margins that large; such numbers are negative ones or worse.
+    constexpr std::uint32_t most = 1000;
+    if (std::any_of(numbers.begin(), numbers.begin() + 4, [](std::uint32_t side) { return side > most; }))
+        return {};
+    return {static_cast<int>(numbers[0]), static_cast<int>(numbers[1]), static_cast<int>(numbers[2]),
+            static_cast<int>(numbers[3])};
+}
+
+PixelRect grown(const PixelRect& rect, const Sides& sides) {
+    return {rect.left - sides.left, rect.top - sides.top, rect.right + sides.right,
+            rect.bottom + sides.bottom};
+}
+
+PixelRect shrunk(const PixelRect& rect, const Sides& sides) {
+    const PixelRect inner{rect.left + sides.left, rect.top + sides.top, rect.right - sides.right,
+                          rect.bottom - sides.bottom};
+    return inner.isEmpty() ? rect : inner;
+}
+
+bool holds(const std::vector<std::uint32_t>& atoms, xcb_atom_t atom) {
+    return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
+}
+
+int layerOf(X11Connection& connection, const std::vector<std::uint32_t>& types, bool overridesManager) {
+    const auto isOf = [&](const char* type) { return holds(types, connection.atom(type)); };
+    if (isOf("_NET_WM_WINDOW_TYPE_DESKTOP")) return kDesktopLayer;
+    if (isOf("_NET_WM_WINDOW_TYPE_DOCK")) return kPanelLayer;
+    for (const char* type :
+         {"_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_TOOLTIP", "_NET_WM_WINDOW_TYPE_SPLASH",
+          "_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", "_NET_WM_WINDOW_TYPE_POPUP_MENU", "_NET_WM_WINDOW_TYPE_COMBO",
+          "_NET_WM_WINDOW_TYPE_DND"}) {
+        if (isOf(type)) return kPopUpLayer;
+    }
+    return overridesManager ? kPopUpLayer : 0;
+}
+
+/// The name of the program of a process, as the system shows it.
+std::string commandOf(std::int64_t processID) {
+    std::ifstream file("/proc/" + std::to_string(processID) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
+std::optional<ShareableApplication> applicationOf(WindowQuery& query) {
+    const std::vector<std::uint32_t> processID = query.processID.numbers();
+    const std::string classText = query.windowClass.text();
+    ShareableApplication application;
+    if (!processID.empty()) application.processID = processID.front();
+    // Two texts, each ended by a zero byte: the instance's name and the class.
+    const std::size_t classStart = classText.find('\0');
+    if (classStart != std::string::npos) {
+        application.bundleIdentifier = classText.substr(classStart + 1).c_str();
+    }
+    application.name = application.bundleIdentifier;
+    if (application.name.empty() && application.processID != 0)
+        application.name = commandOf(application.processID);
+    if (application.processID == 0 && application.name.empty()) return std::nullopt;
+    return application;
+}
+
+std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& query,
+                                    const ShareableContentOptions& options) {
+    // Everything is read before anything is decided, as an answer that nobody takes stays in memory.
+    const auto attributes =
+        connection.replyIfGranted<xcb_get_window_attributes_reply_t>(query.attributes, "GetWindowAttributes");
+    const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(query.geometry, "GetGeometry");
+    const auto origin =
+        connection.replyIfGranted<xcb_translate_coordinates_reply_t>(query.origin, "TranslateCoordinates");
+    const std::string name = query.name.text();
+    const std::string plainName = query.plainName.text();
+    const std::vector<std::uint32_t> types = query.types.numbers();
+    const std::vector<std::uint32_t> states = query.states.numbers();
+    const Sides decoration = sidesFrom(query.decoration.numbers());
+    const Sides shadow = sidesFrom(query.shadow.numbers());
+    std::optional<ShareableApplication> application = applicationOf(query);
+    if (attributes == nullptr || geometry == nullptr || origin == nullptr) return std::nullopt;
+
+    ShareableWindow window;
+    window.windowID = query.windowID;
+    window.windowLayer = layerOf(connection, types, attributes->override_redirect != 0);
+    window.isOnScreen = attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+                        !holds(states, connection.atom("_NET_WM_STATE_HIDDEN"));
+    if (options.onScreenWindowsOnly && !window.isOnScreen) return std::nullopt;
+    if (options.excludingDesktopWindows && window.windowLayer == kDesktopLayer) return std::nullopt;
+    const PixelRect own{origin->dst_x, origin->dst_y, origin->dst_x + geometry->width,
+                        origin->dst_y + geometry->height};
+    const PixelRect frame = shrunk(grown(own, decoration), shadow);
+    window.scale = pointPixelScale(connection);
+    window.frame = {{frame.left / window.scale, frame.top / window.scale},
+                    {frame.width() / window.scale, frame.height() / window.scale}};
+    window.title = name.empty() ? plainName : name;
+    window.owningApplication = std::move(application);
+    return window;
+}
+
+}  // namespace
+
+std::vector<ShareableWindow> listWindows(X11Connection& connection, const ShareableContentOptions& options) {
+    std::vector<xcb_window_t> ids = managedWindows(connection);
+    std::reverse(ids.begin(), ids.end());
+    std::vector<WindowQuery> queries;
+    queries.reserve(ids.size());
+    for (const xcb_window_t id : ids) queries.emplace_back(connection, id);
+    std::vector<ShareableWindow> windows;
+    for (WindowQuery& query : queries) {
+        if (auto window = read(connection, query, options)) windows.push_back(std::move(*window));
+    }
+    return windows;
+}
+
+std::optional<WindowIcon> iconOfWindow(X11Connection& connection, xcb_window_t window, int sizePixels) {
+    const std::vector<std::uint32_t> data = X11Property(connection, window, "_NET_WM_ICON").numbers();
+    std::optional<WindowIcon> best;
+    // Pictures of several sizes behind each other, each with its width and height in front.
+    std::size_t position = 0;
+    while (position + 2 < data.size()) {
+        const std::uint64_t width = data[position];
+        const std::uint64_t height = data[position + 1];
+        const std::size_t first = position + 2;
+        if (width == 0 || height == 0 || width > 4096 || height > 4096 ||
+            width * height > data.size() - first)
+            break;
+        position = first + static_cast<std::size_t>(width * height);
+        const int candidate = static_cast<int>(width);
+        const bool isBetter = !best || (best->widthPixels < sizePixels
+                                            ? candidate > best->widthPixels
+                                            : candidate >= sizePixels && candidate < best->widthPixels);
+        if (!isBetter) continue;
+        best = WindowIcon{candidate,
+                          static_cast<int>(height),
+                          {data.begin() + static_cast<std::ptrdiff_t>(first),
+                           data.begin() + static_cast<std::ptrdiff_t>(position)}};
+    }
+    return best;
+}
+
+std::optional<X11WindowPlace> placeOfWindow(X11Connection& connection, xcb_window_t window) {
+    xcb_connection_t* x = connection.get();
+    const xcb_window_t root = connection.screen().root;
+    X11WindowPlace place;
+    place.topLevel = window;
+    while (true) {
+        const auto tree =
+            connection.replyIfGranted<xcb_query_tree_reply_t>(xcb_query_tree(x, place.topLevel), "QueryTree");
+        if (tree == nullptr) return std::nullopt;
+        if (tree->parent == root || tree->parent == XCB_NONE) break;
+        place.topLevel = tree->parent;
+    }
+    const auto geometryCookie = xcb_get_geometry(x, place.topLevel);
+    const auto attributesCookie = xcb_get_window_attributes(x, place.topLevel);
+    X11Property shadowProperty(connection, window, "_GTK_FRAME_EXTENTS");
+    const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry");
+    const auto attributes =
+        connection.replyIfGranted<xcb_get_window_attributes_reply_t>(attributesCookie, "GetWindowAttributes");
+    const Sides shadow = sidesFrom(shadowProperty.numbers());
+    if (geometry == nullptr || attributes == nullptr) return std::nullopt;
+    const int border = 2 * geometry->border_width;
+    place.topLevelBounds = {geometry->x, geometry->y, geometry->x + geometry->width + border,
+                            geometry->y + geometry->height + border};
+    place.frame = shrunk(place.topLevelBounds, shadow);
+    place.borderWidth = geometry->border_width;
+    place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    return place;
+}
+
+}  // namespace varnelle
