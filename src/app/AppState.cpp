@@ -125,6 +125,7 @@ void AppState::adopt(ProjectEditorState state) {
 }
 
 void AppState::adoptSaved(ProjectEditorState state, const URL& package) {
+    sessionLock_.reset();
     currentProjectFileURL_ = package;
     lastSavedProjectFingerprint_ = projectFingerprint(state);
     adopt(std::move(state));
@@ -137,6 +138,11 @@ void AppState::beginProject(Project project) {
     ++projectGeneration_;
     currentProjectFileURL_.reset();
     lastSavedProjectFingerprint_.reset();
+    try {
+        sessionLock_ = DirectoryLock::shared(project.recordingSession.directoryURL);
+    } catch (const FileError&) {
+        sessionLock_.reset();  // then another instance may offer to recover what is open here
+    }
     adopt({std::move(project), {}, {}});
     set(_exportFilename, _currentProject->name, &AppState::exportFilenameChanged);
     enterEditor();
@@ -209,7 +215,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
     if (failure) std::rethrow_exception(failure);
     adoptSaved(std::move(saved.state), saved.packageURL);
-    if (wasNeverSaved) deleteSessionDirectory(previous);
+    if (wasNeverSaved) deleteSessionDirectory(previous.recordingSession);
 }
 
 void AppState::closeCurrentProject(bool deletingRecording) {
@@ -219,21 +225,40 @@ void AppState::closeCurrentProject(bool deletingRecording) {
     exportEngine_.reset();  // what it still reports concerns nobody
     _timelineEditor.reset();
     currentProjectFileURL_.reset();
+    sessionLock_.reset();
     lastSavedProjectFingerprint_.reset();
     set(_currentProject, {}, &AppState::currentProjectChanged);
     set(_exportFilename, {}, &AppState::exportFilenameChanged);
     set(_currentRecordingURL, {}, &AppState::currentRecordingURLChanged);
-    if (deletingRecording && project) deleteSessionDirectory(*project);
+    if (deletingRecording && project) deleteSessionDirectory(project->recordingSession);
 }
 
 /// A failure is swallowed. Recordings are large and unlinking them takes its time, so that is done aside.
-void AppState::deleteSessionDirectory(const Project& project) {
-    const std::optional<URL> aside = setSessionAside(project, directories_.temporary);
+void AppState::deleteSessionDirectory(const RecordingSession& session) {
+    const std::optional<URL> aside = setSessionAside(session.directoryURL, directories_.temporary);
     if (!aside) return;
     fileQueue_.async([aside] {
         std::error_code ignored;
         std::filesystem::remove_all(aside->path(), ignored);
     });
+}
+
+QCoro::Task<std::vector<RecoverableSession>> AppState::recoverableSessions() {
+    const auto find = [temporary = directories_.temporary] {
+        return varnelle::recoverableSessions(temporary);
+    };
+    const QFuture<std::vector<RecoverableSession>> finding = resultOn(fileQueue_, find);
+    co_return co_await finding;
+}
+
+void AppState::recoverSession(const RecoverableSession& session) {
+    if (_currentProject) return;
+    beginProject(
+        Project::make(session.session, session.duration, defaultOverlayConfiguration(_cameraBubbleLayout)));
+}
+
+void AppState::deleteRecoverableSession(const RecoverableSession& session) {
+    deleteSessionDirectory(session.session);
 }
 
 bool AppState::hasUnsavedChanges() const {

@@ -12,12 +12,14 @@
 #include "app/AppWindows.h"
 #include "app/ProjectTransition.h"
 #include "export/ExportEngine.h"
+#include "foundation/DirectoryLock.h"
 #include "foundation/Queue.h"
 #include "foundation/URL.h"
 #include "foundation/UserDefaults.h"
 #include "model/OverlayModels.h"
 #include "model/Project.h"
 #include "platform/SystemPermissions.h"
+#include "recording/SessionRecovery.h"
 #include "timeline/TimelineEditor.h"
 
 namespace varnelle {
@@ -110,6 +112,14 @@ public:
     /// question at a time: while one waits, or the project is being saved, this does nothing.
     QCoro::Task<> requestProjectTransition(ProjectTransitionAction action);
 
+    // Recordings that were never ended or whose projects were never saved.
+    /// Those that nobody holds; see `varnelle::recoverableSessions`.
+    QCoro::Task<std::vector<RecoverableSession>> recoverableSessions();
+    /// Takes one up as the open project, unsaved. Nothing happens while a project is open.
+    void recoverSession(const RecoverableSession& session);
+    /// Removes one for ever, in the background.
+    void deleteRecoverableSession(const RecoverableSession& session);
+
     // Export.
     [[nodiscard]] bool isExporting() const { return _isExporting; }
     [[nodiscard]] double exportProgress() const { return _exportProgress; }
@@ -141,7 +151,7 @@ private:
     /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
     QCoro::Task<> openProject(URL url);
     void closeCurrentProject(bool deletingRecording);
-    void deleteSessionDirectory(const Project& project);
+    void deleteSessionDirectory(const RecordingSession& session);
     void adopt(ProjectEditorState state);
     void adoptSaved(ProjectEditorState state, const URL& package);
     [[nodiscard]] bool hasUnsavedChanges() const;
@@ -170,6 +180,8 @@ private:
     std::string _exportFilename;
 
     std::optional<URL> currentProjectFileURL_;
+    /// Says that the session of the open project has somebody, until it is saved or closed.
+    std::optional<DirectoryLock> sessionLock_;
     std::optional<std::string> lastSavedProjectFingerprint_;
     std::optional<ProjectTransitionAction> pendingProjectAlertAction_;
     /// Counts openings and closings: a package that has been read after another one is dropped.

@@ -12,6 +12,7 @@ namespace varnelle {
 namespace {
 
 constexpr std::string_view kNamelessProject = "Varnelle Project";
+constexpr std::string_view kSetAsidePrefix = ".discarded-";
 
 /// Whether a directory lies below another, links followed.
 bool liesBelow(const URL& directory, const URL& ancestor) {
@@ -67,14 +68,18 @@ SavedProject saveProject(const ProjectEditorState& state, const std::optional<UR
     return saved;
 }
 
-std::optional<URL> setSessionAside(const Project& project, const URL& temporaryDirectory) {
-    const URL& directory = project.recordingSession.directoryURL;
-    if (!liesBelow(directory, sessionsDirectory(temporaryDirectory))) return std::nullopt;
-    const URL aside = directory.parent().appending(".discarded-" + UUID::random().string());
+std::optional<URL> setSessionAside(const URL& sessionDirectory, const URL& temporaryDirectory) {
+    if (!liesBelow(sessionDirectory, sessionsDirectory(temporaryDirectory))) return std::nullopt;
+    const URL aside =
+        sessionDirectory.parent().appending(std::string(kSetAsidePrefix) + UUID::random().string());
     std::error_code error;
-    std::filesystem::rename(directory.path(), aside.path(), error);
+    std::filesystem::rename(sessionDirectory.path(), aside.path(), error);
     if (error) return std::nullopt;
     return aside;
+}
+
+bool isSetAside(const URL& sessionDirectory) {
+    return sessionDirectory.lastPathComponent().compare(0, kSetAsidePrefix.size(), kSetAsidePrefix) == 0;
 }
 
 }  // namespace varnelle

@@ -32,6 +32,9 @@ SavedProject saveProject(const ProjectEditorState& state, const std::optional<UR
 /// Takes the session directory of an unsaved project out of its place, so that it can be removed at leisure,
 /// and returns where it lies now. Only what lies below the program's own sessions directory is touched;
 /// absent for everything else, and if it can't be moved.
-std::optional<URL> setSessionAside(const Project& project, const URL& temporaryDirectory);
+std::optional<URL> setSessionAside(const URL& sessionDirectory, const URL& temporaryDirectory);
+
+/// Whether a directory was set aside to be removed.
+bool isSetAside(const URL& sessionDirectory);
 
 }  // namespace varnelle

@@ -10,6 +10,7 @@
 #include "foundation/Log.h"
 #include "model/ProjectLifecycle.h"
 #include "recording/RecordingError.h"
+#include "recording/SessionRecovery.h"
 
 namespace varnelle {
 namespace {
@@ -59,6 +60,11 @@ QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration conf
     // A directory that can't be made shows as the writer's failure, which names the file.
     std::error_code ignored;
     std::filesystem::create_directories(recordingSessionDirectory_->path(), ignored);
+    try {
+        sessionLock_ = DirectoryLock::shared(*recordingSessionDirectory_);
+    } catch (const FileError& error) {
+        logger(LogCategory::recording).warn("The session can't be locked: {}", error.what());
+    }
 
     const bool usesMicrophone =
         configuration_->captureMicrophone && !platform_.captureDevices().microphones().empty();
@@ -82,6 +88,8 @@ QCoro::Task<> RecordingCoordinator::startRecording() {
         co_await captureEngine_->startCapture();
         co_await passStartBarrier();
         goLive();
+        leaveNote();
+        watchStorage();
     } catch (...) {
         failure = std::current_exception();
     }
@@ -93,6 +101,7 @@ QCoro::Task<> RecordingCoordinator::startRecording() {
 QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
     if (!recordingSession_ || isStopping_) throw RecordingError::notRecording();
     isStopping_ = true;
+    storageWatch_ = nullptr;
     const CMTime stopTime = withTimeline([this](SampleTimeline& timeline) {
         timeline.beginStopping();
         return hostClock_();
@@ -255,6 +264,29 @@ QCoro::Task<> RecordingCoordinator::failedStartCleanup() {
     co_await stopStreams("Failed start cleanup stopCapture error: ");
     cancelWriters();
     withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
+    // Gone unless something is left in it.
+    std::error_code ignored;
+    std::filesystem::remove(recordingSessionDirectory_->path(), ignored);
+}
+
+/// Without it the session can be recovered, too, but with guesses.
+void RecordingCoordinator::leaveNote() {
+    try {
+        writeSessionNote(*recordingSession_);
+    } catch (const FileError& error) {
+        logger(LogCategory::recording).warn("{}", error.what());
+    }
+}
+
+void RecordingCoordinator::watchStorage() {
+    const auto tell = [this, alive = std::weak_ptr(timeline_)] {
+        const auto onMainThread = [this, alive] {
+            if (!alive.expired() && storageWatch_ && !isStopping_ && onStorageNearlyFull)
+                onStorageNearlyFull();
+        };
+        QMetaObject::invokeMethod(QCoreApplication::instance(), onMainThread, Qt::QueuedConnection);
+    };
+    storageWatch_ = std::make_unique<StorageWatch>(*recordingSessionDirectory_, storageReader, tell);
 }
 
 QCoro::Task<> RecordingCoordinator::stopStreams(std::string captureFailurePrefix) {
@@ -298,6 +330,7 @@ QCoro::Task<> RecordingCoordinator::finishWriters(CMTime endTime) {
 }
 
 void RecordingCoordinator::cleanUp() {
+    storageWatch_ = nullptr;
     if (cameraManager_) cameraManager_->setOnCameraFrame({});
     captureEngine_ = nullptr;
     cameraManager_ = nullptr;
@@ -310,6 +343,7 @@ void RecordingCoordinator::cleanUp() {
     if (cursorRecorder_) cursorRecorder_->stopWithoutSaving();
     cursorRecorder_ = nullptr;
     recordingSessionDirectory_ = std::nullopt;
+    sessionLock_ = std::nullopt;
     recordingSession_ = std::nullopt;
     configuration_ = std::nullopt;
 }

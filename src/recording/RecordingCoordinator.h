@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/DirectoryLock.h"
 #include "foundation/HostClock.h"
 #include "foundation/Queue.h"
 #include "foundation/URL.h"
@@ -22,6 +23,7 @@
 #include "recording/RecordingConfiguration.h"
 #include "recording/RuntimeState.h"
 #include "recording/SampleTimeline.h"
+#include "recording/StorageWatch.h"
 
 namespace varnelle {
 
@@ -54,6 +56,12 @@ public:
     /// disk.
     QCoro::Task<RecordingSession> stopRecording();
 
+    /// Called once, on the main thread, if the disk has room for less than two more minutes of a recording
+    /// that is live: it has to be stopped now to be kept whole. Set before the start.
+    std::function<void()> onStorageNearlyFull;
+    /// How the room on the session's disk is read.
+    StorageWatch::Reader storageReader = StorageWatch::readStorage;
+
     /// The look that the recording's project starts with. The recording itself doesn't read it.
     OverlayConfiguration currentOverlayConfiguration;
 
@@ -70,6 +78,8 @@ private:
 
     QCoro::Task<> passStartBarrier();
     void goLive();
+    void leaveNote();
+    void watchStorage();
     QCoro::Task<> failedStartCleanup();
     QCoro::Task<> stopStreams(std::string captureFailurePrefix);
     void cancelWriters();
@@ -91,6 +101,8 @@ private:
     std::optional<RecordingConfiguration> configuration_;
     std::vector<ShareableDisplay> displays_;  ///< as they were at the preparation
     std::optional<URL> recordingSessionDirectory_;
+    /// Says that the session has a recorder, as long as that lives.
+    std::optional<DirectoryLock> sessionLock_;
     std::optional<RecordingSession> recordingSession_;
     StreamRequirements startRequirements_;
     bool isStopping_ = false;  ///< a stop has taken over, and cleans up after a start that still runs
@@ -101,6 +113,7 @@ private:
     /// Touched on the processing queue only. Samples on their way hold it weakly.
     std::shared_ptr<SampleTimeline> timeline_;
     std::shared_ptr<SerialQueue> processingQueue_;
+    std::unique_ptr<StorageWatch> storageWatch_;
     // Last: it forwards to the queue until it is gone.
     std::unique_ptr<CaptureEngine> captureEngine_;
 };

@@ -456,6 +456,45 @@ TEST_F(AppStateTest, RemovesNothingBesideItsOwnSessions) {
     EXPECT_TRUE(lookalike.appending("screen.mov").exists());
 }
 
+TEST_F(AppStateTest, RecoversRecordingsThatWereNeverEndedOrSaved) {
+    const auto crashesDuring = [&](const std::string& name) {
+        makeSession(session(name));
+        test::writeNumberedMovie(session(name).appending("screen.mov"), test::smallVideo(320, 240),
+                                 test::regularTimes(60, 30));
+    };
+    crashesDuring("First");
+    crashesDuring("Second");
+    const RecordingSession noted = test::sessionIn(session("Second"));
+    writeSessionNote(noted);
+    makeSession(session("without pictures"));
+    makeSession(session(".discarded-4711"));
+    launches();
+    const std::vector<RecoverableSession> found = await(app->recoverableSessions());
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_FALSE(session(".discarded-4711").exists()) << "what was set aside is removed at last";
+    EXPECT_TRUE(session("without pictures").exists());
+    const RecoverableSession& first = found[0].session.directoryURL == session("First") ? found[0] : found[1];
+    EXPECT_EQ(first.session.renderSize, (CGSize{320, 240})) << "without a note it is the movie's";
+    EXPECT_EQ(first.session.cursorRecordingURL, std::nullopt);
+    EXPECT_NEAR(first.duration.seconds(), 2, 0.1);
+    const RecoverableSession& second = &first == found.data() ? found[1] : found[0];
+    EXPECT_EQ(second.session.id, noted.id);
+    EXPECT_EQ(second.session.renderSize, noted.renderSize);
+
+    app->recoverSession(first);
+    EXPECT_EQ(app->currentProject()->recordingSession, first.session);
+    EXPECT_TRUE(app->mode() == AppMode::editing);
+    app->recoverSession(second);
+    EXPECT_EQ(app->currentProject()->recordingSession, first.session) << "one at a time";
+    ASSERT_EQ(await(app->recoverableSessions()).size(), 1U) << "what is open isn't offered";
+    app->deleteRecoverableSession(second);
+    EXPECT_TRUE(await(app->recoverableSessions()).empty());
+    EXPECT_FALSE(session("Second").exists());
+    app.reset();
+    launches();
+    EXPECT_EQ(await(app->recoverableSessions()).size(), 1U) << "it was never saved";
+}
+
 TEST_F(AppStateTest, GoesToTheExportViewAndBack) {
     launches();
     records("Talk");

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <QCoreApplication>
 #include <QCoro/QCoroTask>
 #include <QCoro/QCoroTimer>
+#include <QThread>
 
 #include <atomic>
 
@@ -248,6 +250,30 @@ TEST_F(RecordingCoordinatorTest, MissingDevicesAreNoReasonNotToRecord) {
     EXPECT_TRUE(session.availableAudioSources.empty());
     EXPECT_EQ(session.cameraRecordingURL, std::nullopt);
     EXPECT_EQ(MediaAsset(session.screenRecordingURL).tracks().size(), 1U);
+}
+
+TEST_F(RecordingCoordinatorTest, TellsOnTheMainThreadWhenTheDiskIsNearlyFull) {
+    desktop.onStart = [this] { desktop.deliver(Output::screen, screenSample(hostSeconds(99.9))); };
+    std::atomic<std::uint64_t> written = 0;
+    coordinator.storageReader = [&written](const URL&) {
+        return StorageReading{500'000'000, written += 10'000'000};
+    };
+    int tellings = 0;
+    coordinator.onStorageNearlyFull = [&tellings] {
+        EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
+        ++tellings;
+    };
+    prepare(configuration());
+    await(coordinator.startRecording());
+    const auto waitForTelling = [&tellings]() -> QCoro::Task<> {
+        for (int i = 0; i < 400 && tellings == 0; ++i) co_await QCoro::sleepFor(50ms);
+    };
+    await(waitForTelling());
+    EXPECT_EQ(tellings, 1);
+    setClock(105);
+    const RecordingSession session = await(coordinator.stopRecording());
+    EXPECT_TRUE(session.screenRecordingURL.exists());
+    EXPECT_EQ(tellings, 1);
 }
 
 TEST_F(RecordingCoordinatorTest, ExcludesTheProgramItself) {

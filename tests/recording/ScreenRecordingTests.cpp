@@ -16,11 +16,13 @@
 
 #include "camera/CursorRecordingFile.h"
 #include "foundation/AtomicFile.h"
+#include "foundation/DirectoryLock.h"
 #include "foundation/HostClock.h"
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "recording/RecordingCoordinator.h"
+#include "recording/SessionRecovery.h"
 #include "support/PatternWindow.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
@@ -233,7 +235,7 @@ TEST_F(ScreenRecordingTest, DisplayThatDisappearsLeavesTheRecordingWhole) {
     EXPECT_FALSE(readCursorRecording(*session.cursorRecordingURL).movementSamples.empty());
 }
 
-TEST_F(ScreenRecordingTest, KilledRecorderLeavesAReadableMovie) {
+TEST_F(ScreenRecordingTest, KilledRecorderLeavesASessionThatCanBeRecovered) {
     const BusyWindow busy(server->displayName());
     RecorderProcess recorder({server->displayName(), directory.url().string(), "60"});
     ASSERT_THAT(recorder.readLine(), HasSubstr("recording"));
@@ -241,13 +243,26 @@ TEST_F(ScreenRecordingTest, KilledRecorderLeavesAReadableMovie) {
     std::random_device seed;
     const auto lifetime = std::chrono::milliseconds(2500 + seed() % 2000);
     std::this_thread::sleep_for(lifetime);
+    EXPECT_TRUE(recoverableSessions(directory.url()).empty()) << "its recorder lives";
     recorder.kill();
     const double killedAt = (hostTimeNow() - liveAt).seconds();
     const MediaAsset asset(onlySession(directory.url()).appending("screen.mov"));
     const MediaTrack track = asset.tracks(MediaType::video).at(0);
     ASSERT_FALSE(track.sampleIndex->empty());
     EXPECT_EQ(track.sampleIndex->front().presentationTime, kCMTimeZero);
-    EXPECT_GE(track.sampleIndex->back().presentationTime.seconds(), killedAt - 2);
+    EXPECT_GE(track.sampleIndex->back().presentationTime.seconds(), killedAt - 1);
+
+    const std::vector<RecoverableSession> found = recoverableSessions(directory.url());
+    ASSERT_EQ(found.size(), 1U);
+    const RecordingSession& session = found.front().session;
+    EXPECT_EQ(session.screenRecordingURL, asset.url());
+    EXPECT_EQ(session.renderSize, (CGSize{kWidth, kHeight}));
+    EXPECT_EQ(session.frameRate, 60);
+    EXPECT_LE(Date::now().secondsSinceEpoch - session.createdAt.secondsSinceEpoch, 30);
+    EXPECT_EQ(found.front().duration, asset.duration());
+    EXPECT_GT(found.front().byteCount, 0U);
+    const DirectoryLock lock = DirectoryLock::shared(session.directoryURL);
+    EXPECT_TRUE(recoverableSessions(directory.url()).empty()) << "somebody has taken it up";
 }
 
 TEST_F(ScreenRecordingTest, FullDiskFailsTheStopAndKeepsWhatWasWritten) {
