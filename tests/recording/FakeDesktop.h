@@ -24,6 +24,8 @@ public:
     std::unique_ptr<PointerInput> makePointerInput() override;
     CaptureDevices& captureDevices() override { return *this; }
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
+    std::vector<CaptureDevice> cameras() override { return cameraList; }
+    std::shared_ptr<void> observeChanges(ChangeHandler) override { return nullptr; }
 
     /// Queues a sample at the running stream's output. Without a stream or such an output it is lost.
     void deliver(ScreenStream::OutputType type, const SampleBuffer& sample);
@@ -34,6 +36,7 @@ public:
     static ShareableDisplay display(int widthPixels, int heightPixels);
 
     std::vector<CaptureDevice> microphoneList;
+    std::vector<CaptureDevice> cameraList;
     std::vector<ShareableApplication> applications;
     bool refusesContent = false;
     bool refusesMicrophone = false;
