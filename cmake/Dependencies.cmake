@@ -19,6 +19,7 @@ pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
     xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-composite xcb-render)
+pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)

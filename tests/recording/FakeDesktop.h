@@ -26,6 +26,8 @@ public:
     std::unique_ptr<PointerInput> makePointerInput() override;
     CaptureDevices& captureDevices() override { return *this; }
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
+    std::vector<CaptureDevice> cameras() override { return cameraList; }
+    std::shared_ptr<void> observeChanges(ChangeHandler) override { return nullptr; }
 
     /// Queues a sample at the running stream's output. Without a stream or such an output it is lost.
     void deliver(ScreenStream::OutputType type, const SampleBuffer& sample);
@@ -37,6 +39,7 @@ public:
 
     std::vector<CaptureDevice> microphoneList;
     std::vector<ShareableDisplay> displays{display(128, 128)};
+    std::vector<CaptureDevice> cameraList;
     std::vector<ShareableApplication> applications;
     std::vector<ShareableWindow> windows;
     std::function<void()> onContentChange;  ///< set while somebody observes

@@ -6,6 +6,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/linux/LinuxScreenStream.h"
+#include "platform/linux/PipeWireDevices.h"
+#include "platform/linux/PipeWireHub.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11ContentObserver.h"
 #include "platform/linux/X11Displays.h"
@@ -15,13 +18,10 @@
 
 namespace varnelle {
 
-class LinuxDesktop::NoCaptureDevices final : public CaptureDevices {
-public:
-    std::vector<CaptureDevice> microphones() override { return {}; }
-};
-
-LinuxDesktop::LinuxDesktop(std::string displayName)
-    : displayName_(std::move(displayName)), captureDevices_(std::make_unique<NoCaptureDevices>()) {}
+LinuxDesktop::LinuxDesktop(std::string displayName, std::string pipeWireName)
+    : displayName_(std::move(displayName)),
+      pipeWire_(std::make_shared<PipeWireHub>(std::move(pipeWireName))),
+      captureDevices_(std::make_unique<PipeWireDevices>(*pipeWire_)) {}
 
 LinuxDesktop::~LinuxDesktop() = default;
 
@@ -64,7 +64,8 @@ std::optional<WindowIcon> LinuxDesktop::windowIcon(std::uint32_t windowID, int s
 std::unique_ptr<ScreenStream> LinuxDesktop::makeScreenStream(const ContentFilter& filter,
                                                              const ScreenStreamConfiguration& configuration,
                                                              std::function<void(std::exception_ptr)> onStop) {
-    return std::make_unique<X11ScreenStream>(displayName_, filter, configuration, std::move(onStop));
+    auto picture = std::make_unique<X11ScreenStream>(displayName_, filter, configuration, std::move(onStop));
+    return std::make_unique<LinuxScreenStream>(std::move(picture), pipeWire_, configuration);
 }
 
 std::unique_ptr<PointerInput> LinuxDesktop::makePointerInput() {

@@ -7,12 +7,17 @@
 
 namespace varnelle {
 
-/// A Linux desktop under X11. Connections are made when something is asked for, so that a program starts
-/// without a display too.
+class PipeWireDevices;
+class PipeWireHub;
+
+/// A Linux desktop under X11, with sound and cameras from PipeWire. Connections to the display are made when
+/// something is asked for, so that a program starts without one too; PipeWire is looked for from the start,
+/// by a thread of its own.
 class LinuxDesktop final : public DesktopPlatform {
 public:
-    /// `displayName` as in `$DISPLAY`; empty takes `$DISPLAY`.
-    explicit LinuxDesktop(std::string displayName = {});
+    /// `displayName` as in `$DISPLAY`; empty takes `$DISPLAY`. `pipeWireName` is the name of a PipeWire
+    /// server or the path of its socket; empty takes the user's own.
+    explicit LinuxDesktop(std::string displayName = {}, std::string pipeWireName = {});
     ~LinuxDesktop() override;
 
     [[nodiscard]] ShareableContent shareableContent(const ShareableContentOptions& options) override;
@@ -26,10 +31,9 @@ public:
     [[nodiscard]] CaptureDevices& captureDevices() override;
 
 private:
-    class NoCaptureDevices;
-
     std::string displayName_;
-    std::unique_ptr<NoCaptureDevices> captureDevices_;
+    std::shared_ptr<PipeWireHub> pipeWire_;
+    std::unique_ptr<PipeWireDevices> captureDevices_;
 };
 
 }  // namespace varnelle

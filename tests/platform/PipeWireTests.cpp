@@ -1,0 +1,204 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <numbers>
+#include <optional>
+
+#include "foundation/HostClock.h"
+#include "foundation/Log.h"
+#include "platform/linux/LinuxDesktop.h"
+#include "platform/linux/PipeWireHub.h"
+#include "platform/linux/PipeWireSoundStream.h"
+#include "support/PipeWireFeeders.h"
+#include "support/PipeWireServer.h"
+#include "support/SoundFixtures.h"
+#include "support/Waiting.h"
+
+namespace varnelle {
+namespace {
+
+using namespace std::chrono_literals;
+using test::PipeWireServer;
+using test::SoundFeeder;
+using test::VirtualCamera;
+using test::waitUntil;
+
+float sine(std::int64_t sample, double frequency, double rate, double amplitude = 0.25) {
+    return static_cast<float>(
+        amplitude * std::sin(2 * std::numbers::pi * frequency * static_cast<double>(sample) / rate));
+}
+
+class PipeWireTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!PipeWireServer::isAvailable()) GTEST_SKIP() << PipeWireServer::kMissing;
+        server.emplace();
+    }
+    [[nodiscard]] const std::string& remote() const { return server->remoteName(); }
+
+    std::optional<PipeWireServer> server;
+};
+
+TEST(PipeWireAbsence, MeansNoDevicesAndNoWaiting) {
+    LinuxDesktop desktop({}, "/nonexistent/pipewire-0");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(desktop.captureDevices().microphones().empty());
+    EXPECT_TRUE(desktop.captureDevices().cameras().empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+}
+
+TEST_F(PipeWireTest, ListsOfDevicesFollowWhatIsConnected) {
+    const auto microphone = [this](const char* name, const char* description) {
+        return std::make_unique<SoundFeeder>(
+            remote(), [](std::int64_t, int) { return 0.0F; },
+            SoundFeeder::Options{48'000, 1, name, description});
+    };
+    auto first = microphone("mic.one", "Desk Microphone");
+    LinuxDesktop desktop({}, remote());
+    CaptureDevices& devices = desktop.captureDevices();
+    test::Inbox<int> changes;
+    auto observation = devices.observeChanges([&] { changes.put(0); });
+    const CaptureDevice one{"mic.one", "Desk Microphone"};
+    const CaptureDevice two{"mic.two", "Headset"};
+    const CaptureDevice camera{"camera.one", "Webcam"};
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{one}; }, 5s));
+    EXPECT_TRUE(devices.cameras().empty());
+
+    auto second = microphone("mic.two", "Headset");
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == (std::vector{one, two}); }, 5s));
+    {
+        const VirtualCamera webcam(remote(), "camera.one", "Webcam", {{}});
+        EXPECT_TRUE(waitUntil([&] { return devices.cameras() == std::vector{camera}; }, 5s));
+    }
+    EXPECT_TRUE(waitUntil([&] { return devices.cameras().empty(); }, 5s));
+    first = nullptr;
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{two}; }, 5s));
+    EXPECT_TRUE(changes.waitForCount(4, 5s));
+
+    observation = nullptr;
+    const std::size_t count = changes.count();
+    second = nullptr;
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones().empty(); }, 5s));
+    EXPECT_EQ(changes.count(), count);
+
+    server->kill();
+    server->start();
+    second = microphone("mic.two", "Headset");
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{two}; }, 10s))
+        << "a server that comes back is found";
+}
+
+/// Collects one stream's sound.
+class Listener {
+public:
+    Listener(std::shared_ptr<PipeWireHub> hub, PipeWireSoundStream::Source source,
+             std::optional<std::string> deviceID = {})
+        : stream_(std::move(hub), source, std::move(deviceID), queue_,
+                  [this](const SampleBuffer& sample) { samples_.put(sample); }) {
+        stream_.start();
+    }
+    bool waitForSeconds(double seconds) {
+        return samples_.waitFor(
+            [&](const std::vector<SampleBuffer>& samples) {
+                return !samples.empty() && frameCount(samples) > seconds * DriftCorrector::kRate;
+            },
+            10s);
+    }
+    [[nodiscard]] std::vector<SampleBuffer> samples() const { return samples_.items(); }
+    void clear() { samples_.clear(); }
+
+    static double frameCount(const std::vector<SampleBuffer>& samples) {
+        double count = 0;
+        for (const SampleBuffer& sample : samples) count += static_cast<double>(sample.pcm()->frameCount());
+        return count;
+    }
+
+private:
+    test::Inbox<SampleBuffer> samples_;
+    SerialQueue queue_{"test.sound"};
+    PipeWireSoundStream stream_;
+};
+
+/// One channel by host time: sample n was heard at `begin + n` of the 48,000ths of a second.
+struct HeardSound {
+    std::int64_t begin = 0;
+    std::vector<float> samples;
+
+    HeardSound(const std::vector<SampleBuffer>& blocks, int channel) {
+        begin = blocks.front().presentationTime.value;
+        for (const SampleBuffer& block : blocks) {
+            const PCMBlock& pcm = *block.pcm();
+            EXPECT_EQ(block.presentationTime.timescale, DriftCorrector::kRate);
+            const auto place = static_cast<std::size_t>(block.presentationTime.value - begin);
+            EXPECT_GE(place, samples.size());
+            samples.resize(place + pcm.frameCount(), 0.0F);
+            for (std::size_t i = 0; i < pcm.frameCount(); ++i) {
+                samples[place + i] = (*pcm.samples)[i * static_cast<std::size_t>(pcm.channelCount) +
+                                                    static_cast<std::size_t>(channel)];
+            }
+        }
+    }
+};
+
+TEST_F(PipeWireTest, SystemSoundIsWhatIsPlayedAtTheTimeItIsPlayed) {
+    // A tone on the left, and on the right a click in each second.
+    const SoundFeeder player(remote(), [](std::int64_t sample, int channel) {
+        if (channel == 0) return sine(sample, 1000, 48'000);
+        return sample % 48'000 == 24'000 ? 0.9F : 0.0F;
+    });
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    Listener listener(hub, PipeWireSoundStream::Source::systemSound);
+    ASSERT_TRUE(listener.waitForSeconds(2.2));
+    const auto blocks = listener.samples();
+    EXPECT_EQ(blocks.front().pcm()->sampleRate, 48'000);
+    EXPECT_EQ(blocks.front().pcm()->channelCount, 2);
+    const HeardSound left(blocks, 0);
+    const HeardSound right(blocks, 1);
+    const auto skipped = left.samples.begin() + 24'000;
+    EXPECT_NEAR(*std::max_element(skipped, left.samples.end()), 0.25, 0.005);
+    std::vector<double> offsets;
+    for (std::int64_t click = 24'000; player.timeOf(click); click += 48'000) {
+        const double wanted = static_cast<double>(*player.timeOf(click)) / 1e9;
+        for (std::size_t i = 0; i < right.samples.size(); ++i) {
+            if (right.samples[i] < 0.4F) continue;
+            const double heard = static_cast<double>(right.begin + static_cast<std::int64_t>(i)) / 48'000;
+            if (std::abs(heard - wanted) < 0.1) offsets.push_back(heard - wanted);
+        }
+    }
+    ASSERT_FALSE(offsets.empty());
+    // What a program hands out is played in the cycle after the one that asked for it.
+    for (const double offset : offsets) EXPECT_NEAR(offset, 256.0 / 48'000, 0.001);
+}
+
+TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
+    struct Case {
+        const char* name;
+        int rate;
+        int channels;
+        bool isUnpositioned = false;
+    };
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    for (const Case& each :
+         {Case{"mic.48k", 48'000, 1}, Case{"mic.16k", 16'000, 1}, Case{"mic.44k", 44'100, 2},
+          Case{"mic.array", 48'000, 8}, Case{"mic.studio", 96'000, 8, true}}) {
+        SCOPED_TRACE(each.name);
+        const SoundFeeder microphone(
+            remote(), [&each](std::int64_t sample, int) { return sine(sample, 440, each.rate); },
+            SoundFeeder::Options{each.rate, each.channels, each.name, "Microphone", each.isUnpositioned});
+        Listener listener(hub, PipeWireSoundStream::Source::microphone, each.name);
+        ASSERT_TRUE(listener.waitForSeconds(1.5));
+        const auto blocks = listener.samples();
+        EXPECT_EQ(blocks.front().pcm()->channelCount, 1);
+        const HeardSound sound(blocks, 0);
+        const test::ToneFit fit = test::fitTone(sound.samples, 30'000, 60'000, 440);
+        EXPECT_NEAR(fit.amplitude, 0.25, 0.005) << "channels are mixed without a change of level";
+        EXPECT_LT(fit.residueDecibels, -70);
+    }
+}
+
+}  // namespace
+}  // namespace varnelle
