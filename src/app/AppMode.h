@@ -15,4 +15,8 @@ enum class AppMode {
 };
 Q_ENUM_NS(AppMode)
 
+/// What the user records.
+enum class RecordingType { display, window, area };
+Q_ENUM_NS(RecordingType)
+
 }  // namespace varnelle

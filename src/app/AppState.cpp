@@ -15,16 +15,22 @@
 
 namespace varnelle {
 
-AppState::AppState(AppWindows& windows, const SystemPermissions& permissions, UserDefaults& defaults,
+AppState::AppState(AppWindows& windows, DesktopPlatform& platform, CameraFactory makeCamera,
+                   const SystemPermissions& permissions, UserDefaults& defaults,
                    ProjectOpenCoordinator& openCoordinator, Directories directories)
     : windows_(windows),
       permissions_(permissions),
       defaults_(defaults),
       directories_(std::move(directories)),
-      _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)) {
+      _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)),
+      captureSources_(platform, [&windows] { return windows.dockBarScreenName(); }),
+      setupCameraPreview_(std::move(makeCamera), [this] { return wantedSetupCamera(); }) {
     // Before any package is read: the queue is serial.
     fileQueue_.async(
         [projects = directories_.home.appending(kProjectFolderName)] { finishInterruptedSaves(projects); });
+    // A camera that comes, goes or is chosen is seen at once.
+    connect(&captureSources_, &CaptureSources::selectionChanged, &setupCameraPreview_,
+            &SetupCameraPreview::updateSetupCameraPreview);
     openCoordinator.attach(*this);
     QMetaObject::invokeMethod(this, &AppState::launch, Qt::QueuedConnection);
 }
@@ -50,13 +56,26 @@ void AppState::launch() {
 
 void AppState::returnToSetup() {
     set(_mode, AppMode::setup, &AppState::modeChanged);
+    captureSources_.setRecordingType(std::nullopt);
     windows_.hideRecordingPreview();
     windows_.hideDockBar();
     windows_.closeSelectionPanels();
     windows_.showDockBar();
     set(_isDockBarVisible, true, &AppState::isDockBarVisibleChanged);
+    setupCameraPreview_.updateSetupCameraPreview();
+    refreshCaptureSources();
     windows_.hideMainWindow();
     windows_.activate();
+}
+
+QCoro::Task<> AppState::refreshCaptureSources() {
+    return captureSources_.refreshCaptureSources();
+}
+
+/// A recording brings its own camera, and what is edited needs none.
+std::optional<std::string> AppState::wantedSetupCamera() const {
+    if (_mode != AppMode::setup || !captureSources_.isCameraEnabled()) return std::nullopt;
+    return captureSources_.selectedCameraID();
 }
 
 void AppState::enterEditor() {
@@ -73,6 +92,7 @@ void AppState::showInMainWindow(AppMode mode) {
     set(_isDockBarVisible, false, &AppState::isDockBarVisibleChanged);
     windows_.hideRecordingPreview();
     set(_mode, mode, &AppState::modeChanged);
+    setupCameraPreview_.cancel();
     windows_.showMainWindow();
 }
 

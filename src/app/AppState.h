@@ -10,7 +10,9 @@
 
 #include "app/AppMode.h"
 #include "app/AppWindows.h"
+#include "app/CaptureSources.h"
 #include "app/ProjectTransition.h"
+#include "app/SetupCameraPreview.h"
 #include "export/ExportEngine.h"
 #include "foundation/DirectoryLock.h"
 #include "foundation/Queue.h"
@@ -55,7 +57,10 @@ public:
 
     /// Takes up the files that wait at `openCoordinator`, and starts the launch as soon as the event loop
     /// runs: the dock bar, or the permissions window if a permission is missing.
-    AppState(AppWindows& windows, const SystemPermissions& permissions, UserDefaults& defaults,
+    /// `makeCamera` sets a camera up for preview and recording. All that is referred to must outlive the
+    /// object.
+    AppState(AppWindows& windows, DesktopPlatform& platform, CameraFactory makeCamera,
+             const SystemPermissions& permissions, UserDefaults& defaults,
              ProjectOpenCoordinator& openCoordinator, Directories directories);
     ~AppState() override;
 
@@ -75,6 +80,12 @@ public:
     }
     /// A save is under way; the project takes no edits until it has ended.
     [[nodiscard]] bool isSavingProject() const { return _isSavingProject; }
+
+    // What can be recorded.
+    [[nodiscard]] CaptureSources& captureSources() { return captureSources_; }
+    [[nodiscard]] SetupCameraPreview& setupCameraPreview() { return setupCameraPreview_; }
+    /// Reads the lists of sources anew and chooses for the user what isn't chosen.
+    QCoro::Task<> refreshCaptureSources();
 
     // Modes and windows.
     /// Back to the dock bar.
@@ -148,6 +159,7 @@ private:
     void set(Value& field, Value value, void (AppState::*changed)());
     void launch();
     void showInMainWindow(AppMode mode);
+    [[nodiscard]] std::optional<std::string> wantedSetupCamera() const;
     /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
     QCoro::Task<> openProject(URL url);
     void closeCurrentProject(bool deletingRecording);
@@ -189,6 +201,8 @@ private:
     bool shouldSkipSetupBootstrap_ = false;  ///< a project was asked for, so the launch shows no dock bar
     bool allowsPermissionsWindowClose_ = false;
     std::shared_ptr<ExportEngine> exportEngine_;
+    CaptureSources captureSources_;
+    SetupCameraPreview setupCameraPreview_;
     SerialQueue fileQueue_{"com.varnelle.project.files"};
 };
 

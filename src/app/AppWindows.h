@@ -19,6 +19,8 @@ public:
     /// Shows the dock bar anew.
     virtual void showDockBar() = 0;
     virtual void hideDockBar() = 0;
+    /// The name of the screen that the dock bar is on; absent while it isn't shown.
+    [[nodiscard]] virtual std::optional<std::string> dockBarScreenName() const = 0;
     /// Takes away the panels in which a window or an area is chosen.
     virtual void closeSelectionPanels() = 0;
     virtual void hideRecordingPreview() = 0;

@@ -29,11 +29,11 @@ struct CGRect {
     [[nodiscard]] double width() const { return size.width; }
     [[nodiscard]] double height() const { return size.height; }
     [[nodiscard]] bool isEmpty() const { return !(size.width > 0 && size.height > 0); }
-    /// Inside, with the left and top (smaller) edges belonging to the rectangle and the others not.
     [[nodiscard]] CGPoint center() const { return {midX(), midY()}; }
     [[nodiscard]] CGRect offsetBy(double dx, double dy) const {
         return {{origin.x + dx, origin.y + dy}, size};
     }
+    /// Inside, with the left and top (smaller) edges belonging to the rectangle and the others not.
     [[nodiscard]] bool contains(CGPoint point) const;
     /// The same area with a size that isn't negative.
     [[nodiscard]] CGRect standardized() const;

@@ -10,6 +10,7 @@
 #include "foundation/AtomicFile.h"
 #include "model/ProjectLifecycle.h"
 #include "model/ProjectPackage.h"
+#include "recording/FakeDesktop.h"
 #include "support/MediaFixtures.h"
 #include "support/MemoryDefaults.h"
 #include "support/SampleProject.h"
@@ -61,7 +62,7 @@ protected:
     }
 
     void launches() {
-        app = std::make_unique<AppState>(windows, permissions, defaults, opener,
+        app = std::make_unique<AppState>(windows, desktop, makeCamera, permissions, defaults, opener,
                                          AppState::Directories{home(), temporary()});
         QCoreApplication::sendPostedEvents();
     }
@@ -109,6 +110,10 @@ protected:
 
     const test::TemporaryDirectory directory_;
     test::FakeWindows windows;
+    test::FakeDesktop desktop;
+    CameraFactory makeCamera = [](const auto&) -> std::shared_ptr<CameraFeed> {
+        throw Error("There is no camera.");
+    };
     FakePermissions permissions;
     test::MemoryDefaults defaults;
     ProjectOpenCoordinator opener;

@@ -13,6 +13,7 @@ namespace varnelle::test {
 class FakeWindows final : public AppWindows {
 public:
     void showDockBar() override { isDockBarShown = true; }
+    std::optional<std::string> dockBarScreenName() const override { return std::nullopt; }
     void hideDockBar() override { isDockBarShown = false; }
     void closeSelectionPanels() override { ++selectionPanelCloses; }
     void hideRecordingPreview() override {}

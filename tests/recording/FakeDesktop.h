@@ -27,7 +27,10 @@ public:
     CaptureDevices& captureDevices() override { return *this; }
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
     std::vector<CaptureDevice> cameras() override { return cameraList; }
-    std::shared_ptr<void> observeChanges(ChangeHandler) override { return nullptr; }
+    std::shared_ptr<void> observeChanges(ChangeHandler onChange) override {
+        onDeviceChange = std::move(onChange);
+        return nullptr;
+    }
 
     /// Queues a sample at the running stream's output. Without a stream or such an output it is lost.
     void deliver(ScreenStream::OutputType type, const SampleBuffer& sample);
@@ -43,6 +46,7 @@ public:
     std::vector<ShareableApplication> applications;
     std::vector<ShareableWindow> windows;
     std::function<void()> onContentChange;  ///< set while somebody observes
+    ChangeHandler onDeviceChange;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;
