@@ -23,6 +23,8 @@ public:
                                                    std::function<void(std::exception_ptr)> onStop) override;
     std::unique_ptr<PointerInput> makePointerInput() override;
     CaptureDevices& captureDevices() override { return *this; }
+    std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
+                                                     CameraOutput output) override;
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
     std::vector<CaptureDevice> cameras() override { return cameraList; }
     std::shared_ptr<void> observeChanges(ChangeHandler) override { return nullptr; }
@@ -38,6 +40,11 @@ public:
     std::vector<CaptureDevice> microphoneList;
     std::vector<CaptureDevice> cameraList;
     std::vector<ShareableApplication> applications;
+    bool refusesCamera = false;
+    std::optional<CameraDimensions> cameraDimensions = CameraDimensions{640, 480};
+    std::string usedCameraID;
+    std::optional<CameraOutput> cameraOutput;  ///< of the newest camera session
+    int runningCameraSessions = 0;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;
