@@ -178,6 +178,25 @@ TEST_F(PipeWireTest, SystemSoundIsWhatIsPlayedAtTheTimeItIsPlayed) {
     for (const double offset : offsets) EXPECT_NEAR(offset, PipeWireServer::kCycleFrames / 48'000.0, 0.001);
 }
 
+TEST_F(PipeWireTest, SystemSoundFollowsThePreferredOutput) {
+    const SoundFeeder player(remote(), [](std::int64_t sample, int) { return sine(sample, 1000, 48'000); });
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    Listener listener(hub, PipeWireSoundStream::Source::systemSound);
+    const auto isHeard = [&] {
+        listener.clear();
+        if (!listener.waitForSeconds(0.2)) return false;
+        const HeardSound sound(listener.samples(), 0);
+        return *std::max_element(sound.samples.begin(), sound.samples.end()) > 0.2;
+    };
+    EXPECT_TRUE(waitUntil(isHeard, 10s));
+    auto headphones = std::make_unique<test::ExtraSink>(remote(), "headphones");
+    server->preferSink("headphones");
+    EXPECT_TRUE(waitUntil(isHeard, 10s)) << "what plays has moved there, and so must the ear";
+    // The output in use is pulled out.
+    headphones = nullptr;
+    EXPECT_TRUE(waitUntil(isHeard, 10s));
+}
+
 TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
     struct Case {
         const char* name;
