@@ -34,8 +34,8 @@ struct CameraPicture {
     std::span<const std::uint8_t> bytes;
 };
 
-/// Turns a camera's pictures into frames: BGRA where they are colours already, otherwise I420 or NV12 with
-/// the numbers unchanged, in memory of the frame's own. For one thread.
+/// Turns a camera's pictures into frames: BGRA (whose fourth byte means nothing) where they are colours
+/// already, otherwise I420 or NV12 with the numbers unchanged, in memory of the frame's own. For one thread.
 class CameraPictureReader {
 public:
     CameraPictureReader();

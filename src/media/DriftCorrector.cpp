@@ -20,7 +20,7 @@ constexpr double kMaximumLoopStep = 0.3;  ///< beyond this, long blocks would ma
 /// Devices are off by some ten millionths, bad ones by a few hundred.
 constexpr double kMaximumDeviation = 1000e-6;
 /// How fast what is left between the sound and the clock is caught up with.
-constexpr double kCatchUpSeconds = 1.0;
+constexpr double kCatchUpSeconds = 2.0;
 constexpr double kMaximumCatchUp = 500e-6;
 
 /// A block that is off by this much is a gap or an overlap ...

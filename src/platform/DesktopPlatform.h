@@ -5,8 +5,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "platform/CameraSession.h"
 #include "platform/CaptureDevices.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
@@ -50,6 +52,9 @@ public:
     /// Throws `PlatformError` if there is no desktop.
     [[nodiscard]] virtual std::unique_ptr<PointerInput> makePointerInput() = 0;
     [[nodiscard]] virtual CaptureDevices& captureDevices() = 0;
+    /// `cameraID` is the unique ID of one of the cameras. Throws `PlatformError` if it can't be used.
+    [[nodiscard]] virtual std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
+                                                                           CameraOutput output) = 0;
 };
 
 }  // namespace varnelle

@@ -115,6 +115,7 @@ QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
         throw RecordingError::writerFailed(kStoppedBeforeStart);
     }
     saveCursor();
+    dropSilentCamera();
     std::exception_ptr failure;
     try {
         co_await finishWriters(stopTime - *origin);
@@ -312,6 +313,15 @@ void RecordingCoordinator::saveCursor() {
     } catch (const std::exception& error) {
         logger(LogCategory::recording).error("Cursor metadata save failed: {}", error.what());
     }
+}
+
+void RecordingCoordinator::dropSilentCamera() {
+    if (!cameraRecorder_ || statistics()[StreamKind::cameraVideo].recordedFrames > 0) return;
+    logger(LogCategory::recording)
+        .warn("The camera delivered no pictures. The recording has no camera movie.");
+    cameraRecorder_->writer().cancelWriting();
+    cameraRecorder_ = nullptr;
+    recordingSession_->cameraRecordingURL = std::nullopt;
 }
 
 QCoro::Task<> RecordingCoordinator::finishWriters(CMTime endTime) {

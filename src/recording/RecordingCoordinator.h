@@ -84,6 +84,8 @@ private:
     QCoro::Task<> stopStreams(std::string captureFailurePrefix);
     void cancelWriters();
     void saveCursor();
+    /// A movie without pictures can't be finished, and is no reason to lose the recording.
+    void dropSilentCamera();
     /// Finishes both movies even if one fails, so that what the other holds is kept; throws the first
     /// failure.
     QCoro::Task<> finishWriters(CMTime endTime);

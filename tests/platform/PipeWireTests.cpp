@@ -2,11 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <future>
 #include <memory>
 #include <numbers>
 #include <optional>
+#include <thread>
+#include <utility>
 
 #include "foundation/HostClock.h"
 #include "foundation/Log.h"
@@ -171,7 +175,26 @@ TEST_F(PipeWireTest, SystemSoundIsWhatIsPlayedAtTheTimeItIsPlayed) {
     }
     ASSERT_FALSE(offsets.empty());
     // What a program hands out is played in the cycle after the one that asked for it.
-    for (const double offset : offsets) EXPECT_NEAR(offset, 256.0 / 48'000, 0.001);
+    for (const double offset : offsets) EXPECT_NEAR(offset, PipeWireServer::kCycleFrames / 48'000.0, 0.001);
+}
+
+TEST_F(PipeWireTest, SystemSoundFollowsThePreferredOutput) {
+    const SoundFeeder player(remote(), [](std::int64_t sample, int) { return sine(sample, 1000, 48'000); });
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    Listener listener(hub, PipeWireSoundStream::Source::systemSound);
+    const auto isHeard = [&] {
+        listener.clear();
+        if (!listener.waitForSeconds(0.2)) return false;
+        const HeardSound sound(listener.samples(), 0);
+        return *std::max_element(sound.samples.begin(), sound.samples.end()) > 0.2;
+    };
+    EXPECT_TRUE(waitUntil(isHeard, 10s));
+    auto headphones = std::make_unique<test::ExtraSink>(remote(), "headphones");
+    server->preferSink("headphones");
+    EXPECT_TRUE(waitUntil(isHeard, 10s)) << "what plays has moved there, and so must the ear";
+    // The output in use is pulled out.
+    headphones = nullptr;
+    EXPECT_TRUE(waitUntil(isHeard, 10s));
 }
 
 TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
@@ -198,6 +221,185 @@ TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
         EXPECT_NEAR(fit.amplitude, 0.25, 0.005) << "channels are mixed without a change of level";
         EXPECT_LT(fit.residueDecibels, -70);
     }
+}
+
+/// A running session's frames and drops.
+class Viewer {
+public:
+    Viewer(LinuxDesktop& desktop, const std::string& cameraID)
+        : session_(desktop.makeCameraSession(
+              cameraID,
+              {&queue_, [this](const SampleBuffer& frame) { frames.put(frame); }, [this] { ++drops; }})) {}
+
+    [[nodiscard]] CameraSession& session() { return *session_; }
+    bool waitForFrames(std::size_t count) { return frames.waitForCount(count, 10s); }
+
+    test::Inbox<SampleBuffer> frames;
+    std::atomic<int> drops = 0;
+    SerialQueue queue_{"test.camera"};
+
+private:
+    std::unique_ptr<CameraSession> session_;
+};
+
+int numberOf(const VideoFrame& frame) {
+    return test::numberFrom([&](double x, double y) {
+        const auto column = static_cast<std::ptrdiff_t>(x * frame.width());
+        const auto row = static_cast<std::ptrdiff_t>(y * frame.height());
+        const Plane& plane = frame.plane(0);
+        return static_cast<int>(
+            plane.data[row * plane.bytesPerRow + column * (frame.format() == PixelFormat::bgra ? 4 : 1)]);
+    });
+}
+
+TEST_F(PipeWireTest, CamerasOfEveryFormatAndSizeDeliverTheirPictures) {
+    using Layout = VirtualCamera::Layout;
+    LinuxDesktop desktop({}, remote());
+    int cameraCount = 0;
+    for (const VirtualCamera::Offer& offer :
+         {VirtualCamera::Offer{Layout::yuy2, 640, 480, 30}, VirtualCamera::Offer{Layout::nv12, 1280, 720, 60},
+          VirtualCamera::Offer{Layout::i420, 321, 241, 30}, VirtualCamera::Offer{Layout::bgrx, 97, 65, 30},
+          VirtualCamera::Offer{Layout::mjpeg, 640, 360, 30},
+          VirtualCamera::Offer{Layout::yuy2, 3840, 2160, 5}, VirtualCamera::Offer{Layout::yuy2, 37, 3, 30}}) {
+        SCOPED_TRACE(testing::Message() << static_cast<int>(offer.layout) << " " << offer.widthPixels);
+        const std::string name = "camera" + std::to_string(++cameraCount);
+        const VirtualCamera camera(remote(), name, "Webcam", {offer});
+        const auto isListed = [&] {
+            const auto cameras = desktop.captureDevices().cameras();
+            return std::find(cameras.begin(), cameras.end(), CaptureDevice{name, "Webcam"}) != cameras.end();
+        };
+        ASSERT_TRUE(waitUntil(isListed, 5s));
+        Viewer viewer(desktop, name);
+        EXPECT_EQ(viewer.session().activeFormatDimensions(),
+                  (CameraDimensions{offer.widthPixels, offer.heightPixels}));
+        EXPECT_EQ(camera.pictureCount(), 0) << "it doesn't run before the start";
+        viewer.session().startRunning();
+        ASSERT_TRUE(viewer.waitForFrames(4));
+        viewer.session().stopRunning();
+        int last = -1;
+        for (const SampleBuffer& sample : viewer.frames.items()) {
+            const VideoFrame& frame = *sample.image();
+            EXPECT_EQ(frame.width(), offer.widthPixels);
+            EXPECT_EQ(frame.height(), offer.heightPixels);
+            const int number = numberOf(frame);
+            EXPECT_GT(number, last);
+            last = number;
+            ASSERT_LT(number, camera.pictureCount());
+            EXPECT_EQ(sample.presentationTime.value, camera.timeOf(number));
+        }
+        ASSERT_TRUE(waitUntil(
+            [&, before = -1]() mutable {
+                std::this_thread::sleep_for(250ms);
+                return before == std::exchange(before, camera.pictureCount());
+            },
+            10s))
+            << "a camera that nobody looks at stops";
+    }
+}
+
+TEST_F(PipeWireTest, CameraRunsAtItsBestFormatAndDropsWhatIsLate) {
+    using Layout = VirtualCamera::Layout;
+    const VirtualCamera camera(remote(), "camera", "Webcam",
+                               {{Layout::yuy2, 320, 240, 60},
+                                {Layout::yuy2, 1280, 720, 30},
+                                {Layout::yuy2, 1920, 1080, 5},
+                                {Layout::yuy2, 3840, 2160, 30}});
+    LinuxDesktop desktop({}, remote());
+    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, 5s));
+    Viewer viewer(desktop, "camera");
+    EXPECT_EQ(viewer.session().activeFormatDimensions(), (CameraDimensions{1280, 720}));
+    viewer.session().startRunning();
+    ASSERT_TRUE(viewer.waitForFrames(2));
+    EXPECT_EQ(camera.agreed(), (VirtualCamera::Offer{Layout::yuy2, 1280, 720, 30}));
+    std::promise<void> release;
+    viewer.queue_.async([released = release.get_future().share()] { released.wait(); });
+    const std::size_t before = viewer.frames.count();
+    const int shownBefore = camera.pictureCount();
+    ASSERT_TRUE(waitUntil([&] { return camera.pictureCount() > shownBefore + 10; }, 10s));
+    release.set_value();
+    ASSERT_TRUE(viewer.waitForFrames(before + 3));
+    EXPECT_GE(viewer.drops, 8);
+    const auto frames = viewer.frames.items();
+    EXPECT_GE(numberOf(*frames.at(before + 1).image()), shownBefore + 8)
+        << "the newest comes, not the oldest";
+}
+
+TEST_F(PipeWireTest, DevicesAndServersThatGoAreToldOnceAndComeBack) {
+    test::Inbox<std::string> log;
+    const LogObserver observer(LogCategory::capture, [&](const std::string& line) { log.put(line); });
+    const auto lines = [&](const std::string& part) {
+        std::size_t count = 0;
+        for (const std::string& line : log.items()) count += line.find(part) != std::string::npos ? 1 : 0;
+        return count;
+    };
+    const auto newMicrophone = [&] {
+        return std::make_unique<SoundFeeder>(
+            remote(), [](std::int64_t sample, int) { return sine(sample, 440, 48'000); },
+            SoundFeeder::Options{48'000, 1, "mic", "Microphone"});
+    };
+    const auto newCamera = [&] {
+        return std::make_unique<VirtualCamera>(remote(), "camera", "Webcam",
+                                               std::vector<VirtualCamera::Offer>{{}});
+    };
+    auto microphone = newMicrophone();
+    // The one that may not take the place of the one that was chosen.
+    const SoundFeeder other(
+        remote(), [](std::int64_t sample, int) { return sine(sample, 440, 48'000); },
+        SoundFeeder::Options{48'000, 1, "other", "Other microphone"});
+    auto camera = newCamera();
+    LinuxDesktop desktop({}, remote());
+    ASSERT_TRUE(waitUntil([&] { return desktop.captureDevices().microphones().size() == 2; }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, 5s));
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    Listener sound(hub, PipeWireSoundStream::Source::microphone, "mic");
+    Listener system(hub, PipeWireSoundStream::Source::systemSound);
+    Viewer viewer(desktop, "camera");
+    viewer.session().startRunning();
+    ASSERT_TRUE(sound.waitForSeconds(0.2));
+    ASSERT_TRUE(system.waitForSeconds(0.2));
+    ASSERT_TRUE(viewer.waitForFrames(3));
+    log.clear();
+
+    microphone = nullptr;
+    camera = nullptr;
+    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 2; }, 5s));
+    std::this_thread::sleep_for(300ms);
+    sound.clear();
+    viewer.frames.clear();
+    system.clear();
+    EXPECT_TRUE(system.waitForSeconds(0.3)) << "the rest goes on";
+    EXPECT_TRUE(sound.samples().empty()) << "another microphone was listened to";
+
+    microphone = newMicrophone();
+    camera = newCamera();
+    EXPECT_TRUE(sound.waitForSeconds(0.2));
+    EXPECT_TRUE(viewer.waitForFrames(3));
+    EXPECT_EQ(lines("is missing"), 2U);
+    EXPECT_EQ(lines("is back"), 2U);
+
+    log.clear();
+    server->kill();
+    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 3; }, 5s));
+    server->start();
+    microphone = newMicrophone();
+    camera = newCamera();
+    sound.clear();
+    viewer.frames.clear();
+    system.clear();
+    EXPECT_TRUE(sound.waitForSeconds(0.2));
+    EXPECT_TRUE(system.waitForSeconds(0.2));
+    EXPECT_TRUE(viewer.waitForFrames(3));
+    EXPECT_EQ(lines("is missing"), 3U);
+    EXPECT_EQ(lines("is back"), 3U);
+
+    // A server that hangs holds up nobody.
+    server->freeze();
+    const auto begin = std::chrono::steady_clock::now();
+    viewer.session().stopRunning();
+    { Listener late(hub, PipeWireSoundStream::Source::systemSound); }
+    EXPECT_FALSE(desktop.captureDevices().cameras().empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+    server->thaw();
 }
 
 }  // namespace

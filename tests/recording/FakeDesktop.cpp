@@ -10,6 +10,28 @@ public:
     std::optional<PointerState> currentState() override { return PointerState{{10, 10}, false, false}; }
 };
 
+class FakeCameraSession final : public CameraSession {
+public:
+    explicit FakeCameraSession(FakeDesktop& desktop) : desktop_(desktop) {}
+    ~FakeCameraSession() override { stopRunning(); }
+    void startRunning() override {
+        if (!isRunning_) ++desktop_.runningCameraSessions;
+        isRunning_ = true;
+    }
+    void stopRunning() override {
+        if (isRunning_) --desktop_.runningCameraSessions;
+        isRunning_ = false;
+    }
+    [[nodiscard]] bool isRunning() const override { return isRunning_; }
+    [[nodiscard]] std::optional<CameraDimensions> activeFormatDimensions() const override {
+        return desktop_.cameraDimensions;
+    }
+
+private:
+    FakeDesktop& desktop_;
+    bool isRunning_ = false;
+};
+
 }  // namespace
 
 class FakeScreenStream final : public ScreenStream {
@@ -86,6 +108,14 @@ std::unique_ptr<ScreenStream> FakeDesktop::makeScreenStream(const ContentFilter&
     usedFilter = filter;
     usedConfiguration = configuration;
     return std::make_unique<FakeScreenStream>(*this, std::move(onStop));
+}
+
+std::unique_ptr<CameraSession> FakeDesktop::makeCameraSession(const std::string& cameraID,
+                                                              CameraOutput output) {
+    if (refusesCamera) throw PlatformError(PlatformError::Code::requestFailed, "The camera is in use.");
+    usedCameraID = cameraID;
+    cameraOutput = std::move(output);
+    return std::make_unique<FakeCameraSession>(*this);
 }
 
 std::unique_ptr<PointerInput> FakeDesktop::makePointerInput() {

@@ -25,6 +25,8 @@ public:
                                                    std::function<void(std::exception_ptr)> onStop) override;
     std::unique_ptr<PointerInput> makePointerInput() override;
     CaptureDevices& captureDevices() override { return *this; }
+    std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
+                                                     CameraOutput output) override;
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
     std::vector<CaptureDevice> cameras() override { return cameraList; }
     std::shared_ptr<void> observeChanges(ChangeHandler onChange) override {
@@ -47,6 +49,11 @@ public:
     std::vector<ShareableWindow> windows;
     std::function<void()> onContentChange;  ///< set while somebody observes
     ChangeHandler onDeviceChange;
+    bool refusesCamera = false;
+    std::optional<CameraDimensions> cameraDimensions = CameraDimensions{640, 480};
+    std::string usedCameraID;
+    std::optional<CameraOutput> cameraOutput;  ///< of the newest camera session
+    int runningCameraSessions = 0;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

@@ -90,7 +90,7 @@ public:
         pw_properties* const properties =
             pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
                               isMicrophone ? options.microphoneName.c_str() : "player", PW_KEY_NODE_LATENCY,
-                              "256/48000", nullptr);
+                              "1024/48000", nullptr);
         int flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS;
         if (isMicrophone) {
             pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Audio/Source");

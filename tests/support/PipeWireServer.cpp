@@ -29,9 +29,9 @@ context.properties = {
     support.dbus = false
     mem.allow-mlock = false
     default.clock.rate = 48000
-    default.clock.quantum = 256
-    default.clock.min-quantum = 256
-    default.clock.max-quantum = 256
+    default.clock.quantum = 1024
+    default.clock.min-quantum = 1024
+    default.clock.max-quantum = 1024
 }
 context.spa-libs = {
     audio.convert.* = audioconvert/libspa-audioconvert

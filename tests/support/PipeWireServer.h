@@ -10,10 +10,12 @@
 namespace varnelle::test {
 
 /// A private PipeWire server with its session manager, in a directory of its own: no bus, no hardware, one
-/// output that plays to nobody (`kSinkName`), at 48,000 Hz in cycles of 256 frames.
+/// output that plays to nobody (`kSinkName`), at 48,000 Hz in cycles of `kCycleFrames`.
 class PipeWireServer {
 public:
     static constexpr const char* kSinkName = "test-sink";
+    /// Long enough for a busy machine to keep up with.
+    static constexpr int kCycleFrames = 1024;
 
     /// Whether the programs are there; a test without them skips with this reason.
     static bool isAvailable();

@@ -80,6 +80,9 @@ void MovieFile::hand(std::size_t track, AVPacket& packet) {
 
 void MovieFile::flushFragment() {
     check(av_write_frame(context_, nullptr));
+    // The library forgets this wish with each fragment, and would put the first packet of the next one where
+    // the last packet of this one seemed to end.
+    check(av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0));
     avio_flush(context_->pb);
     check(context_->pb->error);
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/linux/LinuxScreenStream.h"
+#include "platform/linux/PipeWireCameraSession.h"
 #include "platform/linux/PipeWireDevices.h"
 #include "platform/linux/PipeWireHub.h"
 #include "platform/linux/X11Connection.h"
@@ -74,6 +75,11 @@ std::unique_ptr<PointerInput> LinuxDesktop::makePointerInput() {
 
 CaptureDevices& LinuxDesktop::captureDevices() {
     return *captureDevices_;
+}
+
+std::unique_ptr<CameraSession> LinuxDesktop::makeCameraSession(const std::string& cameraID,
+                                                               CameraOutput output) {
+    return std::make_unique<PipeWireCameraSession>(pipeWire_, cameraID, std::move(output));
 }
 
 }  // namespace varnelle

@@ -29,6 +29,8 @@ public:
         std::function<void(std::exception_ptr)> onStop) override;
     [[nodiscard]] std::unique_ptr<PointerInput> makePointerInput() override;
     [[nodiscard]] CaptureDevices& captureDevices() override;
+    [[nodiscard]] std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
+                                                                   CameraOutput output) override;
 
 private:
     std::string displayName_;

@@ -14,6 +14,8 @@ namespace varnelle {
 ///
 /// System sound is what the default output plays, all programs mixed: `excludesCurrentProcessAudio` can't be
 /// followed, since the mix can't be taken apart. The program itself has to be silent while it records.
+/// It is timed when the output takes it; how much later the output's hardware lets it be heard isn't known to
+/// listeners, so that it may lie some hundredths of a second early.
 /// Missing sound (no server, no device, one that was unplugged) never fails or ends the stream. It is logged,
 /// and delivered when it is there.
 class LinuxScreenStream final : public ScreenStream {
