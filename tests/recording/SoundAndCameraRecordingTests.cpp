@@ -91,7 +91,7 @@ protected:
 
     RecordingConfiguration configuration() {
         RecordingConfiguration result;
-        result.source = RecordingConfiguration::DisplaySource{desktop->shareableContent().displays.front()};
+        result.source = RecordingConfiguration::DisplaySource{desktop->shareableContent({}).displays.front()};
         return result;
     }
     std::unique_ptr<SoundFeeder> microphone(const std::string& name, double frequency) {
