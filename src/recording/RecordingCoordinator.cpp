@@ -183,7 +183,8 @@ void RecordingCoordinator::makeRecorders(bool usesMicrophone) {
     }
     cursorRecorder_ = std::make_unique<CursorRecorder>(
         recordingSessionDirectory_->appending("cursor.json"), kCursorSamplesPerSecond,
-        captureRegion(configuration_->source), platform_.makePointerInput(), hostClock_);
+        captureRegion(configuration_->source), CursorInputs{platform_.makePointerInput(), nullptr, nullptr},
+        hostClock_);
 }
 
 void RecordingCoordinator::makeSession(bool usesMicrophone) {
