@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "platform/CaptureDevices.h"
+#include "platform/FocusInput.h"
+#include "platform/InputMonitors.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
@@ -26,6 +28,9 @@ public:
         std::function<void(std::exception_ptr)> onStop) = 0;
     /// Throws `PlatformError` if there is no desktop.
     [[nodiscard]] virtual std::unique_ptr<PointerInput> makePointerInput() = 0;
+    /// Throws `PlatformError` if there is no desktop.
+    [[nodiscard]] virtual std::unique_ptr<FocusInput> makeFocusInput() = 0;
+    [[nodiscard]] virtual std::unique_ptr<InputMonitors> makeInputMonitors() = 0;
     [[nodiscard]] virtual CaptureDevices& captureDevices() = 0;
 };
 

@@ -183,7 +183,8 @@ void RecordingCoordinator::makeRecorders(bool usesMicrophone) {
     }
     cursorRecorder_ = std::make_unique<CursorRecorder>(
         recordingSessionDirectory_->appending("cursor.json"), kCursorSamplesPerSecond,
-        captureRegion(configuration_->source), CursorInputs{platform_.makePointerInput(), nullptr, nullptr},
+        captureRegion(configuration_->source),
+        CursorInputs{platform_.makePointerInput(), platform_.makeInputMonitors(), platform_.makeFocusInput()},
         hostClock_);
 }
 

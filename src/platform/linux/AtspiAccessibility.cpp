@@ -1,0 +1,468 @@
+#include "platform/linux/AtspiAccessibility.h"
+
+#include <atspi/atspi-constants.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "platform/linux/AtspiBus.h"
+#include "platform/linux/X11Displays.h"
+
+namespace varnelle {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Deadline = DBusClient::Deadline;
+
+/// A program that is well answers in well under a millisecond, and a busy one between two of its frames.
+constexpr std::chrono::milliseconds kCallTime{100};
+constexpr std::chrono::seconds kLeaveAloneTime{1};
+constexpr std::chrono::seconds kConnectInterval{1};
+/// A bus that still has to be started is there at the next attempt.
+constexpr std::chrono::milliseconds kConnectTime{150};
+constexpr std::chrono::seconds kLearnInterval{1};
+constexpr std::chrono::seconds kSearchInterval{2};
+/// A search for the focus looks at no more objects than this, nor for longer.
+constexpr std::size_t kMostSearched = 2000;
+constexpr std::size_t kSearchBatch = 32;
+constexpr std::chrono::milliseconds kSearchTime{150};
+/// Trees are not this deep; some programs tell circles.
+constexpr int kDeepest = 32;
+/// Frames are whole pixels in one place and scaled in another.
+constexpr double kFrameTolerance = 2;
+
+constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
+constexpr const char* kComponent = "org.a11y.atspi.Component";
+constexpr const char* kText = "org.a11y.atspi.Text";
+constexpr const char* kRegistry = "org.a11y.atspi.Registry";
+constexpr const char* kRootPath = "/org/a11y/atspi/accessible/root";
+constexpr std::string_view kNullPath = "/org/a11y/atspi/null";
+
+const dbus_uint32_t kScreenCoordinates = ATSPI_COORD_TYPE_SCREEN;
+
+DBusMessageHandle question(const AtspiReference& object, const char* interface, const char* method) {
+    return makeCall(object.busName.c_str(), object.path.c_str(), interface, method, DBUS_TYPE_INVALID);
+}
+
+DBusMessageHandle parentQuestion(const AtspiReference& object) {
+    const char* interface = kAccessible;
+    const char* property = "Parent";
+    return makeCall(object.busName.c_str(), object.path.c_str(), DBUS_INTERFACE_PROPERTIES, "Get",
+                    DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID);
+}
+
+DBusMessageHandle extentsQuestion(const AtspiReference& object) {
+    return makeCall(object.busName.c_str(), object.path.c_str(), kComponent, "GetExtents", DBUS_TYPE_UINT32,
+                    &kScreenCoordinates, DBUS_TYPE_INVALID);
+}
+
+/// Reads (so).
+std::optional<AtspiReference> readReference(DBusMessageIter& at) {
+    if (dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_STRUCT) return std::nullopt;
+    DBusMessageIter part;
+    dbus_message_iter_recurse(&at, &part);
+    const char* busName = nullptr;
+    const char* path = nullptr;
+    if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_STRING) return std::nullopt;
+    dbus_message_iter_get_basic(&part, &busName);
+    dbus_message_iter_next(&part);
+    if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_OBJECT_PATH) return std::nullopt;
+    dbus_message_iter_get_basic(&part, &path);
+    AtspiReference reference{busName, path};
+    // Calls to anything that isn't a name of the bus are a mistake of ours, to the library.
+    if (reference.isNull() || dbus_validate_bus_name(busName, nullptr) == FALSE) return std::nullopt;
+    return reference;
+}
+
+std::optional<AtspiReference> readReference(DBusMessage* message) {
+    DBusMessageIter at;
+    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE) return std::nullopt;
+    if (dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_VARIANT) return readReference(at);
+    DBusMessageIter inner;
+    dbus_message_iter_recurse(&at, &inner);
+    return readReference(inner);
+}
+
+std::vector<AtspiReference> readReferences(DBusMessage* message) {
+    std::vector<AtspiReference> references;
+    DBusMessageIter at;
+    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE ||
+        dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_ARRAY)
+        return references;
+    DBusMessageIter item;
+    for (dbus_message_iter_recurse(&at, &item); dbus_message_iter_get_arg_type(&item) != DBUS_TYPE_INVALID;
+         dbus_message_iter_next(&item)) {
+        if (auto reference = readReference(item)) references.push_back(*std::move(reference));
+    }
+    return references;
+}
+
+/// Reads four whole numbers, in a structure or one by one: a rectangle in pixels.
+std::optional<CGRect> readExtents(DBusMessage* message) {
+    DBusMessageIter at;
+    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE) return std::nullopt;
+    DBusMessageIter part = at;
+    if (dbus_message_iter_get_arg_type(&at) == DBUS_TYPE_STRUCT) dbus_message_iter_recurse(&at, &part);
+    std::array<dbus_int32_t, 4> numbers{};
+    for (dbus_int32_t& number : numbers) {
+        if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_INT32) return std::nullopt;
+        dbus_message_iter_get_basic(&part, &number);
+        dbus_message_iter_next(&part);
+    }
+    // What isn't shown has no area, or one below zero.
+    if (numbers[2] <= 0 || numbers[3] <= 0) return std::nullopt;
+    const double scale = pointPixelScale();
+    return CGRect{{numbers[0] / scale, numbers[1] / scale}, {numbers[2] / scale, numbers[3] / scale}};
+}
+
+AtspiStates readStates(DBusMessage* message) {
+    DBusMessageIter at;
+    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE ||
+        dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_ARRAY ||
+        dbus_message_iter_get_element_type(&at) != DBUS_TYPE_UINT32)
+        return 0;
+    DBusMessageIter item;
+    dbus_message_iter_recurse(&at, &item);
+    const dbus_uint32_t* words = nullptr;
+    int count = 0;
+    dbus_message_iter_get_fixed_array(&item, &words, &count);
+    AtspiStates states = 0;
+    if (count > 0) states = words[0];
+    if (count > 1) states |= AtspiStates{words[1]} << 32U;
+    return states;
+}
+
+template <typename Number>
+std::optional<Number> readNumber(DBusMessage* message, int type) {
+    Number number{};
+    if (message == nullptr ||
+        dbus_message_get_args(message, nullptr, type, &number, DBUS_TYPE_INVALID) == FALSE)
+        return std::nullopt;
+    return number;
+}
+
+bool isNear(CGPoint a, CGPoint b) {
+    return std::abs(a.x - b.x) <= kFrameTolerance && std::abs(a.y - b.y) <= kFrameTolerance;
+}
+
+bool isNear(CGSize a, CGSize b) {
+    return isNear(CGPoint{a.width, a.height}, CGPoint{b.width, b.height});
+}
+
+CGRect moved(const CGRect& rect, CGPoint offset) {
+    return {{rect.minX() + offset.x, rect.minY() + offset.y}, rect.size};
+}
+
+}  // namespace
+
+bool AtspiReference::isNull() const {
+    return path.empty() || path == kNullPath || busName.empty();
+}
+
+/// Asks for all that the rules need at once, the first time that they need any of it: that is one wait
+/// instead of three.
+class AtspiAccessibility::Element final : public AccessibilityElement {
+public:
+    Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset)
+        : tree_(tree), reference_(std::move(reference)), offset_(offset) {}
+    Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset, Description description)
+        : tree_(tree),
+          reference_(std::move(reference)),
+          offset_(offset),
+          description_(std::move(description)) {}
+
+    std::optional<std::string> role() override {
+        const Description& known = description();
+        if (!known.role) return std::nullopt;
+        return std::string(storedRole(*known.role, known.states));
+    }
+    std::unique_ptr<AccessibilityElement> parent() override {
+        const auto& parent = description().parent;
+        // Above a program stands the registry, which is no part of what the user sees.
+        if (!parent || parent->busName != reference_.busName) return nullptr;
+        return std::make_unique<Element>(tree_, *parent, offset_);
+    }
+    std::optional<CGRect> frame() override {
+        const auto& extents = description().extents;
+        if (!extents) return std::nullopt;
+        return moved(*extents, offset_);
+    }
+    std::optional<CGRect> selectedTextBounds() override {
+        const auto bounds = tree_.selectedTextBounds(reference_);
+        if (!bounds) return std::nullopt;
+        return moved(*bounds, offset_);
+    }
+
+private:
+    const Description& description() {
+        if (!description_) description_ = tree_.describe(reference_);
+        return *description_;
+    }
+
+    AtspiAccessibility& tree_;
+    const AtspiReference reference_;
+    const CGPoint offset_;
+    std::optional<Description> description_;
+};
+
+AtspiAccessibility::AtspiAccessibility() = default;
+AtspiAccessibility::~AtspiAccessibility() = default;
+
+void AtspiAccessibility::beginSample(Deadline deadline) {
+    deadline_ = deadline;
+    if (bus_ != nullptr && !bus_->isConnected()) {
+        bus_ = nullptr;
+        applications_.clear();
+        focus_.clear();
+        leftAloneUntil_.clear();
+    }
+    if (bus_ == nullptr) connect();
+    if (bus_ != nullptr) bus_->takeSignals();
+}
+
+std::unique_ptr<AccessibilityElement> AtspiAccessibility::elementAt(CGPoint place, std::int64_t processID,
+                                                                    const CGRect& windowFrame) {
+    const auto window = windowOf(processID, windowFrame);
+    if (!window) return nullptr;
+    const double scale = pointPixelScale();
+    const auto x = static_cast<dbus_int32_t>(std::lround((place.x - window->offset.x) * scale));
+    const auto y = static_cast<dbus_int32_t>(std::lround((place.y - window->offset.y) * scale));
+    AtspiReference found = window->reference;
+    for (int depth = 0; depth < kDeepest; ++depth) {
+        // Some toolkits answer with the innermost object, some with the next one on the way there.
+        const auto reply =
+            call(found, makeCall(found.busName.c_str(), found.path.c_str(), kComponent,
+                                 "GetAccessibleAtPoint", DBUS_TYPE_INT32, &x, DBUS_TYPE_INT32, &y,
+                                 DBUS_TYPE_UINT32, &kScreenCoordinates, DBUS_TYPE_INVALID));
+        auto inner = readReference(reply.get());
+        if (!inner || *inner == found || inner->busName != found.busName) break;
+        found = *std::move(inner);
+    }
+    return std::make_unique<Element>(*this, found, window->offset);
+}
+
+std::unique_ptr<AccessibilityElement> AtspiAccessibility::focusedElement(std::int64_t processID,
+                                                                         const CGRect& windowFrame) {
+    const auto window = windowOf(processID, windowFrame);
+    if (!window) return nullptr;
+    KnownFocus& known = focus_[window->reference.busName];
+    if (!known.reference.isNull()) {
+        Description description = describe(known.reference);
+        if (hasState(description.states, ATSPI_STATE_FOCUSED)) {
+            return std::make_unique<Element>(*this, known.reference, window->offset, std::move(description));
+        }
+    }
+    // Programs tell when the focus moves, so a search is for the one that was there before, or for those that
+    // don't tell.
+    if (Clock::now() < known.searchAgain) return nullptr;
+    known.searchAgain = Clock::now() + kSearchInterval;
+    const auto found = searchFocus(window->reference);
+    if (!found) return nullptr;
+    focus_[window->reference.busName].reference = *found;
+    return std::make_unique<Element>(*this, *found, window->offset);
+}
+
+void AtspiAccessibility::connect() {
+    const auto now = Clock::now();
+    if (now < connectAgain_) return;
+    connectAgain_ = now + kConnectInterval;
+    const auto deadline = std::min(deadline_, now + kConnectTime);
+    const auto address = accessibilityBusAddress(deadline);
+    if (!address) return;
+    bus_ = DBusClient::connect(*address, deadline);
+    if (bus_ == nullptr) return;
+    bus_->setSignalHandler([this](DBusMessage& signal) { noteSignal(signal); });
+    bus_->addMatch(
+        "type='signal',interface='org.a11y.atspi.Event.Object',member='StateChanged',arg0='focused'");
+    const char* event = "object:state-changed:focused";
+    bus_->send(makeCall(kRegistry, "/org/a11y/atspi/registry", kRegistry, "RegisterEvent", DBUS_TYPE_STRING,
+                        &event, DBUS_TYPE_INVALID));
+    learnAgain_ = now;
+}
+
+void AtspiAccessibility::noteSignal(DBusMessage& signal) {
+    if (dbus_message_is_signal(&signal, "org.a11y.atspi.Event.Object", "StateChanged") == FALSE) return;
+    const char* sender = dbus_message_get_sender(&signal);
+    const char* path = dbus_message_get_path(&signal);
+    const char* state = nullptr;
+    dbus_int32_t isSet = 0;
+    if (sender == nullptr || path == nullptr ||
+        dbus_message_get_args(&signal, nullptr, DBUS_TYPE_STRING, &state, DBUS_TYPE_INT32, &isSet,
+                              DBUS_TYPE_INVALID) == FALSE)
+        return;
+    if (isSet == 0 || std::strcmp(state, "focused") != 0) return;
+    focus_[sender].reference = {sender, path};
+}
+
+bool AtspiAccessibility::call(const std::string& busName, std::span<DBusMessageHandle> messages,
+                              std::span<DBusClient::Reply> replies) {
+    if (bus_ == nullptr || isLeftAlone(busName)) return false;
+    bus_->callAll(messages, replies, std::min(deadline_, Clock::now() + kCallTime));
+    for (const DBusClient::Reply& reply : replies) {
+        if (reply.outcome != DBusClient::Outcome::timedOut) continue;
+        leftAloneUntil_[busName] = Clock::now() + kLeaveAloneTime;
+        return false;
+    }
+    return true;
+}
+
+DBusMessageHandle AtspiAccessibility::call(const AtspiReference& object, DBusMessageHandle message) {
+    std::array<DBusMessageHandle, 1> messages{std::move(message)};
+    std::array<DBusClient::Reply, 1> replies;
+    call(object.busName, messages, replies);
+    return std::move(replies[0].message);
+}
+
+bool AtspiAccessibility::isLeftAlone(const std::string& busName) const {
+    const auto until = leftAloneUntil_.find(busName);
+    return until != leftAloneUntil_.end() && Clock::now() < until->second;
+}
+
+std::optional<std::string> AtspiAccessibility::applicationOf(std::int64_t processID) {
+    if (bus_ == nullptr || processID < 0) return std::nullopt;
+    auto application = applications_.find(processID);
+    if (application == applications_.end() && Clock::now() >= learnAgain_) {
+        learnAgain_ = Clock::now() + kLearnInterval;
+        learnApplications();
+        application = applications_.find(processID);
+    }
+    if (application == applications_.end()) return std::nullopt;
+    return application->second;
+}
+
+void AtspiAccessibility::learnApplications() {
+    applications_.clear();
+    const std::vector<AtspiReference> roots = children({kRegistry, kRootPath});
+    std::vector<DBusMessageHandle> messages;
+    for (const AtspiReference& root : roots) {
+        const char* name = root.busName.c_str();
+        messages.push_back(makeCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS,
+                                    "GetConnectionUnixProcessID", DBUS_TYPE_STRING, &name,
+                                    DBUS_TYPE_INVALID));
+    }
+    std::vector<DBusClient::Reply> replies(messages.size());
+    if (!call(DBUS_SERVICE_DBUS, messages, replies)) return;
+    for (std::size_t i = 0; i < roots.size(); ++i) {
+        const auto process = readNumber<dbus_uint32_t>(replies[i].message.get(), DBUS_TYPE_UINT32);
+        if (process) applications_[*process] = roots[i].busName;
+    }
+}
+
+std::vector<AtspiReference> AtspiAccessibility::children(const AtspiReference& object) {
+    const auto reply = call(object, question(object, kAccessible, "GetChildren"));
+    return readReferences(reply.get());
+}
+
+std::optional<AtspiAccessibility::Window> AtspiAccessibility::windowOf(std::int64_t processID,
+                                                                       const CGRect& windowFrame) {
+    const auto application = applicationOf(processID);
+    if (!application || isLeftAlone(*application)) return std::nullopt;
+    const std::vector<AtspiReference> windows = children({*application, kRootPath});
+    if (windows.empty()) {
+        // Gone, and perhaps there again under another name.
+        if (!isLeftAlone(*application)) applications_.erase(processID);
+        return std::nullopt;
+    }
+    std::vector<DBusMessageHandle> messages;
+    for (const AtspiReference& window : windows) messages.push_back(extentsQuestion(window));
+    std::vector<DBusClient::Reply> replies(messages.size());
+    if (!call(*application, messages, replies)) return std::nullopt;
+    std::optional<Window> best;
+    int bestRank = 0;
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        const auto extents = readExtents(replies[i].message.get());
+        if (!extents) continue;
+        const bool isRightSize = isNear(extents->size, windowFrame.size);
+        const bool isRightPlace = isNear(extents->origin, windowFrame.origin);
+        // Toolkits that don't know where their windows are tell places relative to the window.
+        const bool isRelative = !isRightPlace && extents->origin == CGPoint{0, 0};
+        const bool isOverlapping = !extents->intersection(windowFrame).isEmpty();
+        int rank = 0;
+        if (isRightPlace && isRightSize)
+            rank = 4;
+        else if (isRelative && isRightSize)
+            rank = 3;
+        else if (isRightPlace)
+            rank = 2;
+        else if (isRelative || isOverlapping)
+            rank = 1;
+        if (rank <= bestRank) continue;
+        bestRank = rank;
+        best = Window{windows[i], isRelative ? windowFrame.origin : CGPoint{0, 0}};
+    }
+    return best;
+}
+
+AtspiAccessibility::Description AtspiAccessibility::describe(const AtspiReference& object) {
+    std::array<DBusMessageHandle, 4> messages{question(object, kAccessible, "GetRole"),
+                                              question(object, kAccessible, "GetState"),
+                                              extentsQuestion(object), parentQuestion(object)};
+    std::array<DBusClient::Reply, 4> replies;
+    if (!call(object.busName, messages, replies)) return {};
+    return {readNumber<dbus_uint32_t>(replies[0].message.get(), DBUS_TYPE_UINT32),
+            readStates(replies[1].message.get()), readExtents(replies[2].message.get()),
+            readReference(replies[3].message.get())};
+}
+
+std::optional<AtspiReference> AtspiAccessibility::searchFocus(const AtspiReference& window) {
+    const auto deadline = std::min(deadline_, Clock::now() + kSearchTime);
+    std::optional<AtspiReference> found;
+    std::size_t searched = 0;
+    // The deepest focused object counts: a page has the focus along with a field in it.
+    std::vector<AtspiReference> open{window};
+    while (!open.empty() && searched < kMostSearched && Clock::now() < deadline) {
+        const std::size_t count = std::min(open.size(), kSearchBatch);
+        const std::vector<AtspiReference> batch(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
+        open.resize(open.size() - count);
+        searched += count;
+        std::vector<DBusMessageHandle> messages;
+        for (const AtspiReference& object : batch) {
+            messages.push_back(question(object, kAccessible, "GetState"));
+            messages.push_back(question(object, kAccessible, "GetChildren"));
+        }
+        std::vector<DBusClient::Reply> replies(messages.size());
+        if (!call(window.busName, messages, replies)) break;
+        for (std::size_t i = 0; i < count; ++i) {
+            const AtspiStates states = readStates(replies[2 * i].message.get());
+            if (hasState(states, ATSPI_STATE_FOCUSED)) {
+                found = batch[i];
+                open.clear();
+            } else if (!hasState(states, ATSPI_STATE_SHOWING)) {
+                continue;
+            }
+            const auto inner = readReferences(replies[2 * i + 1].message.get());
+            open.insert(open.end(), inner.begin(), inner.end());
+            if (found == batch[i]) break;
+        }
+    }
+    return found;
+}
+
+std::optional<CGRect> AtspiAccessibility::selectedTextBounds(const AtspiReference& object) {
+    const dbus_int32_t first = 0;
+    std::array<DBusMessageHandle, 2> messages{
+        question(object, kText, "GetNSelections"),
+        makeCall(object.busName.c_str(), object.path.c_str(), kText, "GetSelection", DBUS_TYPE_INT32, &first,
+                 DBUS_TYPE_INVALID)};
+    std::array<DBusClient::Reply, 2> replies;
+    if (!call(object.busName, messages, replies)) return std::nullopt;
+    const auto count = readNumber<dbus_int32_t>(replies[0].message.get(), DBUS_TYPE_INT32);
+    dbus_int32_t begin = 0;
+    dbus_int32_t end = 0;
+    if (count.value_or(0) < 1 || replies[1].message == nullptr ||
+        dbus_message_get_args(replies[1].message.get(), nullptr, DBUS_TYPE_INT32, &begin, DBUS_TYPE_INT32,
+                              &end, DBUS_TYPE_INVALID) == FALSE ||
+        end <= begin)
+        return std::nullopt;
+    const auto bounds =
+        call(object, makeCall(object.busName.c_str(), object.path.c_str(), kText, "GetRangeExtents",
+                              DBUS_TYPE_INT32, &begin, DBUS_TYPE_INT32, &end, DBUS_TYPE_UINT32,
+                              &kScreenCoordinates, DBUS_TYPE_INVALID));
+    return readExtents(bounds.get());
+}
+
+}  // namespace varnelle
