@@ -145,6 +145,10 @@ std::optional<Number> readNumber(DBusMessage* message, int type) {
     return number;
 }
 
+bool isContainer(std::string_view role) {
+    return role == "AXGroup" || role == "AXUnknown";
+}
+
 bool isNear(CGPoint a, CGPoint b) {
     return std::abs(a.x - b.x) <= kFrameTolerance && std::abs(a.y - b.y) <= kFrameTolerance;
 }
@@ -178,7 +182,10 @@ public:
     std::optional<std::string> role() override {
         const Description& known = description();
         if (!known.role) return std::nullopt;
-        return std::string(storedRole(*known.role, known.states));
+        const std::string_view role = storedRole(*known.role, known.states);
+        // What a program holds directly is a window, even where its toolkit calls it a container.
+        const bool isTopLevel = known.parent && known.parent->path == kRootPath;
+        return std::string(isTopLevel && isContainer(role) ? "AXWindow" : role);
     }
     std::unique_ptr<AccessibilityElement> parent() override {
         const auto& parent = description().parent;
