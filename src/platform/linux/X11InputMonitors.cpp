@@ -18,9 +18,11 @@
 namespace varnelle {
 namespace {
 
-/// Every motion of the pointer is a raw event too, up to a thousand times a second. They are read in bunches,
-/// which delays a scroll by no more than this.
-constexpr std::chrono::milliseconds kBunchTime{5};
+/// Every motion of the pointer is a raw event too, up to a thousand times a second. They are read in bunches:
+/// that delays a scroll by no more than this, about the time within which scrolls become one sample anyway.
+constexpr std::chrono::milliseconds kBunchTime{11};
+
+constexpr std::chrono::milliseconds kNoRest{0};
 
 constexpr double kFixedPointUnit = 4294967296.0;
 
@@ -32,9 +34,12 @@ double number(const xcb_input_fp3232_t& value) {
 /// display is lost.
 class EventThread {
 public:
-    EventThread(X11Connection& connection, std::function<void(const xcb_generic_event_t&)> handler)
+    /// After each bunch of events it rests for `restTime`.
+    EventThread(X11Connection& connection, std::chrono::milliseconds restTime,
+                std::function<void(const xcb_generic_event_t&)> handler)
         : connection_(connection),
           descriptor_(connection.fileDescriptor()),
+          restTime_(restTime),
           handler_(std::move(handler)),
           thread_([this] { run(); }) {}
     ~EventThread() {
@@ -54,17 +59,18 @@ private:
                 isEmpty = false;
                 if ((event->response_type & 0x7F) != 0) handler_(*event);
             }
-            if (isEmpty) {
+            if (!isEmpty && restTime_.count() > 0) {
+                std::this_thread::sleep_for(restTime_);
+            } else if (isEmpty) {
                 pollfd readable{descriptor_, POLLIN, 0};
                 poll(&readable, 1, -1);
-            } else {
-                std::this_thread::sleep_for(kBunchTime);
             }
         }
     }
 
     X11Connection& connection_;
     const int descriptor_;
+    const std::chrono::milliseconds restTime_;
     const std::function<void(const xcb_generic_event_t&)> handler_;
     std::thread thread_;
 };
@@ -140,10 +146,8 @@ public:
         : connection_(displayName), handler_(std::move(handler)) {
         connection_.select(XCB_INPUT_DEVICE_ALL,
                            XCB_INPUT_XI_EVENT_MASK_HIERARCHY | XCB_INPUT_XI_EVENT_MASK_DEVICE_CHANGED);
-        connection_.select(XCB_INPUT_DEVICE_ALL_MASTER,
-                           XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_MOTION);
         learnDevices();
-        thread_ = std::make_unique<EventThread>(*connection_,
+        thread_ = std::make_unique<EventThread>(*connection_, kBunchTime,
                                                 [this](const xcb_generic_event_t& event) { handle(event); });
     }
 
@@ -152,10 +156,17 @@ private:
         const auto reply = connection_->reply<xcb_input_xi_query_device_reply_t>(
             xcb_input_xi_query_device(connection_->get(), XCB_INPUT_DEVICE_ALL), "XIQueryDevice");
         devices_.clear();
+        bool hasAxes = false;
         for (auto it = xcb_input_xi_query_device_infos_iterator(reply.get()); it.rem > 0;
              xcb_input_xi_device_info_next(&it)) {
-            devices_.emplace(it.data->deviceid, ScrollDevice(scrollAxes(*it.data)));
+            const std::vector<ScrollAxis> axes = scrollAxes(*it.data);
+            hasAxes = hasAxes || !axes.empty();
+            devices_.emplace(it.data->deviceid, ScrollDevice(axes));
         }
+        // Without a device that scrolls by its valuators there is no need to hear of every motion.
+        std::uint32_t events = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS;
+        if (hasAxes) events |= XCB_INPUT_XI_EVENT_MASK_RAW_MOTION;
+        connection_.select(XCB_INPUT_DEVICE_ALL_MASTER, events);
     }
 
     void handle(const xcb_generic_event_t& event) {
@@ -218,7 +229,7 @@ public:
     KeyMonitor(const std::string& displayName, std::function<void(const KeyDownEvent&)> handler)
         : connection_(displayName), keyboard_(*connection_), handler_(std::move(handler)) {
         connection_.select(XCB_INPUT_DEVICE_ALL_MASTER, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS);
-        thread_ = std::make_unique<EventThread>(*connection_,
+        thread_ = std::make_unique<EventThread>(*connection_, kNoRest,
                                                 [this](const xcb_generic_event_t& event) { handle(event); });
     }
 
