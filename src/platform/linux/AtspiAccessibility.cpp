@@ -30,6 +30,10 @@ constexpr std::chrono::seconds kSearchInterval{2};
 constexpr std::size_t kMostSearched = 2000;
 constexpr std::size_t kSearchBatch = 32;
 constexpr std::chrono::milliseconds kSearchTime{150};
+constexpr std::chrono::seconds kKnowWindowTime{1};
+constexpr std::size_t kMostParents = 1000;
+/// An element, and as many around it as the rules climb.
+constexpr std::size_t kDescribedTogether = 4;
 /// Trees are not this deep; some programs tell circles.
 constexpr int kDeepest = 32;
 /// Frames are whole pixels in one place and scaled in another.
@@ -145,6 +149,14 @@ std::optional<Number> readNumber(DBusMessage* message, int type) {
     return number;
 }
 
+/// Whether it is no use to ask for selected text.
+bool isWithoutText(std::string_view role) {
+    constexpr std::array<std::string_view, 11> roles{
+        "AXApplication", "AXWindow", "AXButton",    "AXPopUpButton", "AXToggle", "AXCheckBox",
+        "AXRadioButton", "AXSlider", "AXScrollBar", "AXMenuItem",    "AXImage"};
+    return std::find(roles.begin(), roles.end(), role) != roles.end();
+}
+
 bool isContainer(std::string_view role) {
     return role == "AXGroup" || role == "AXUnknown";
 }
@@ -173,14 +185,8 @@ class AtspiAccessibility::Element final : public AccessibilityElement {
 public:
     Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset)
         : tree_(tree), reference_(std::move(reference)), offset_(offset) {}
-    Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset, Description description)
-        : tree_(tree),
-          reference_(std::move(reference)),
-          offset_(offset),
-          description_(std::move(description)) {}
-
     std::optional<std::string> role() override {
-        const Description& known = description();
+        const Description& known = tree_.describe(reference_);
         if (!known.role) return std::nullopt;
         const std::string_view role = storedRole(*known.role, known.states);
         // What a program holds directly is a window, even where its toolkit calls it a container.
@@ -188,32 +194,27 @@ public:
         return std::string(isTopLevel && isContainer(role) ? "AXWindow" : role);
     }
     std::unique_ptr<AccessibilityElement> parent() override {
-        const auto& parent = description().parent;
+        const auto& parent = tree_.describe(reference_).parent;
         // Above a program stands the registry, which is no part of what the user sees.
         if (!parent || parent->busName != reference_.busName) return nullptr;
         return std::make_unique<Element>(tree_, *parent, offset_);
     }
     std::optional<CGRect> frame() override {
-        const auto& extents = description().extents;
+        const auto& extents = tree_.describe(reference_).extents;
         if (!extents) return std::nullopt;
         return moved(*extents, offset_);
     }
     std::optional<CGRect> selectedTextBounds() override {
+        if (isWithoutText(role().value_or(""))) return std::nullopt;
         const auto bounds = tree_.selectedTextBounds(reference_);
         if (!bounds) return std::nullopt;
         return moved(*bounds, offset_);
     }
 
 private:
-    const Description& description() {
-        if (!description_) description_ = tree_.describe(reference_);
-        return *description_;
-    }
-
     AtspiAccessibility& tree_;
     const AtspiReference reference_;
     const CGPoint offset_;
-    std::optional<Description> description_;
 };
 
 AtspiAccessibility::AtspiAccessibility() = default;
@@ -221,8 +222,13 @@ AtspiAccessibility::~AtspiAccessibility() = default;
 
 void AtspiAccessibility::beginSample(Deadline deadline) {
     deadline_ = deadline;
+    // Kept for a while only, since programs come and go.
+    if (parents_.size() > kMostParents) parents_.clear();
+    descriptions_.clear();
     if (bus_ != nullptr && !bus_->isConnected()) {
         bus_ = nullptr;
+        windows_.clear();
+        parents_.clear();
         applications_.clear();
         focus_.clear();
         leftAloneUntil_.clear();
@@ -258,9 +264,8 @@ std::unique_ptr<AccessibilityElement> AtspiAccessibility::focusedElement(std::in
     if (!window) return nullptr;
     KnownFocus& known = focus_[window->reference.busName];
     if (!known.reference.isNull()) {
-        Description description = describe(known.reference);
-        if (hasState(description.states, ATSPI_STATE_FOCUSED)) {
-            return std::make_unique<Element>(*this, known.reference, window->offset, std::move(description));
+        if (hasState(describe(known.reference).states, ATSPI_STATE_FOCUSED)) {
+            return std::make_unique<Element>(*this, known.reference, window->offset);
         }
     }
     // Programs tell when the focus moves, so a search is for the one that was there before, or for those that
@@ -366,6 +371,18 @@ std::vector<AtspiReference> AtspiAccessibility::children(const AtspiReference& o
 
 std::optional<AtspiAccessibility::Window> AtspiAccessibility::windowOf(std::int64_t processID,
                                                                        const CGRect& windowFrame) {
+    const auto now = Clock::now();
+    std::erase_if(windows_, [now](const KnownWindow& window) { return window.until < now; });
+    for (const KnownWindow& known : windows_) {
+        if (known.processID == processID && known.frame == windowFrame) return known.window;
+    }
+    const auto window = searchWindow(processID, windowFrame);
+    if (window) windows_.push_back({processID, windowFrame, *window, now + kKnowWindowTime});
+    return window;
+}
+
+std::optional<AtspiAccessibility::Window> AtspiAccessibility::searchWindow(std::int64_t processID,
+                                                                           const CGRect& windowFrame) {
     const auto application = applicationOf(processID);
     if (!application || isLeftAlone(*application)) return std::nullopt;
     const std::vector<AtspiReference> windows = children({*application, kRootPath});
@@ -404,15 +421,39 @@ std::optional<AtspiAccessibility::Window> AtspiAccessibility::windowOf(std::int6
     return best;
 }
 
-AtspiAccessibility::Description AtspiAccessibility::describe(const AtspiReference& object) {
-    std::array<DBusMessageHandle, 4> messages{question(object, kAccessible, "GetRole"),
-                                              question(object, kAccessible, "GetState"),
-                                              extentsQuestion(object), parentQuestion(object)};
-    std::array<DBusClient::Reply, 4> replies;
-    if (!call(object.busName, messages, replies)) return {};
-    return {readNumber<dbus_uint32_t>(replies[0].message.get(), DBUS_TYPE_UINT32),
-            readStates(replies[1].message.get()), readExtents(replies[2].message.get()),
-            readReference(replies[3].message.get())};
+const AtspiAccessibility::Description& AtspiAccessibility::describe(const AtspiReference& object) {
+    const auto known = descriptions_.find(object);
+    if (known != descriptions_.end()) return known->second;
+    // Whoever asks for an element will ask for those around it, and all that the rules need of each: one
+    // wait.
+    constexpr std::size_t questions = 4;
+    std::vector<AtspiReference> objects{object};
+    for (auto parent = parents_.find(object);
+         parent != parents_.end() && objects.size() < kDescribedTogether &&
+         !descriptions_.contains(parent->second);
+         parent = parents_.find(parent->second)) {
+        objects.push_back(parent->second);
+    }
+    std::vector<DBusMessageHandle> messages;
+    for (const AtspiReference& each : objects) {
+        messages.push_back(question(each, kAccessible, "GetRole"));
+        messages.push_back(question(each, kAccessible, "GetState"));
+        messages.push_back(extentsQuestion(each));
+        messages.push_back(parentQuestion(each));
+    }
+    std::vector<DBusClient::Reply> replies(messages.size());
+    if (!call(object.busName, messages, replies)) return descriptions_[object];
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        const auto reply = [&replies, i](std::size_t index) {
+            return replies[i * questions + index].message.get();
+        };
+        auto parent = readReference(reply(3));
+        const bool isOfProgram = parent && parent->busName == object.busName;
+        if (isOfProgram) parents_[objects[i]] = *parent;
+        descriptions_[objects[i]] = {readNumber<dbus_uint32_t>(reply(0), DBUS_TYPE_UINT32),
+                                     readStates(reply(1)), readExtents(reply(2)), std::move(parent)};
+    }
+    return descriptions_[object];
 }
 
 std::optional<AtspiReference> AtspiAccessibility::searchFocus(const AtspiReference& window) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <compare>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -22,7 +23,7 @@ struct AtspiReference {
     std::string path;
 
     [[nodiscard]] bool isNull() const;
-    bool operator==(const AtspiReference&) const = default;
+    auto operator<=>(const AtspiReference&) const = default;
 };
 
 /// The accessibility trees of other programs (AT-SPI 2, spoken straight over D-Bus, since every call needs a
@@ -61,6 +62,12 @@ private:
         std::optional<CGRect> extents;
         std::optional<AtspiReference> parent;
     };
+    struct KnownWindow {
+        std::int64_t processID = 0;
+        CGRect frame;
+        Window window;
+        Deadline until;
+    };
     struct KnownFocus {
         AtspiReference reference;
         Deadline searchAgain;
@@ -78,7 +85,9 @@ private:
     void learnApplications();
     std::vector<AtspiReference> children(const AtspiReference& object);
     std::optional<Window> windowOf(std::int64_t processID, const CGRect& windowFrame);
-    Description describe(const AtspiReference& object);
+    std::optional<Window> searchWindow(std::int64_t processID, const CGRect& windowFrame);
+    /// What was asked during this sample already is not asked again.
+    const Description& describe(const AtspiReference& object);
     std::optional<AtspiReference> searchFocus(const AtspiReference& window);
     std::optional<CGRect> selectedTextBounds(const AtspiReference& object);
 
@@ -89,6 +98,10 @@ private:
     std::map<std::int64_t, std::string> applications_;  ///< the bus names of processes
     std::map<std::string, Deadline> leftAloneUntil_;
     std::map<std::string, KnownFocus> focus_;  ///< by bus name
+    std::vector<KnownWindow> windows_;
+    std::map<AtspiReference, Description> descriptions_;  ///< of this sample
+    /// Of the sample before too: an element is mostly asked for together with those around it.
+    std::map<AtspiReference, AtspiReference> parents_;
 };
 
 }  // namespace varnelle

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <cstdarg>
+#include <thread>
 #include <vector>
 
 namespace varnelle {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// For the rest of the answers to arrive, once there is the first.
+constexpr std::chrono::microseconds kAnswersTime{700};
 
 int millisecondsUntil(Clock::time_point deadline) {
     const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -86,6 +90,7 @@ void DBusClient::callAll(std::span<DBusMessageHandle> messages, std::span<Reply>
         }
         pending[i].reset(call);
     }
+    bool hasRested = pending.empty() || pending.back() == nullptr;
     for (std::size_t i = 0; i < messages.size(); ++i) {
         replies[i] = {};
         if (pending[i] == nullptr) continue;
@@ -96,6 +101,13 @@ void DBusClient::callAll(std::span<DBusMessageHandle> messages, std::span<Reply>
             if (timeout == 0) break;
             // The library's own blocking call first waits, without end, until everything is sent.
             dbus_connection_read_write(connection_, timeout);
+            if (i + 1 < messages.size() && !hasRested) {
+                // Answers to several calls come one after the other; one nap costs less than a wake-up for
+                // each.
+                dispatchAll();
+                hasRested = dbus_pending_call_get_completed(pending.back().get()) == FALSE;
+                if (hasRested) std::this_thread::sleep_for(kAnswersTime);
+            }
         }
         if (dbus_pending_call_get_completed(pending[i].get()) == FALSE) {
             if (isConnected()) replies[i].outcome = Outcome::timedOut;

@@ -12,8 +12,8 @@ constexpr std::chrono::milliseconds kWindowsTime{450};
 void X11FocusInput::beginSample() {
     const auto now = std::chrono::steady_clock::now();
     frontWindow_ = std::nullopt;
-    windows_.beginSample(now + kWindowsTime);
     accessibility_.beginSample(now + kElementsTime);
+    windows_.beginSample(now + kWindowsTime);
 }
 
 std::optional<std::int64_t> X11FocusInput::frontmostProcess() {
@@ -23,7 +23,7 @@ std::optional<std::int64_t> X11FocusInput::frontmostProcess() {
 std::optional<CGRect> X11FocusInput::windowFrame(std::int64_t processID) {
     frontWindow_ = windows_.topmostWindow(processID);
     if (!frontWindow_) return std::nullopt;
-    return windows_.decoratedFrame(*frontWindow_);
+    return frontWindow_->decoratedFrame;
 }
 
 std::unique_ptr<AccessibilityElement> X11FocusInput::elementUnderPointer() {

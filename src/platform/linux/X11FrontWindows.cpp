@@ -22,6 +22,13 @@ constexpr std::array<std::string_view, 9> kAtomNames{
     "_NET_WM_PID",         "_NET_FRAME_EXTENTS",         "_GTK_FRAME_EXTENTS",
     "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_DIALOG"};
 
+/// `sides` are left, right, top and bottom; none if the window doesn't tell them.
+CGRect grown(const CGRect& rect, const std::vector<std::uint32_t>& sides, double factor) {
+    if (sides.size() != 4) return rect;
+    return {{rect.minX() - sides[0] * factor, rect.minY() - sides[2] * factor},
+            {rect.width() + (sides[0] + sides[1]) * factor, rect.height() + (sides[2] + sides[3]) * factor}};
+}
+
 }  // namespace
 
 X11FrontWindows::X11FrontWindows(const std::string& displayName) : connection_(displayName) {
@@ -38,9 +45,30 @@ X11FrontWindows::X11FrontWindows(const std::string& displayName) : connection_(d
 
 void X11FrontWindows::beginSample(Clock::time_point deadline) {
     deadline_ = deadline;
-    if (Clock::now() - knownSince_ < kKnownFor) return;
-    knownSince_ = Clock::now();
-    knownWindows_.clear();
+    if (Clock::now() - knownSince_ >= kKnownFor) {
+        knownSince_ = Clock::now();
+        knownWindows_.clear();
+        knownClients_.clear();
+    }
+    places_.clear();
+    pointer_ = std::nullopt;
+    pointedTopLevel_ = XCB_NONE;
+    // All at once, for one wait.
+    const xcb_window_t root = connection_.screen().root;
+    const auto activeCookie = request(root, AtomName::activeWindow, XCB_ATOM_WINDOW);
+    const auto stackingCookie = request(root, AtomName::stackingList, XCB_ATOM_WINDOW);
+    const auto pointerCookie = xcb_query_pointer(connection_.get(), root);
+    active_ = values(activeCookie);
+    stacking_ = values(stackingCookie);
+    try {
+        const auto reply =
+            connection_.reply<xcb_query_pointer_reply_t>(pointerCookie, "QueryPointer", remaining());
+        const double scale = pointPixelScale();
+        pointer_ = CGPoint{reply->root_x / scale, reply->root_y / scale};
+        pointedTopLevel_ = reply->child;
+    } catch (const PlatformError&) {
+        // Absent.
+    }
 }
 
 std::optional<std::int64_t> X11FrontWindows::frontmostProcess() {
@@ -53,48 +81,18 @@ std::optional<X11FrontWindows::Window> X11FrontWindows::topmostWindow(std::int64
     for (const xcb_window_t window : stackedWindows()) {
         const Traits& known = traits(window);
         if (known.processID != processID || !known.isNormal) continue;
-        if (const auto frame = frameOnScreen(window)) return Window{window, processID, *frame};
+        if (const auto& placed = place(window)) return placed;
     }
     return std::nullopt;
-}
-
-CGRect X11FrontWindows::decoratedFrame(const Window& window) {
-    const double scale = pointPixelScale();
-    const auto frameCookie = request(window.id, AtomName::frameExtents, XCB_ATOM_CARDINAL);
-    const auto shadowCookie = request(window.id, AtomName::shadowExtents, XCB_ATOM_CARDINAL);
-    CGRect frame = window.frame;
-    const auto grow = [&frame, scale](const std::vector<std::uint32_t>& sides, double sign) {
-        if (sides.size() != 4) return;
-        const double left = sign * sides[0] / scale;
-        const double top = sign * sides[2] / scale;
-        frame.origin = {frame.minX() - left, frame.minY() - top};
-        frame.size = {frame.width() + left + sign * sides[1] / scale,
-                      frame.height() + top + sign * sides[3] / scale};
-    };
-    grow(values(frameCookie), 1);
-    grow(values(shadowCookie), -1);
-    return frame;
 }
 
 std::optional<X11FrontWindows::Pointed> X11FrontWindows::windowUnderPointer() {
-    const double scale = pointPixelScale();
-    xcb_window_t window = connection_.screen().root;
-    try {
-        for (int depth = 0; depth < kDeepestClient; ++depth) {
-            const auto reply = connection_.reply<xcb_query_pointer_reply_t>(
-                xcb_query_pointer(connection_.get(), window), "QueryPointer", remaining());
-            window = reply->child;
-            if (window == XCB_NONE) return std::nullopt;
-            const Traits& known = traits(window);
-            if (!known.tellsProcess) continue;
-            const auto frame = frameOnScreen(window);
-            if (!frame) return std::nullopt;
-            return Pointed{{window, known.processID, *frame}, {reply->root_x / scale, reply->root_y / scale}};
-        }
-    } catch (const PlatformError&) {
-        // The window went away, or the display did.
-    }
-    return std::nullopt;
+    if (!pointer_ || pointedTopLevel_ == XCB_NONE) return std::nullopt;
+    const xcb_window_t client = clientIn(pointedTopLevel_);
+    if (client == XCB_NONE) return std::nullopt;
+    const auto& placed = place(client);
+    if (!placed) return std::nullopt;
+    return Pointed{*placed, *pointer_};
 }
 
 std::chrono::milliseconds X11FrontWindows::remaining() const {
@@ -122,8 +120,7 @@ bool X11FrontWindows::hasWindowManager() {
 
 std::optional<xcb_window_t> X11FrontWindows::activeWindow() {
     const xcb_window_t root = connection_.screen().root;
-    const auto active = property(root, AtomName::activeWindow, XCB_ATOM_WINDOW);
-    if (!active.empty() && active.front() != XCB_NONE) return active.front();
+    if (!active_.empty() && active_.front() != XCB_NONE) return active_.front();
     if (hasWindowManager()) return std::nullopt;
     try {
         // The focus may be deep inside a program's window.
@@ -145,7 +142,7 @@ std::optional<xcb_window_t> X11FrontWindows::activeWindow() {
 
 std::vector<xcb_window_t> X11FrontWindows::stackedWindows() {
     const xcb_window_t root = connection_.screen().root;
-    std::vector<xcb_window_t> windows = property(root, AtomName::stackingList, XCB_ATOM_WINDOW);
+    std::vector<xcb_window_t> windows = stacking_;
     if (windows.empty()) {
         try {
             const auto tree = connection_.reply<xcb_query_tree_reply_t>(
@@ -177,32 +174,66 @@ const X11FrontWindows::Traits& X11FrontWindows::traits(xcb_window_t window) {
     return knownWindows_.emplace(window, traits).first->second;
 }
 
-std::optional<CGRect> X11FrontWindows::frameOnScreen(xcb_window_t window) {
+const std::optional<X11FrontWindows::Window>& X11FrontWindows::place(xcb_window_t window) {
+    const auto known = places_.find(window);
+    if (known != places_.end()) return known->second;
+    return places_.emplace(window, askPlace(window)).first->second;
+}
+
+std::optional<X11FrontWindows::Window> X11FrontWindows::askPlace(xcb_window_t window) {
     const auto attributesCookie = xcb_get_window_attributes(connection_.get(), window);
     const auto geometryCookie = xcb_get_geometry(connection_.get(), window);
     const auto placeCookie =
         xcb_translate_coordinates(connection_.get(), window, connection_.screen().root, 0, 0);
-    std::optional<CGRect> frame;
+    const auto frameCookie = request(window, AtomName::frameExtents, XCB_ATOM_CARDINAL);
+    const auto shadowCookie = request(window, AtomName::shadowExtents, XCB_ATOM_CARDINAL);
     try {
         const auto attributes = connection_.reply<xcb_get_window_attributes_reply_t>(
             attributesCookie, "GetWindowAttributes", remaining());
         const auto geometry =
             connection_.reply<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry", remaining());
-        const auto place = connection_.reply<xcb_translate_coordinates_reply_t>(
+        const auto origin = connection_.reply<xcb_translate_coordinates_reply_t>(
             placeCookie, "TranslateCoordinates", remaining());
+        const auto frameSides = values(frameCookie);
+        const auto shadowSides = values(shadowCookie);
+        if (attributes->map_state != XCB_MAP_STATE_VIEWABLE) return std::nullopt;
         const double scale = pointPixelScale();
-        if (attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
-            frame = CGRect{{place->dst_x / scale, place->dst_y / scale},
+        const CGRect frame{{origin->dst_x / scale, origin->dst_y / scale},
                            {geometry->width / scale, geometry->height / scale}};
-        }
+        return Window{window, traits(window).processID, frame,
+                      grown(grown(frame, frameSides, 1 / scale), shadowSides, -1 / scale)};
     } catch (const PlatformError&) {
-        // A window that has just gone fails all three; their answers must not pile up.
+        // A window that has just gone fails all of them; their answers must not pile up.
         for (const unsigned int sequence :
-             {attributesCookie.sequence, geometryCookie.sequence, placeCookie.sequence}) {
+             {attributesCookie.sequence, geometryCookie.sequence, placeCookie.sequence, frameCookie.sequence,
+              shadowCookie.sequence}) {
             xcb_discard_reply(connection_.get(), sequence);
         }
+        return std::nullopt;
     }
-    return frame;
+}
+
+/// The window that tells its program: the top-level one itself, or what a window manager put into it where
+/// the pointer is.
+xcb_window_t X11FrontWindows::clientIn(xcb_window_t topLevel) {
+    const auto known = knownClients_.find(topLevel);
+    if (known != knownClients_.end()) return known->second;
+    xcb_window_t window = topLevel;
+    try {
+        for (int depth = 0; depth < kDeepestClient && window != XCB_NONE; ++depth) {
+            if (traits(window).tellsProcess) {
+                knownClients_[topLevel] = window;
+                return window;
+            }
+            window = connection_
+                         .reply<xcb_query_pointer_reply_t>(xcb_query_pointer(connection_.get(), window),
+                                                           "QueryPointer", remaining())
+                         ->child;
+        }
+    } catch (const PlatformError&) {
+        // The window went away, or the display did.
+    }
+    return XCB_NONE;
 }
 
 }  // namespace varnelle

@@ -19,13 +19,13 @@ namespace varnelle {
 /// what a display that is lost or silent would have told is absent.
 class X11FrontWindows {
 public:
-    /// A window of a program, without its decoration.
     struct Window {
         xcb_window_t id = XCB_NONE;
         /// Below zero for the windows of a program that doesn't tell its process: the same number for all of
         /// one program's.
         std::int64_t processID = 0;
-        CGRect frame;  ///< global points, origin top left
+        CGRect frame;           ///< without decoration; global points, origin top left
+        CGRect decoratedFrame;  ///< with what the window manager drew, without a shadow of the program's own
 
         bool operator==(const Window&) const = default;
     };
@@ -42,8 +42,6 @@ public:
     [[nodiscard]] std::optional<std::int64_t> frontmostProcess();
     /// The topmost normal window of a process that is on the screen.
     [[nodiscard]] std::optional<Window> topmostWindow(std::int64_t processID);
-    /// With the decoration that the window manager drew, and without the shadow that the program drew itself.
-    [[nodiscard]] CGRect decoratedFrame(const Window& window);
     [[nodiscard]] std::optional<Pointed> windowUnderPointer();
 
 private:
@@ -78,12 +76,25 @@ private:
     /// Top-level windows, the topmost first.
     [[nodiscard]] std::vector<xcb_window_t> stackedWindows();
     const Traits& traits(xcb_window_t window);
-    [[nodiscard]] std::optional<CGRect> frameOnScreen(xcb_window_t window);
+    /// Absent if the window isn't on the screen.
+    const std::optional<Window>& place(xcb_window_t window);
+    [[nodiscard]] std::optional<Window> askPlace(xcb_window_t window);
+    [[nodiscard]] xcb_window_t clientIn(xcb_window_t topLevel);
 
     X11Connection connection_;
     std::vector<xcb_atom_t> atoms_;
     std::chrono::steady_clock::time_point deadline_;
+
+    // For one sample.
+    std::vector<std::uint32_t> active_;
+    std::vector<std::uint32_t> stacking_;
+    std::optional<CGPoint> pointer_;
+    xcb_window_t pointedTopLevel_ = XCB_NONE;
+    std::map<xcb_window_t, std::optional<Window>> places_;
+
+    // For some samples.
     std::map<xcb_window_t, Traits> knownWindows_;
+    std::map<xcb_window_t, xcb_window_t> knownClients_;  ///< the windows in frames
     std::chrono::steady_clock::time_point knownSince_;
 };
 

@@ -121,9 +121,24 @@ void X11Keyboard::load() {
     std::unique_ptr<xkb_keymap, Release> keymap(xkb_x11_keymap_new_from_device(
         context_.get(), connection_.get(), deviceID_, XKB_KEYMAP_COMPILE_NO_FLAGS));
     if (keymap == nullptr) return;
+    // Later on what is in force is known from the events so far. The server would tell what is in force now,
+    // and the keys that were pressed before now are still to come.
     std::unique_ptr<xkb_state, Release> state(
-        xkb_x11_state_new_from_device(keymap.get(), connection_.get(), deviceID_));
+        state_ == nullptr ? xkb_x11_state_new_from_device(keymap.get(), connection_.get(), deviceID_)
+                          : xkb_state_new(keymap.get()));
     if (state == nullptr) return;
+    if (state_ != nullptr) {
+        const auto modifiers = [this](xkb_state_component part) {
+            return xkb_state_serialize_mods(state_.get(), part);
+        };
+        const auto layout = [this](xkb_state_component part) {
+            return xkb_state_serialize_layout(state_.get(), part);
+        };
+        xkb_state_update_mask(state.get(), modifiers(XKB_STATE_MODS_DEPRESSED),
+                              modifiers(XKB_STATE_MODS_LATCHED), modifiers(XKB_STATE_MODS_LOCKED),
+                              layout(XKB_STATE_LAYOUT_DEPRESSED), layout(XKB_STATE_LAYOUT_LATCHED),
+                              layout(XKB_STATE_LAYOUT_LOCKED));
+    }
     state_ = std::move(state);
     keymap_ = std::move(keymap);
 }
