@@ -31,7 +31,8 @@ constexpr std::size_t kMostSearched = 2000;
 constexpr std::size_t kSearchBatch = 32;
 constexpr std::chrono::milliseconds kSearchTime{150};
 constexpr std::chrono::seconds kKnowWindowTime{1};
-constexpr std::size_t kMostParents = 1000;
+constexpr std::chrono::seconds kKnowIdentityTime{1};
+constexpr std::size_t kMostIdentities = 1000;
 /// An element, and as many around it as the rules climb.
 constexpr std::size_t kDescribedTogether = 4;
 /// Trees are not this deep; some programs tell circles.
@@ -186,7 +187,7 @@ public:
     Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset)
         : tree_(tree), reference_(std::move(reference)), offset_(offset) {}
     std::optional<std::string> role() override {
-        const Description& known = tree_.describe(reference_);
+        const Identity& known = tree_.describe(reference_).identity;
         if (!known.role) return std::nullopt;
         const std::string_view role = storedRole(*known.role, known.states);
         // What a program holds directly is a window, even where its toolkit calls it a container.
@@ -194,7 +195,7 @@ public:
         return std::string(isTopLevel && isContainer(role) ? "AXWindow" : role);
     }
     std::unique_ptr<AccessibilityElement> parent() override {
-        const auto& parent = tree_.describe(reference_).parent;
+        const auto& parent = tree_.describe(reference_).identity.parent;
         // Above a program stands the registry, which is no part of what the user sees.
         if (!parent || parent->busName != reference_.busName) return nullptr;
         return std::make_unique<Element>(tree_, *parent, offset_);
@@ -222,13 +223,12 @@ AtspiAccessibility::~AtspiAccessibility() = default;
 
 void AtspiAccessibility::beginSample(Deadline deadline) {
     deadline_ = deadline;
-    // Kept for a while only, since programs come and go.
-    if (parents_.size() > kMostParents) parents_.clear();
+    if (identities_.size() > kMostIdentities) identities_.clear();
     descriptions_.clear();
     if (bus_ != nullptr && !bus_->isConnected()) {
         bus_ = nullptr;
         windows_.clear();
-        parents_.clear();
+        identities_.clear();
         applications_.clear();
         focus_.clear();
         leftAloneUntil_.clear();
@@ -264,7 +264,7 @@ std::unique_ptr<AccessibilityElement> AtspiAccessibility::focusedElement(std::in
     if (!window) return nullptr;
     KnownFocus& known = focus_[window->reference.busName];
     if (!known.reference.isNull()) {
-        if (hasState(describe(known.reference).states, ATSPI_STATE_FOCUSED)) {
+        if (hasState(describe(known.reference, States::fresh).identity.states, ATSPI_STATE_FOCUSED)) {
             return std::make_unique<Element>(*this, known.reference, window->offset);
         }
     }
@@ -421,39 +421,55 @@ std::optional<AtspiAccessibility::Window> AtspiAccessibility::searchWindow(std::
     return best;
 }
 
-const AtspiAccessibility::Description& AtspiAccessibility::describe(const AtspiReference& object) {
+const AtspiAccessibility::Description& AtspiAccessibility::describe(const AtspiReference& object,
+                                                                    States states) {
     const auto known = descriptions_.find(object);
-    if (known != descriptions_.end()) return known->second;
-    // Whoever asks for an element will ask for those around it, and all that the rules need of each: one
-    // wait.
-    constexpr std::size_t questions = 4;
-    std::vector<AtspiReference> objects{object};
-    for (auto parent = parents_.find(object);
-         parent != parents_.end() && objects.size() < kDescribedTogether &&
-         !descriptions_.contains(parent->second);
-         parent = parents_.find(parent->second)) {
-        objects.push_back(parent->second);
-    }
+    if (known != descriptions_.end() && states == States::known) return known->second;
+    // Whoever asks for an element will ask for those around it: one wait for all of them.
+    const std::vector<AtspiReference> objects = objectAndKnownParents(object);
+    constexpr std::size_t kQuestions = 4;
     std::vector<DBusMessageHandle> messages;
     for (const AtspiReference& each : objects) {
-        messages.push_back(question(each, kAccessible, "GetRole"));
-        messages.push_back(question(each, kAccessible, "GetState"));
+        const auto identity = identities_.find(each);
+        const bool isNew = identity == identities_.end() || identity->second.until < Clock::now();
+        const bool asksStates = isNew || (each == object && states == States::fresh);
         messages.push_back(extentsQuestion(each));
-        messages.push_back(parentQuestion(each));
+        messages.push_back(isNew ? question(each, kAccessible, "GetRole") : nullptr);
+        messages.push_back(isNew ? parentQuestion(each) : nullptr);
+        messages.push_back(asksStates ? question(each, kAccessible, "GetState") : nullptr);
     }
     std::vector<DBusClient::Reply> replies(messages.size());
-    if (!call(object.busName, messages, replies)) return descriptions_[object];
+    if (!call(object.busName, messages, replies)) {
+        identities_.erase(object);
+        return descriptions_[object] = {};
+    }
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        const auto reply = [&replies, i](std::size_t index) {
-            return replies[i * questions + index].message.get();
+        const std::size_t first = i * kQuestions;
+        const auto reply = [&replies, first](std::size_t index) {
+            return replies[first + index].message.get();
         };
-        auto parent = readReference(reply(3));
-        const bool isOfProgram = parent && parent->busName == object.busName;
-        if (isOfProgram) parents_[objects[i]] = *parent;
-        descriptions_[objects[i]] = {readNumber<dbus_uint32_t>(reply(0), DBUS_TYPE_UINT32),
-                                     readStates(reply(1)), readExtents(reply(2)), std::move(parent)};
+        Identity& identity = identities_[objects[i]];
+        if (messages[first + 1] != nullptr) {
+            identity.role = readNumber<dbus_uint32_t>(reply(1), DBUS_TYPE_UINT32);
+            identity.parent = readReference(reply(2));
+            identity.until = Clock::now() + kKnowIdentityTime;
+        }
+        if (messages[first + 3] != nullptr) identity.states = readStates(reply(3));
+        descriptions_[objects[i]] = {identity, readExtents(reply(0))};
     }
     return descriptions_[object];
+}
+
+std::vector<AtspiReference> AtspiAccessibility::objectAndKnownParents(const AtspiReference& object) const {
+    std::vector<AtspiReference> objects{object};
+    while (objects.size() < kDescribedTogether) {
+        const auto identity = identities_.find(objects.back());
+        if (identity == identities_.end() || !identity->second.parent) break;
+        const AtspiReference& parent = *identity->second.parent;
+        if (parent.busName != object.busName || descriptions_.contains(parent)) break;
+        objects.push_back(parent);
+    }
+    return objects;
 }
 
 std::optional<AtspiReference> AtspiAccessibility::searchFocus(const AtspiReference& window) {

@@ -56,12 +56,18 @@ private:
         AtspiReference reference;
         CGPoint offset;
     };
-    struct Description {
+    /// What seldom changes while an object is there.
+    struct Identity {
         std::optional<std::uint32_t> role;
         AtspiStates states = 0;
-        std::optional<CGRect> extents;
         std::optional<AtspiReference> parent;
+        Deadline until;
     };
+    struct Description {
+        Identity identity;
+        std::optional<CGRect> extents;
+    };
+    enum class States { known, fresh };
     struct KnownWindow {
         std::int64_t processID = 0;
         CGRect frame;
@@ -87,7 +93,8 @@ private:
     std::optional<Window> windowOf(std::int64_t processID, const CGRect& windowFrame);
     std::optional<Window> searchWindow(std::int64_t processID, const CGRect& windowFrame);
     /// What was asked during this sample already is not asked again.
-    const Description& describe(const AtspiReference& object);
+    const Description& describe(const AtspiReference& object, States states = States::known);
+    std::vector<AtspiReference> objectAndKnownParents(const AtspiReference& object) const;
     std::optional<AtspiReference> searchFocus(const AtspiReference& window);
     std::optional<CGRect> selectedTextBounds(const AtspiReference& object);
 
@@ -100,8 +107,7 @@ private:
     std::map<std::string, KnownFocus> focus_;  ///< by bus name
     std::vector<KnownWindow> windows_;
     std::map<AtspiReference, Description> descriptions_;  ///< of this sample
-    /// Of the sample before too: an element is mostly asked for together with those around it.
-    std::map<AtspiReference, AtspiReference> parents_;
+    std::map<AtspiReference, Identity> identities_;       ///< of the samples before too
 };
 
 }  // namespace varnelle

@@ -90,32 +90,29 @@ void DBusClient::callAll(std::span<DBusMessageHandle> messages, std::span<Reply>
         }
         pending[i].reset(call);
     }
-    bool hasRested = pending.empty() || pending.back() == nullptr;
+    const auto isOpen = [](const PendingCall& call) {
+        return call != nullptr && dbus_pending_call_get_completed(call.get()) == FALSE;
+    };
+    dispatchAll();
+    while (isConnected()) {
+        const auto openCount = std::count_if(pending.begin(), pending.end(), isOpen);
+        const int timeout = millisecondsUntil(deadline);
+        if (openCount == 0 || timeout == 0) break;
+        // The library's own blocking call first waits, without end, until everything is sent.
+        dbus_connection_read_write(connection_, timeout);
+        dispatchAll();
+        // Answers to several calls come one after the other; one nap costs less than waking up for each.
+        if (openCount > 2) std::this_thread::sleep_for(kAnswersTime);
+    }
     for (std::size_t i = 0; i < messages.size(); ++i) {
         replies[i] = {};
-        if (pending[i] == nullptr) continue;
-        while (true) {
-            dispatchAll();
-            if (dbus_pending_call_get_completed(pending[i].get()) != FALSE || !isConnected()) break;
-            const int timeout = millisecondsUntil(deadline);
-            if (timeout == 0) break;
-            // The library's own blocking call first waits, without end, until everything is sent.
-            dbus_connection_read_write(connection_, timeout);
-            if (i + 1 < messages.size() && !hasRested) {
-                // Answers to several calls come one after the other; one nap costs less than a wake-up for
-                // each.
-                dispatchAll();
-                hasRested = dbus_pending_call_get_completed(pending.back().get()) == FALSE;
-                if (hasRested) std::this_thread::sleep_for(kAnswersTime);
-            }
-        }
-        if (dbus_pending_call_get_completed(pending[i].get()) == FALSE) {
+        if (isOpen(pending[i])) {
             if (isConnected()) replies[i].outcome = Outcome::timedOut;
-            continue;
+        } else if (pending[i] != nullptr) {
+            DBusMessageHandle answer(dbus_pending_call_steal_reply(pending[i].get()));
+            if (answer == nullptr || dbus_message_get_type(answer.get()) == DBUS_MESSAGE_TYPE_ERROR) continue;
+            replies[i] = {Outcome::answered, std::move(answer)};
         }
-        DBusMessageHandle answer(dbus_pending_call_steal_reply(pending[i].get()));
-        if (answer == nullptr || dbus_message_get_type(answer.get()) == DBUS_MESSAGE_TYPE_ERROR) continue;
-        replies[i] = {Outcome::answered, std::move(answer)};
     }
 }
 
