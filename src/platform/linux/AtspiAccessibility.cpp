@@ -244,17 +244,34 @@ std::unique_ptr<AccessibilityElement> AtspiAccessibility::elementAt(CGPoint plac
     const double scale = pointPixelScale();
     const auto x = static_cast<dbus_int32_t>(std::lround((place.x - window->offset.x) * scale));
     const auto y = static_cast<dbus_int32_t>(std::lround((place.y - window->offset.y) * scale));
+    const auto pointQuestion = [x, y](const AtspiReference& object) {
+        return makeCall(object.busName.c_str(), object.path.c_str(), kComponent, "GetAccessibleAtPoint",
+                        DBUS_TYPE_INT32, &x, DBUS_TYPE_INT32, &y, DBUS_TYPE_UINT32, &kScreenCoordinates,
+                        DBUS_TYPE_INVALID);
+    };
+    // Mostly the pointer is where it was, and so is the keyboard: what will be asked then is asked now.
+    AtspiReference expected = lastPointed_;
+    if (expected.busName != window->reference.busName) expected = window->reference;
+    std::vector<Wanted> wanted;
+    want(expected, States::known, wanted);
+    const auto focus = focus_.find(expected.busName);
+    if (focus != focus_.end() && !focus->second.reference.isNull()) {
+        want(focus->second.reference, States::fresh, wanted);
+    }
+    std::array<DBusMessageHandle, 2> messages{pointQuestion(window->reference), pointQuestion(expected)};
+    std::array<DBusClient::Reply, 2> answers;
+    if (!describeAll(expected.busName, wanted, messages, answers)) return nullptr;
     AtspiReference found = window->reference;
+    DBusMessageHandle answer = std::move(answers[0].message);
     for (int depth = 0; depth < kDeepest; ++depth) {
         // Some toolkits answer with the innermost object, some with the next one on the way there.
-        const auto reply =
-            call(found, makeCall(found.busName.c_str(), found.path.c_str(), kComponent,
-                                 "GetAccessibleAtPoint", DBUS_TYPE_INT32, &x, DBUS_TYPE_INT32, &y,
-                                 DBUS_TYPE_UINT32, &kScreenCoordinates, DBUS_TYPE_INVALID));
-        auto inner = readReference(reply.get());
+        auto inner = readReference(answer.get());
         if (!inner || *inner == found || inner->busName != found.busName) break;
         found = *std::move(inner);
+        const bool isAnswered = found == expected && answers[1].message != nullptr;
+        answer = isAnswered ? std::move(answers[1].message) : call(found, pointQuestion(found));
     }
+    lastPointed_ = found;
     return std::make_unique<Element>(*this, found, window->offset);
 }
 
@@ -424,52 +441,65 @@ std::optional<AtspiAccessibility::Window> AtspiAccessibility::searchWindow(std::
 const AtspiAccessibility::Description& AtspiAccessibility::describe(const AtspiReference& object,
                                                                     States states) {
     const auto known = descriptions_.find(object);
-    if (known != descriptions_.end() && states == States::known) return known->second;
-    // Whoever asks for an element will ask for those around it: one wait for all of them.
-    const std::vector<AtspiReference> objects = objectAndKnownParents(object);
-    constexpr std::size_t kQuestions = 4;
+    if (known != descriptions_.end() && (states == States::known || known->second.hasFreshStates)) {
+        return known->second;
+    }
+    // Whoever asks for an element will ask for those around it.
+    std::vector<Wanted> wanted;
+    want(object, states, wanted);
+    describeAll(object.busName, wanted);
+    return descriptions_[object];
+}
+
+bool AtspiAccessibility::describeAll(const std::string& busName, const std::vector<Wanted>& wanted,
+                                     std::span<DBusMessageHandle> questions,
+                                     std::span<DBusClient::Reply> answers) {
+    constexpr std::size_t kPerObject = 4;
     std::vector<DBusMessageHandle> messages;
-    for (const AtspiReference& each : objects) {
-        const auto identity = identities_.find(each);
+    for (const auto& [object, states] : wanted) {
+        const auto identity = identities_.find(object);
         const bool isNew = identity == identities_.end() || identity->second.until < Clock::now();
-        const bool asksStates = isNew || (each == object && states == States::fresh);
-        messages.push_back(extentsQuestion(each));
-        messages.push_back(isNew ? question(each, kAccessible, "GetRole") : nullptr);
-        messages.push_back(isNew ? parentQuestion(each) : nullptr);
-        messages.push_back(asksStates ? question(each, kAccessible, "GetState") : nullptr);
+        const bool asksStates = isNew || states == States::fresh;
+        messages.push_back(extentsQuestion(object));
+        messages.push_back(isNew ? question(object, kAccessible, "GetRole") : nullptr);
+        messages.push_back(isNew ? parentQuestion(object) : nullptr);
+        messages.push_back(asksStates ? question(object, kAccessible, "GetState") : nullptr);
     }
+    for (DBusMessageHandle& further : questions) messages.push_back(std::move(further));
     std::vector<DBusClient::Reply> replies(messages.size());
-    if (!call(object.busName, messages, replies)) {
-        identities_.erase(object);
-        return descriptions_[object] = {};
-    }
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        const std::size_t first = i * kQuestions;
+    if (!call(busName, messages, replies)) return false;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const std::size_t first = i * kPerObject;
         const auto reply = [&replies, first](std::size_t index) {
             return replies[first + index].message.get();
         };
-        Identity& identity = identities_[objects[i]];
+        Identity& identity = identities_[wanted[i].object];
         if (messages[first + 1] != nullptr) {
             identity.role = readNumber<dbus_uint32_t>(reply(1), DBUS_TYPE_UINT32);
             identity.parent = readReference(reply(2));
             identity.until = Clock::now() + kKnowIdentityTime;
         }
-        if (messages[first + 3] != nullptr) identity.states = readStates(reply(3));
-        descriptions_[objects[i]] = {identity, readExtents(reply(0))};
+        const bool hasFreshStates = messages[first + 3] != nullptr;
+        if (hasFreshStates) identity.states = readStates(reply(3));
+        descriptions_[wanted[i].object] = {identity, readExtents(reply(0)), hasFreshStates};
     }
-    return descriptions_[object];
+    std::move(replies.end() - static_cast<std::ptrdiff_t>(answers.size()), replies.end(), answers.begin());
+    return true;
 }
 
-std::vector<AtspiReference> AtspiAccessibility::objectAndKnownParents(const AtspiReference& object) const {
-    std::vector<AtspiReference> objects{object};
-    while (objects.size() < kDescribedTogether) {
-        const auto identity = identities_.find(objects.back());
-        if (identity == identities_.end() || !identity->second.parent) break;
-        const AtspiReference& parent = *identity->second.parent;
-        if (parent.busName != object.busName || descriptions_.contains(parent)) break;
-        objects.push_back(parent);
+void AtspiAccessibility::want(const AtspiReference& object, States states,
+                              std::vector<Wanted>& wanted) const {
+    wanted.push_back({object, states});
+    AtspiReference last = object;
+    for (std::size_t count = 1; count < kDescribedTogether; ++count) {
+        const auto identity = identities_.find(last);
+        if (identity == identities_.end() || !identity->second.parent) return;
+        last = *identity->second.parent;
+        const bool isWanted = std::any_of(wanted.begin(), wanted.end(),
+                                          [&last](const Wanted& each) { return each.object == last; });
+        if (last.busName != object.busName || isWanted || descriptions_.contains(last)) return;
+        wanted.push_back({last, States::known});
     }
-    return objects;
 }
 
 std::optional<AtspiReference> AtspiAccessibility::searchFocus(const AtspiReference& window) {

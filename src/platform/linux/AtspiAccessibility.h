@@ -66,8 +66,13 @@ private:
     struct Description {
         Identity identity;
         std::optional<CGRect> extents;
+        bool hasFreshStates = false;
     };
     enum class States { known, fresh };
+    struct Wanted {
+        AtspiReference object;
+        States states = States::known;
+    };
     struct KnownWindow {
         std::int64_t processID = 0;
         CGRect frame;
@@ -94,7 +99,13 @@ private:
     std::optional<Window> searchWindow(std::int64_t processID, const CGRect& windowFrame);
     /// What was asked during this sample already is not asked again.
     const Description& describe(const AtspiReference& object, States states = States::known);
-    std::vector<AtspiReference> objectAndKnownParents(const AtspiReference& object) const;
+    /// Describes objects of one program, and asks it further questions, with one wait for everything. False
+    /// if it doesn't answer.
+    bool describeAll(const std::string& busName, const std::vector<Wanted>& wanted,
+                     std::span<DBusMessageHandle> questions = {}, std::span<DBusClient::Reply> answers = {});
+    /// Adds an object, and those around it as far as they are known, for as long as they aren't described
+    /// yet.
+    void want(const AtspiReference& object, States states, std::vector<Wanted>& wanted) const;
     std::optional<AtspiReference> searchFocus(const AtspiReference& window);
     std::optional<CGRect> selectedTextBounds(const AtspiReference& object);
 
@@ -106,6 +117,7 @@ private:
     std::map<std::string, Deadline> leftAloneUntil_;
     std::map<std::string, KnownFocus> focus_;  ///< by bus name
     std::vector<KnownWindow> windows_;
+    AtspiReference lastPointed_;
     std::map<AtspiReference, Description> descriptions_;  ///< of this sample
     std::map<AtspiReference, Identity> identities_;       ///< of the samples before too
 };
