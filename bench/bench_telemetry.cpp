@@ -69,8 +69,8 @@ double record(double seconds, const URL& file) {
 
 }  // namespace
 
-/// bench_telemetry SECONDS FILE: records the telemetry of the display of $DISPLAY, and nothing else, while the
-/// pointer moves. Prints the milliseconds of processor time that this takes a second.
+/// bench_telemetry SECONDS FILE: records the telemetry of the display of $DISPLAY, and nothing else, while
+/// the pointer moves. Prints the milliseconds of processor time that this takes a second.
 int main(int argc, char** argv) {
     if (argc != 3) {
         std::cerr << "bench_telemetry SECONDS FILE\n";

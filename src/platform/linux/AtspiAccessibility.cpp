@@ -393,7 +393,7 @@ std::optional<AtspiAccessibility::Window> AtspiAccessibility::windowOf(std::int6
     for (const KnownWindow& known : windows_) {
         if (known.processID == processID && known.frame == windowFrame) return known.window;
     }
-    const auto window = searchWindow(processID, windowFrame);
+    auto window = searchWindow(processID, windowFrame);
     if (window) windows_.push_back({processID, windowFrame, *window, now + kKnowWindowTime});
     return window;
 }
@@ -409,6 +409,7 @@ std::optional<AtspiAccessibility::Window> AtspiAccessibility::searchWindow(std::
         return std::nullopt;
     }
     std::vector<DBusMessageHandle> messages;
+    messages.reserve(windows.size());
     for (const AtspiReference& window : windows) messages.push_back(extentsQuestion(window));
     std::vector<DBusClient::Reply> replies(messages.size());
     if (!call(*application, messages, replies)) return std::nullopt;

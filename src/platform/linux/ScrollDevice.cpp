@@ -18,7 +18,7 @@ void addNotches(ScrollEvent& event, bool isHorizontal, double notches) {
 
 }  // namespace
 
-ScrollDevice::ScrollDevice(std::vector<ScrollAxis> axes) {
+ScrollDevice::ScrollDevice(const std::vector<ScrollAxis>& axes) {
     for (const ScrollAxis& axis : axes) axes_.push_back({axis, std::nullopt});
 }
 

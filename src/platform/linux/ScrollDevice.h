@@ -35,7 +35,7 @@ struct ValuatorChange {
 /// X tells no momentum: what goes on after the fingers' release is made by the toolkits.
 class ScrollDevice {
 public:
-    explicit ScrollDevice(std::vector<ScrollAxis> axes = {});
+    explicit ScrollDevice(const std::vector<ScrollAxis>& axes = {});
     /// Absent if nothing scrolled.
     std::optional<ScrollEvent> motion(std::span<const ValuatorChange> changes);
     /// A button that goes down; `isEmulated` if the server made it up.

@@ -34,6 +34,7 @@ CGRect grown(const CGRect& rect, const std::vector<std::uint32_t>& sides, double
 X11FrontWindows::X11FrontWindows(const std::string& displayName) : connection_(displayName) {
     static_assert(kAtomNames.size() == static_cast<std::size_t>(AtomName::count));
     std::vector<xcb_intern_atom_cookie_t> cookies;
+    cookies.reserve(kAtomNames.size());
     for (const std::string_view name : kAtomNames) {
         cookies.push_back(
             xcb_intern_atom(connection_.get(), 0, static_cast<std::uint16_t>(name.size()), name.data()));

@@ -1,14 +1,12 @@
 #include "platform/linux/X11Keyboard.h"
 
-// The header has a field of this name.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <algorithm>
 #include <array>
+
+#include "platform/linux/XcbXkb.h"
 
 namespace varnelle {
 namespace {
