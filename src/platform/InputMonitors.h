@@ -11,6 +11,7 @@ struct ScrollEvent {
     double scrollingDeltaX = 0;  ///< points
     double scrollingDeltaY = 0;  ///< points
     bool isMomentum = false;     ///< of the phase that follows the fingers' release
+    double ageSeconds = 0;       ///< how long ago it happened; desktops may tell in bunches
 
     bool operator==(const ScrollEvent&) const = default;
 };

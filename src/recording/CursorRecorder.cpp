@@ -103,9 +103,11 @@ bool CursorRecorder::isRunning() {
 
 void CursorRecorder::installMonitors() {
     if (inputs_.monitors == nullptr || scrollMonitor_ != nullptr || keyMonitor_ != nullptr) return;
-    // Events are timed when they arrive; the queue may be busy.
+    // Events are timed when they arrive, or happened; the queue may be busy.
     scrollMonitor_ = inputs_.monitors->addScrollMonitor([this](const ScrollEvent& event) {
-        queue_.async([this, time = clock_(), event] { addScroll(time, event); });
+        const CMTime time =
+            clock_() - hostTimeFromNanoseconds(std::llround(event.ageSeconds * kHostTimescale));
+        queue_.async([this, time, event] { addScroll(time, event); });
     });
     keyMonitor_ = inputs_.monitors->addKeyMonitor([this](const KeyDownEvent& event) {
         queue_.async([this, time = clock_(), event] { addKey(time, event); });

@@ -73,8 +73,14 @@ TEST(InputMonitors, TellTheWheelWhereverThePointerIs) {
         robot.setButton(button, false);
     }
     ASSERT_TRUE(events.waitForCount(4, kDeadline));
-    EXPECT_THAT(events.items(), ElementsAre(ScrollEvent{0, 48, false}, ScrollEvent{0, -48, false},
-                                            ScrollEvent{48, 0, false}, ScrollEvent{-48, 0, false}));
+    std::vector<std::pair<double, double>> deltas;
+    for (const ScrollEvent& event : events.items()) {
+        deltas.emplace_back(event.scrollingDeltaX, event.scrollingDeltaY);
+        EXPECT_GE(event.ageSeconds, 0);
+        EXPECT_LE(event.ageSeconds, 1);
+    }
+    EXPECT_THAT(deltas,
+                ElementsAre(std::pair(0, 48), std::pair(0, -48), std::pair(48, 0), std::pair(-48, 0)));
     monitor = nullptr;
     robot.setButton(4, true);
     robot.setButton(4, false);

@@ -212,6 +212,18 @@ TEST(CursorRecorder, ScrollsCloseTogetherAreOneSample) {
     EXPECT_NEAR(samples[3].timeSeconds, 3, 1e-9) << "the one at 2 s is none";
 }
 
+TEST(CursorRecorder, ScrollsAreTimedWhenTheyHappened) {
+    Scene scene;
+    // Two that arrive together, 20 ms apart, and one that is older than the recording.
+    scene.scroll(1, {1, 0, false, 0.03});
+    scene.scroll(1, {1, 0, false, 0.01});
+    scene.scroll(0.001, {1, 0, false, 0.5});
+    const auto samples = scene.save().scrollSamples;
+    ASSERT_EQ(samples.size(), 2U) << "the last one lies before the one before it, and so belongs to that";
+    EXPECT_NEAR(samples[0].timeSeconds, 0.97, 1e-9);
+    EXPECT_NEAR(samples[1].timeSeconds, 0.99, 1e-9);
+}
+
 TEST(CursorRecorder, EventsTellWhetherThePointerIsInTheRegion) {
     for (const bool isInside : {true, false}) {
         Scene scene(isInside ? CGPoint{150, 100} : CGPoint{10, 10});

@@ -11,8 +11,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// For the rest of the answers to arrive, once there is the first.
-constexpr std::chrono::microseconds kAnswersTime{700};
+/// For the answers of a program that is well to arrive.
+constexpr std::chrono::milliseconds kAnswersTime{1};
 
 int millisecondsUntil(Clock::time_point deadline) {
     const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -98,11 +98,11 @@ void DBusClient::callAll(std::span<DBusMessageHandle> messages, std::span<Reply>
         const auto openCount = std::count_if(pending.begin(), pending.end(), isOpen);
         const int timeout = millisecondsUntil(deadline);
         if (openCount == 0 || timeout == 0) break;
+        // Answers to several calls come one after the other; one nap costs less than waking up for each.
+        if (openCount > 2) std::this_thread::sleep_for(kAnswersTime);
         // The library's own blocking call first waits, without end, until everything is sent.
         dbus_connection_read_write(connection_, timeout);
         dispatchAll();
-        // Answers to several calls come one after the other; one nap costs less than waking up for each.
-        if (openCount > 2) std::this_thread::sleep_for(kAnswersTime);
     }
     for (std::size_t i = 0; i < messages.size(); ++i) {
         replies[i] = {};

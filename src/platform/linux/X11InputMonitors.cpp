@@ -18,16 +18,25 @@
 namespace varnelle {
 namespace {
 
-/// Every motion of the pointer is a raw event too, up to a thousand times a second. They are read in bunches:
-/// that delays a scroll by no more than this, about the time within which scrolls become one sample anyway.
-constexpr std::chrono::milliseconds kBunchTime{11};
-
+/// Every motion of the pointer is a raw event too, up to a thousand times a second. They are read in bunches;
+/// events tell their time.
+constexpr std::chrono::milliseconds kBunchTime{40};
 constexpr std::chrono::milliseconds kNoRest{0};
+constexpr std::chrono::milliseconds kOldestEvent{1000};
 
 constexpr double kFixedPointUnit = 4294967296.0;
 
 double number(const xcb_input_fp3232_t& value) {
     return value.integral + value.frac / kFixedPointUnit;
+}
+
+/// Servers stamp events with the milliseconds of the monotonic clock, cut to 32 bits. A stamp of another
+/// clock is taken for now.
+double ageSeconds(xcb_timestamp_t time) {
+    const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+    const std::uint32_t age = static_cast<std::uint32_t>(now.count()) - time;
+    return age <= kOldestEvent.count() ? age / 1000.0 : 0;
 }
 
 /// Hands the events of a connection to a handler, on a thread of its own, until it is destroyed or the
@@ -206,14 +215,20 @@ private:
             if ((mask[valuator / 32] & (1U << (valuator % 32))) == 0) continue;
             changes_.push_back({static_cast<std::uint16_t>(valuator), number(*values++)});
         }
-        if (const auto scroll = device->second.motion(changes_)) handler_(*scroll);
+        tell(device->second.motion(changes_), event);
     }
 
     void handleButton(const xcb_input_raw_button_press_event_t& event) {
         const auto device = devices_.find(event.sourceid);
         const bool isEmulated = (event.flags & XCB_INPUT_POINTER_EVENT_FLAGS_POINTER_EMULATED) != 0;
         const ScrollDevice& source = device != devices_.end() ? device->second : unknownDevice_;
-        if (const auto scroll = source.buttonPress(event.detail, isEmulated)) handler_(*scroll);
+        tell(source.buttonPress(event.detail, isEmulated), event);
+    }
+
+    void tell(std::optional<ScrollEvent> scroll, const xcb_input_raw_button_press_event_t& event) {
+        if (!scroll) return;
+        scroll->ageSeconds = ageSeconds(event.time);
+        handler_(*scroll);
     }
 
     InputConnection connection_;
