@@ -40,116 +40,8 @@ constexpr int kDeepest = 32;
 /// Frames are whole pixels in one place and scaled in another.
 constexpr double kFrameTolerance = 2;
 
-constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
-constexpr const char* kComponent = "org.a11y.atspi.Component";
-constexpr const char* kText = "org.a11y.atspi.Text";
 constexpr const char* kRegistry = "org.a11y.atspi.Registry";
 constexpr const char* kRootPath = "/org/a11y/atspi/accessible/root";
-constexpr std::string_view kNullPath = "/org/a11y/atspi/null";
-
-const dbus_uint32_t kScreenCoordinates = ATSPI_COORD_TYPE_SCREEN;
-
-DBusMessageHandle question(const AtspiReference& object, const char* interface, const char* method) {
-    return makeCall(object.busName.c_str(), object.path.c_str(), interface, method, DBUS_TYPE_INVALID);
-}
-
-DBusMessageHandle parentQuestion(const AtspiReference& object) {
-    const char* interface = kAccessible;
-    const char* property = "Parent";
-    return makeCall(object.busName.c_str(), object.path.c_str(), DBUS_INTERFACE_PROPERTIES, "Get",
-                    DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID);
-}
-
-DBusMessageHandle extentsQuestion(const AtspiReference& object) {
-    return makeCall(object.busName.c_str(), object.path.c_str(), kComponent, "GetExtents", DBUS_TYPE_UINT32,
-                    &kScreenCoordinates, DBUS_TYPE_INVALID);
-}
-
-/// Reads (so).
-std::optional<AtspiReference> readReference(DBusMessageIter& at) {
-    if (dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_STRUCT) return std::nullopt;
-    DBusMessageIter part;
-    dbus_message_iter_recurse(&at, &part);
-    const char* busName = nullptr;
-    const char* path = nullptr;
-    if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_STRING) return std::nullopt;
-    dbus_message_iter_get_basic(&part, &busName);
-    dbus_message_iter_next(&part);
-    if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_OBJECT_PATH) return std::nullopt;
-    dbus_message_iter_get_basic(&part, &path);
-    AtspiReference reference{busName, path};
-    // Calls to anything that isn't a name of the bus are a mistake of ours, to the library.
-    if (reference.isNull() || dbus_validate_bus_name(busName, nullptr) == FALSE) return std::nullopt;
-    return reference;
-}
-
-std::optional<AtspiReference> readReference(DBusMessage* message) {
-    DBusMessageIter at;
-    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE) return std::nullopt;
-    if (dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_VARIANT) return readReference(at);
-    DBusMessageIter inner;
-    dbus_message_iter_recurse(&at, &inner);
-    return readReference(inner);
-}
-
-std::vector<AtspiReference> readReferences(DBusMessage* message) {
-    std::vector<AtspiReference> references;
-    DBusMessageIter at;
-    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE ||
-        dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_ARRAY)
-        return references;
-    DBusMessageIter item;
-    for (dbus_message_iter_recurse(&at, &item); dbus_message_iter_get_arg_type(&item) != DBUS_TYPE_INVALID;
-         dbus_message_iter_next(&item)) {
-        if (auto reference = readReference(item)) references.push_back(*std::move(reference));
-    }
-    return references;
-}
-
-/// Reads four whole numbers, in a structure or one by one: a rectangle in pixels.
-std::optional<CGRect> readExtents(DBusMessage* message) {
-    DBusMessageIter at;
-    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE) return std::nullopt;
-    DBusMessageIter part = at;
-    if (dbus_message_iter_get_arg_type(&at) == DBUS_TYPE_STRUCT) dbus_message_iter_recurse(&at, &part);
-    std::array<dbus_int32_t, 4> numbers{};
-    for (dbus_int32_t& number : numbers) {
-        if (dbus_message_iter_get_arg_type(&part) != DBUS_TYPE_INT32) return std::nullopt;
-        dbus_message_iter_get_basic(&part, &number);
-        dbus_message_iter_next(&part);
-    }
-    // What isn't shown has no area, or one below zero.
-    if (numbers[2] <= 0 || numbers[3] <= 0) return std::nullopt;
-    const double scale = pointPixelScale();
-    return CGRect{{numbers[0] / scale, numbers[1] / scale}, {numbers[2] / scale, numbers[3] / scale}};
-}
-
-AtspiStates readStates(DBusMessage* message) {
-    DBusMessageIter at;
-    if (message == nullptr || dbus_message_iter_init(message, &at) == FALSE ||
-        dbus_message_iter_get_arg_type(&at) != DBUS_TYPE_ARRAY ||
-        dbus_message_iter_get_element_type(&at) != DBUS_TYPE_UINT32)
-        return 0;
-    DBusMessageIter item;
-    dbus_message_iter_recurse(&at, &item);
-    const dbus_uint32_t* words = nullptr;
-    int count = 0;
-    dbus_message_iter_get_fixed_array(&item, &words, &count);
-    AtspiStates states = 0;
-    if (count > 0) states = words[0];
-    if (count > 1) states |= AtspiStates{words[1]} << 32U;
-    return states;
-}
-
-template <typename Number>
-std::optional<Number> readNumber(DBusMessage* message, int type) {
-    Number number{};
-    if (message == nullptr ||
-        dbus_message_get_args(message, nullptr, type, &number, DBUS_TYPE_INVALID) == FALSE)
-        return std::nullopt;
-    return number;
-}
-
 /// Whether it is no use to ask for selected text.
 bool isWithoutText(std::string_view role) {
     constexpr std::array<std::string_view, 11> roles{
@@ -176,12 +68,6 @@ CGRect moved(const CGRect& rect, CGPoint offset) {
 
 }  // namespace
 
-bool AtspiReference::isNull() const {
-    return path.empty() || path == kNullPath || busName.empty();
-}
-
-/// Asks for all that the rules need at once, the first time that they need any of it: that is one wait
-/// instead of three.
 class AtspiAccessibility::Element final : public AccessibilityElement {
 public:
     Element(AtspiAccessibility& tree, AtspiReference reference, CGPoint offset)
@@ -376,7 +262,7 @@ void AtspiAccessibility::learnApplications() {
     std::vector<DBusClient::Reply> replies(messages.size());
     if (!call(DBUS_SERVICE_DBUS, messages, replies)) return;
     for (std::size_t i = 0; i < roots.size(); ++i) {
-        const auto process = readNumber<dbus_uint32_t>(replies[i].message.get(), DBUS_TYPE_UINT32);
+        const auto process = readUnsigned(replies[i].message.get());
         if (process) applications_[*process] = roots[i].busName;
     }
 }
@@ -476,7 +362,7 @@ bool AtspiAccessibility::describeAll(const std::string& busName, const std::vect
         };
         Identity& identity = identities_[wanted[i].object];
         if (messages[first + 1] != nullptr) {
-            identity.role = readNumber<dbus_uint32_t>(reply(1), DBUS_TYPE_UINT32);
+            identity.role = readUnsigned(reply(1));
             identity.parent = readReference(reply(2));
             identity.until = Clock::now() + kKnowIdentityTime;
         }
@@ -545,7 +431,7 @@ std::optional<CGRect> AtspiAccessibility::selectedTextBounds(const AtspiReferenc
                  DBUS_TYPE_INVALID)};
     std::array<DBusClient::Reply, 2> replies;
     if (!call(object.busName, messages, replies)) return std::nullopt;
-    const auto count = readNumber<dbus_int32_t>(replies[0].message.get(), DBUS_TYPE_INT32);
+    const auto count = readSigned(replies[0].message.get());
     dbus_int32_t begin = 0;
     dbus_int32_t end = 0;
     if (count.value_or(0) < 1 || replies[1].message == nullptr ||

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -12,19 +11,11 @@
 
 #include "foundation/Geometry.h"
 #include "platform/FocusInput.h"
+#include "platform/linux/AtspiMessages.h"
 #include "platform/linux/AtspiRoles.h"
 #include "platform/linux/DBusClient.h"
 
 namespace varnelle {
-
-/// An object of a program's accessibility tree.
-struct AtspiReference {
-    std::string busName;
-    std::string path;
-
-    [[nodiscard]] bool isNull() const;
-    auto operator<=>(const AtspiReference&) const = default;
-};
 
 /// The accessibility trees of other programs (AT-SPI 2, spoken straight over D-Bus, since every call needs a
 /// deadline). For one thread at a time. Nothing throws; what can't be had in time is absent.
