@@ -145,12 +145,30 @@ Row compare(const std::string& name, const std::string& desktopKind, const std::
     return {name, median(ours), median(theirs), unit, target, note};
 }
 
+/// Against one percent of a core.
+Row telemetryCost(const std::string& name) {
+    constexpr double kAllowedMillisecondsPerSecond = 10;
+    const test::TemporaryDirectory directory;
+    const Desktop desktop("still");
+    std::vector<double> taken;
+    for (int round = 0; round < kRounds; ++round) {
+        Program recorder({VARNELLE_BENCH_TELEMETRY, fmt::format("{}", kRecordedSeconds),
+                          directory.file("cursor.json").string()},
+                         {desktop.environment()});
+        taken.push_back(std::stod(recorder.readLine().value_or("nan")));
+        (void)recorder.waitForEnd();
+    }
+    return {name, median(taken), kAllowedMillisecondsPerSecond, "ms/s", 1, "(against a hundredth of a core)"};
+}
+
 }  // namespace
 
 std::vector<NamedRow> recordingRows() {
     const std::string busy = "recording a busy 1080p desktop";
     const std::string still = "recording a still 1080p desktop";
+    const std::string telemetry = "recording the telemetry of a moving pointer";
     return {
+        {telemetry, [telemetry] { return telemetryCost(telemetry); }},
         {busy, [busy] { return compare(busy, "busy", "ms/frame", 1.1, &Recording::millisecondsPerFrame); }},
         {still, [still] { return compare(still, "still", "ms/s", 0.1, &Recording::millisecondsPerSecond); }}};
 }

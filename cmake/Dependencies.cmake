@@ -20,8 +20,15 @@ pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
     xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-composite xcb-render)
 pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
+pkg_check_modules(X11_INPUT REQUIRED IMPORTED_TARGET xcb-xinput xcb-xkb xkbcommon xkbcommon-x11)
+pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
+# Only for its constants; the calls are made straight over D-Bus.
+pkg_check_modules(ATSPI REQUIRED atspi-2)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets)
+endif()
+if(VARNELLE_TESTS OR VARNELLE_BENCHMARKS)
     pkg_check_modules(XCB_TEST REQUIRED IMPORTED_TARGET xcb xcb-xtest)
 endif()

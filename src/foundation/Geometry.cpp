@@ -35,6 +35,12 @@ CGRect CGRect::intersection(const CGRect& other) const {
     return {{left, bottom}, {right - left, top - bottom}};
 }
 
+CGRect CGRect::unionWith(const CGRect& other) const {
+    const double left = std::min(minX(), other.minX());
+    const double top = std::min(minY(), other.minY());
+    return {{left, top}, {std::max(maxX(), other.maxX()) - left, std::max(maxY(), other.maxY()) - top}};
+}
+
 CGPoint CGAffineTransform::apply(CGPoint point) const {
     return {a * point.x + c * point.y + tx, b * point.x + d * point.y + ty};
 }

@@ -41,6 +41,8 @@ struct CGRect {
     [[nodiscard]] CGRect insetBy(double dx, double dy) const;
     /// The common area; empty at the origin if there is none.
     [[nodiscard]] CGRect intersection(const CGRect& other) const;
+    /// The smallest rectangle that holds both.
+    [[nodiscard]] CGRect unionWith(const CGRect& other) const;
     bool operator==(const CGRect&) const = default;
 };
 

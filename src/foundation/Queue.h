@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -31,13 +33,29 @@ public:
     [[nodiscard]] bool isCurrent() const;
 
 private:
+    friend class RepeatingTimer;
+
+    /// A handler that comes due again and again. It runs on a thread of the queue's, which waits for it along
+    /// with blocks: a thread of its own would wake twice as often.
+    struct Timer {
+        std::chrono::steady_clock::time_point deadline;  // guarded by the queue's mutex_
+        std::chrono::nanoseconds interval{};
+        std::function<void()> handler;
+        std::atomic<bool> isCancelled = false;
+    };
+
+    void addTimer(std::shared_ptr<Timer> timer);
+    void removeTimer(const std::shared_ptr<Timer>& timer);
     void run();
+    /// The timer that comes due first; null without timers. With the mutex held.
+    [[nodiscard]] std::shared_ptr<Timer> nextTimer() const;
 
     const std::string label_;
     std::mutex mutex_;
     std::condition_variable wakeUp_;
-    std::deque<std::function<void()>> blocks_;  // guarded by mutex_
-    bool isStopping_ = false;                   // guarded by mutex_
+    std::deque<std::function<void()>> blocks_;    // guarded by mutex_
+    std::vector<std::shared_ptr<Timer>> timers_;  // guarded by mutex_
+    bool isStopping_ = false;                     // guarded by mutex_
     std::vector<std::thread> threads_;
 };
 

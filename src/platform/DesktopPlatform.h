@@ -10,6 +10,8 @@
 
 #include "platform/CameraSession.h"
 #include "platform/CaptureDevices.h"
+#include "platform/FocusInput.h"
+#include "platform/InputMonitors.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
@@ -51,6 +53,9 @@ public:
         std::function<void(std::exception_ptr)> onStop) = 0;
     /// Throws `PlatformError` if there is no desktop.
     [[nodiscard]] virtual std::unique_ptr<PointerInput> makePointerInput() = 0;
+    /// Throws `PlatformError` if there is no desktop.
+    [[nodiscard]] virtual std::unique_ptr<FocusInput> makeFocusInput() = 0;
+    [[nodiscard]] virtual std::unique_ptr<InputMonitors> makeInputMonitors() = 0;
     [[nodiscard]] virtual CaptureDevices& captureDevices() = 0;
     /// `cameraID` is the unique ID of one of the cameras. Throws `PlatformError` if it can't be used.
     [[nodiscard]] virtual std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,

@@ -1,6 +1,7 @@
 #include "recording/CursorRecorder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <utility>
 
@@ -10,60 +11,63 @@ namespace varnelle {
 namespace {
 
 constexpr int kMinimumSamplesPerSecond = 30;
+constexpr std::chrono::nanoseconds windowSampleInterval{100'000'000};
+/// Scrolling by less is none.
+constexpr double kLeastScrollDelta = 0.000001;
+/// Scroll events closer together become one sample.
+constexpr double kScrollMergeSeconds = 1.0 / 90;
 
 }  // namespace
-
-CGPoint normalizedPoint(CGPoint location, const CGRect& region, bool isInside) {
-    if (region.isEmpty()) return {0.5, 0.5};
-    const double x = (location.x - region.minX()) / region.width();
-    const double y = 1 - (location.y - region.minY()) / region.height();
-    if (!isInside) return {x, y};
-    return {std::clamp(x, 0.0, 1.0), std::clamp(y, 0.0, 1.0)};
-}
-
-std::optional<CGRect> normalizedRect(const CGRect& rect, const CGRect& region) {
-    if (region.isEmpty()) return std::nullopt;
-    const double height = rect.height() / region.height();
-    return CGRect{{(rect.minX() - region.minX()) / region.width(),
-                   1 - ((rect.minY() - region.minY()) / region.height() + height)},
-                  {rect.width() / region.width(), height}};
-}
 
 std::chrono::nanoseconds cursorSampleInterval(int samplesPerSecond) {
     return std::chrono::nanoseconds(1'000'000'000 / std::max(samplesPerSecond, kMinimumSamplesPerSecond));
 }
 
 CursorRecorder::CursorRecorder(const URL& outputURL, int samplesPerSecond, const CGRect& captureRegion,
-                               std::unique_ptr<PointerInput> pointer, std::function<CMTime()> clock)
+                               CursorInputs inputs, std::function<CMTime()> clock)
     : outputURL_(outputURL),
       sampleInterval_(cursorSampleInterval(samplesPerSecond)),
       captureRegion_(captureRegion),
-      pointer_(std::move(pointer)),
+      inputs_(std::move(inputs)),
       clock_(std::move(clock)) {
     recording_.captureRegion = {captureRegion.minX(), captureRegion.minY(), captureRegion.width(),
                                 captureRegion.height()};
 }
 
 CursorRecorder::~CursorRecorder() {
+    windowTimer_ = nullptr;
+    removeMonitors();
     queue_.sync([this] { timer_ = nullptr; });
 }
 
 void CursorRecorder::start(CMTime origin) {
+    if (isRunning()) return;
     queue_.sync([this, origin] {
-        if (timer_ != nullptr) return;
         originHostTime_ = origin;
         clearSamples();
         // A button that is held already is no event.
-        const PointerState held = pointer_->currentState().value_or(PointerState{});
+        const PointerState held = inputs_.pointer->currentState().value_or(PointerState{});
         lastLeftPressed_ = held.isLeftButtonPressed;
         lastRightPressed_ = held.isRightButtonPressed;
+        lastWindowContext_ = {};
         samplePosition();
+    });
+    installMonitors();
+    queue_.sync([this] {
         timer_ = std::make_unique<RepeatingTimer>(queue_, sampleInterval_, sampleInterval_,
                                                   [this] { samplePosition(); });
     });
+    if (inputs_.focus == nullptr) return;
+    windowTimer_ = std::make_unique<RepeatingTimer>(focusQueue_, std::chrono::nanoseconds(0),
+                                                    windowSampleInterval, [this] { sampleWindow(); });
 }
 
 void CursorRecorder::stopAndSave() {
+    if (isRunning()) focusQueue_.sync([this] { sampleWindow(); });
+    windowTimer_ = nullptr;
+    removeMonitors();
+    // A tick of the timer may still have been waiting.
+    focusQueue_.sync([] {});
     // Only this thread keeps the exception; in the queue's result the queue's thread might be its last owner
     // while a caller still reads its text.
     std::exception_ptr failure;
@@ -83,6 +87,9 @@ void CursorRecorder::stopAndSave() {
 }
 
 void CursorRecorder::stopWithoutSaving() {
+    windowTimer_ = nullptr;
+    removeMonitors();
+    focusQueue_.sync([] {});
     queue_.sync([this] {
         timer_ = nullptr;
         originHostTime_ = std::nullopt;
@@ -90,14 +97,45 @@ void CursorRecorder::stopWithoutSaving() {
     });
 }
 
+bool CursorRecorder::isRunning() {
+    return queue_.sync([this] { return timer_ != nullptr; });
+}
+
+void CursorRecorder::installMonitors() {
+    if (inputs_.monitors == nullptr || scrollMonitor_ != nullptr || keyMonitor_ != nullptr) return;
+    // Events are timed when they arrive, or happened; the queue may be busy.
+    scrollMonitor_ = inputs_.monitors->addScrollMonitor([this](const ScrollEvent& event) {
+        const CMTime time =
+            clock_() - hostTimeFromNanoseconds(std::llround(event.ageSeconds * kHostTimescale));
+        queue_.async([this, time, event] { addScroll(time, event); });
+    });
+    keyMonitor_ = inputs_.monitors->addKeyMonitor([this](const KeyDownEvent& event) {
+        queue_.async([this, time = clock_(), event] { addKey(time, event); });
+    });
+}
+
+void CursorRecorder::removeMonitors() {
+    scrollMonitor_ = nullptr;
+    keyMonitor_ = nullptr;
+}
+
+void CursorRecorder::sampleWindow() {
+    if (inputs_.focus == nullptr) return;
+    const CMTime time = clock_();
+    auto context = readWindowContext(*inputs_.focus, captureRegion_);
+    if (!context) return;
+    queue_.async([this, time, context = *std::move(context)] { addWindowContext(time, context); });
+}
+
 void CursorRecorder::samplePosition() {
     if (!originHostTime_) return;
     const PointerState state =
-        pointer_->currentState().value_or(PointerState{{0, 0}, lastLeftPressed_, lastRightPressed_});
+        inputs_.pointer->currentState().value_or(PointerState{{0, 0}, lastLeftPressed_, lastRightPressed_});
     const bool isInside = captureRegion_.contains(state.location);
+    lastCursorIsVisible_ = isInside;
     const CGPoint place = normalizedPoint(state.location, captureRegion_, isInside);
     CursorMovementSample sample;
-    sample.timeSeconds = sampleTime();
+    sample.timeSeconds = sampleTime(clock_());
     sample.normalizedX = place.x;
     sample.normalizedY = place.y;
     sample.isVisible = isInside;
@@ -121,8 +159,52 @@ void CursorRecorder::noteButton(bool isPressed, bool& lastPressed, CursorActivit
     recording_.activitySamples.push_back(sample);
 }
 
-double CursorRecorder::sampleTime() const {
-    return clampedSeconds(clock_() - *originHostTime_);
+void CursorRecorder::addWindowContext(const CMTime& time, const WindowContext& context) {
+    if (!originHostTime_ || context == lastWindowContext_) return;
+    lastWindowContext_ = context;
+    CursorWindowContextSample sample;
+    sample.timeSeconds = sampleTime(time);
+    if (context.windowFrame) sample.activeWindowFrame = normalizedRect(*context.windowFrame, captureRegion_);
+    sample.focusedElementFrame = context.focusedElementFrame;
+    sample.focusedElementRole = context.focusedElementRole;
+    sample.keyboardFocusedElementFrame = context.keyboardFocusedElementFrame;
+    sample.keyboardFocusedElementRole = context.keyboardFocusedElementRole;
+    recording_.windowContextSamples.push_back(std::move(sample));
+}
+
+void CursorRecorder::addScroll(const CMTime& time, const ScrollEvent& event) {
+    if (!originHostTime_) return;
+    if (std::abs(event.scrollingDeltaX) <= kLeastScrollDelta &&
+        std::abs(event.scrollingDeltaY) <= kLeastScrollDelta)
+        return;
+    const CGSize size = captureRegion_.size;
+    CursorScrollSample sample;
+    sample.timeSeconds = sampleTime(time);
+    sample.normalizedDeltaX = size.width > 0 ? event.scrollingDeltaX / size.width : 0;
+    sample.normalizedDeltaY = size.height > 0 ? event.scrollingDeltaY / size.height : 0;
+    sample.isMomentum = event.isMomentum;
+    sample.isVisible =
+        captureRegion_.contains(inputs_.pointer->currentState().value_or(PointerState{}).location);
+    auto& samples = recording_.scrollSamples;
+    if (samples.empty() || sample.timeSeconds - samples.back().timeSeconds >= kScrollMergeSeconds) {
+        samples.push_back(sample);
+        return;
+    }
+    CursorScrollSample& last = samples.back();
+    last.normalizedDeltaX += sample.normalizedDeltaX;
+    last.normalizedDeltaY += sample.normalizedDeltaY;
+    last.isMomentum = last.isMomentum || sample.isMomentum;
+    last.isVisible = last.isVisible || sample.isVisible;
+}
+
+void CursorRecorder::addKey(const CMTime& time, const KeyDownEvent& event) {
+    if (!originHostTime_) return;
+    recording_.keyboardSamples.push_back(
+        {sampleTime(time), keyboardActivityKind(event), lastCursorIsVisible_});
+}
+
+double CursorRecorder::sampleTime(const CMTime& time) const {
+    return clampedSeconds(time - *originHostTime_);
 }
 
 void CursorRecorder::clearSamples() {

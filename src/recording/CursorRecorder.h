@@ -12,61 +12,92 @@
 #include "foundation/Queue.h"
 #include "foundation/RepeatingTimer.h"
 #include "foundation/URL.h"
+#include "platform/FocusInput.h"
+#include "platform/InputMonitors.h"
 #include "platform/PointerInput.h"
+#include "recording/ElementRules.h"
 
 namespace varnelle {
 
-/// A place in the region as fractions of its size, origin bottom left. Clamped to 0 through 1 if `isInside`;
-/// the middle for a region without area.
-CGPoint normalizedPoint(CGPoint location, const CGRect& region, bool isInside);
-/// A rectangle in the same space; absent for a region without area.
-std::optional<CGRect> normalizedRect(const CGRect& rect, const CGRect& region);
 /// Time between two looks at the pointer; rates below 30 a second are raised to it.
 std::chrono::nanoseconds cursorSampleInterval(int samplesPerSecond);
 
-/// Records what the pointer does beside a recording, at a fixed rate, and writes it as the session's
-/// telemetry file.
+/// What the recorder listens to.
+struct CursorInputs {
+    std::unique_ptr<PointerInput> pointer;
+    std::unique_ptr<InputMonitors> monitors;  ///< null for no scrolling and no keys
+    std::unique_ptr<FocusInput> focus;        ///< null for no windows
+};
+
+/// Records what pointer and keyboard do beside a recording, and what they do it to, and writes it as the
+/// session's telemetry file. The pointer is looked at at a fixed rate, the windows ten times a second;
+/// scrolling and keys arrive as events.
 ///
-/// All state lives on a queue of the recorder's own. The public operations wait for that queue; they may be
-/// called on any thread but that.
+/// The samples live on a queue of the recorder's own. Windows and accessibility elements are read on a second
+/// one, which hands on finished samples with the time at which reading began: other programs answer there,
+/// and one that is slow must not delay the pointer.
+///
+/// The public operations wait for these queues; all of them, and the destruction, are for one thread, which
+/// must be none of them.
 class CursorRecorder {
 public:
-    /// `captureRegion` in global points, origin top left. `clock` is what sample times are read from.
+    /// `captureRegion` in global points, origin top left. `clock` is what sample times are read from, on
+    /// several threads at once.
     CursorRecorder(const URL& outputURL, int samplesPerSecond, const CGRect& captureRegion,
-                   std::unique_ptr<PointerInput> pointer, std::function<CMTime()> clock = hostTimeNow);
+                   CursorInputs inputs, std::function<CMTime()> clock = hostTimeNow);
     ~CursorRecorder();
     CursorRecorder(const CursorRecorder&) = delete;
     CursorRecorder& operator=(const CursorRecorder&) = delete;
 
     /// Begins to sample, with times counted from `origin`. Does nothing if it runs already.
     void start(CMTime origin);
-    /// Takes a last sample, ends and writes the file; without a start before, it writes none. Throws
-    /// `FileError`.
+    /// Takes a last sample of everything, ends and writes the file; without a start before, it writes none.
+    /// Throws `FileError`. A program that doesn't answer delays this by up to half a second.
     void stopAndSave();
     void stopWithoutSaving();
 
 private:
+    [[nodiscard]] bool isRunning();
+    void installMonitors();
+    void removeMonitors();
+
+    // On the focus queue.
+    void sampleWindow();
+
+    // On the queue.
     void samplePosition();
     void noteButton(bool isPressed, bool& lastPressed, CursorActivityKind down, CursorActivityKind up,
                     const CursorMovementSample& place);
-    [[nodiscard]] double sampleTime() const;
+    void addWindowContext(const CMTime& time, const WindowContext& context);
+    void addScroll(const CMTime& time, const ScrollEvent& event);
+    void addKey(const CMTime& time, const KeyDownEvent& event);
+    [[nodiscard]] double sampleTime(const CMTime& time) const;
     void clearSamples();
 
     const URL outputURL_;
     const std::chrono::nanoseconds sampleInterval_;
     const CGRect captureRegion_;
-    const std::unique_ptr<PointerInput> pointer_;
+    const CursorInputs inputs_;
     const std::function<CMTime()> clock_;
 
-    // From here on queue only.
+    // Queue only.
     std::optional<CMTime> originHostTime_;
     CursorRecording recording_;
     bool lastLeftPressed_ = false;
     bool lastRightPressed_ = false;
+    bool lastCursorIsVisible_ = false;
+    WindowContext lastWindowContext_;
     std::unique_ptr<RepeatingTimer> timer_;
 
-    // Last, so that it has run all its blocks before what they use goes.
+    // Caller's thread only.
+    std::unique_ptr<InputMonitor> scrollMonitor_;
+    std::unique_ptr<InputMonitor> keyMonitor_;
+    std::unique_ptr<RepeatingTimer> windowTimer_;
+
+    // Last, and the one that is handed to last of all, so that they have run all their blocks before what
+    // these use goes.
     SerialQueue queue_{"com.varnelle.recording.cursor"};
+    SerialQueue focusQueue_{"com.varnelle.recording.focus"};
 };
 
 }  // namespace varnelle

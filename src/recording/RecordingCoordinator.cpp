@@ -190,7 +190,9 @@ void RecordingCoordinator::makeRecorders(bool usesMicrophone) {
     }
     cursorRecorder_ = std::make_unique<CursorRecorder>(
         recordingSessionDirectory_->appending("cursor.json"), kCursorSamplesPerSecond,
-        captureRegion(configuration_->source), platform_.makePointerInput(), hostClock_);
+        captureRegion(configuration_->source),
+        CursorInputs{platform_.makePointerInput(), platform_.makeInputMonitors(), platform_.makeFocusInput()},
+        hostClock_);
 }
 
 void RecordingCoordinator::makeSession(bool usesMicrophone) {

@@ -25,6 +25,8 @@ using enum ProjectAlertAnswer;
 struct FakePermissions final : SystemPermissions {
     [[nodiscard]] bool hasScreenCaptureAccess() const override { return screen; }
     [[nodiscard]] bool isAccessibilityTrusted() const override { return accessibility; }
+    void requestScreenCaptureAccess() override {}
+    void requestAccessibilityTrust() override {}
     bool screen = true;
     bool accessibility = true;
 };

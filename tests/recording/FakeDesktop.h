@@ -9,6 +9,7 @@
 
 #include "platform/DesktopPlatform.h"
 #include "recording/CameraFeed.h"
+#include "recording/FakeInputs.h"
 
 namespace varnelle::test {
 
@@ -24,6 +25,10 @@ public:
                                                    const ScreenStreamConfiguration& configuration,
                                                    std::function<void(std::exception_ptr)> onStop) override;
     std::unique_ptr<PointerInput> makePointerInput() override;
+    std::unique_ptr<FocusInput> makeFocusInput() override { return std::make_unique<FakeFocusInput>(); }
+    std::unique_ptr<InputMonitors> makeInputMonitors() override {
+        return std::make_unique<FakeInputMonitors>();
+    }
     CaptureDevices& captureDevices() override { return *this; }
     std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                      CameraOutput output) override;

@@ -13,6 +13,8 @@
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11ContentObserver.h"
 #include "platform/linux/X11Displays.h"
+#include "platform/linux/X11FocusInput.h"
+#include "platform/linux/X11InputMonitors.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
 #include "platform/linux/X11Windows.h"
@@ -71,6 +73,14 @@ std::unique_ptr<ScreenStream> LinuxDesktop::makeScreenStream(const ContentFilter
 
 std::unique_ptr<PointerInput> LinuxDesktop::makePointerInput() {
     return std::make_unique<X11PointerInput>(displayName_);
+}
+
+std::unique_ptr<FocusInput> LinuxDesktop::makeFocusInput() {
+    return std::make_unique<X11FocusInput>(displayName_);
+}
+
+std::unique_ptr<InputMonitors> LinuxDesktop::makeInputMonitors() {
+    return std::make_unique<X11InputMonitors>(displayName_);
 }
 
 CaptureDevices& LinuxDesktop::captureDevices() {

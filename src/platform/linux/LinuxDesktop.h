@@ -28,6 +28,8 @@ public:
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,
         std::function<void(std::exception_ptr)> onStop) override;
     [[nodiscard]] std::unique_ptr<PointerInput> makePointerInput() override;
+    [[nodiscard]] std::unique_ptr<FocusInput> makeFocusInput() override;
+    [[nodiscard]] std::unique_ptr<InputMonitors> makeInputMonitors() override;
     [[nodiscard]] CaptureDevices& captureDevices() override;
     [[nodiscard]] std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                                    CameraOutput output) override;
