@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 
 #include "foundation/AtomicFile.h"
 
@@ -174,7 +175,8 @@ CursorRecording readDocument(ondemand::document& document) {
 /// Builds JSON text into a file in bounded memory.
 class JSONStream {
 public:
-    explicit JSONStream(AtomicFile& file) : file_(file) { buffer_.reserve(kFlushBytes + 4096); }
+    /// `sink` is given the text in large pieces.
+    explicit JSONStream(std::function<void(std::string_view)> sink) : sink_(std::move(sink)) {}
 
     JSONStream& text(std::string_view literal) {
         buffer_ += literal;
@@ -209,14 +211,14 @@ public:
         return number(frame.width()).text(",").number(frame.height()).text("]]");
     }
     void flush() {
-        file_.write(buffer_);
+        sink_(buffer_);
         buffer_.clear();
     }
 
 private:
     static constexpr std::size_t kFlushBytes = 1 << 20;
 
-    AtomicFile& file_;
+    std::function<void(std::string_view)> sink_;
     std::string buffer_;
 };
 
@@ -278,6 +280,33 @@ void writeList(JSONStream& json, std::string_view key, const std::vector<Sample>
     json.text("]");
 }
 
+void write(const CursorRecording& recording, std::function<void(std::string_view)> sink) {
+    JSONStream json(std::move(sink));
+    json.text("{");
+    writeList(json, "activitySamples", recording.activitySamples);
+    const CursorCaptureRegion& region = recording.captureRegion;
+    json.text(",\"captureRegion\":{\"height\":").number(region.height);
+    json.text(",\"originX\":").number(region.originX);
+    json.text(",\"originY\":").number(region.originY);
+    json.text(",\"width\":").number(region.width).text("}");
+    if (!recording.keyboardSamples.empty()) {
+        json.text(",");
+        writeList(json, "keyboardSamples", recording.keyboardSamples);
+    }
+    json.text(",");
+    writeList(json, "movementSamples", recording.movementSamples);
+    if (!recording.scrollSamples.empty()) {
+        json.text(",");
+        writeList(json, "scrollSamples", recording.scrollSamples);
+    }
+    if (!recording.windowContextSamples.empty()) {
+        json.text(",");
+        writeList(json, "windowContextSamples", recording.windowContextSamples);
+    }
+    json.text("}");
+    json.flush();
+}
+
 }  // namespace
 
 CursorRecording parseCursorRecording(std::string json, const std::string& name) {
@@ -302,32 +331,15 @@ CursorRecording readCursorRecording(const URL& url) {
     return parseCursorRecording(readFile(url), url.string());
 }
 
+std::string cursorRecordingText(const CursorRecording& recording) {
+    std::string text;
+    write(recording, [&text](std::string_view piece) { text += piece; });
+    return text;
+}
+
 void writeCursorRecording(const CursorRecording& recording, const URL& url) {
     AtomicFile file(url);
-    JSONStream json(file);
-    json.text("{");
-    writeList(json, "activitySamples", recording.activitySamples);
-    const CursorCaptureRegion& region = recording.captureRegion;
-    json.text(",\"captureRegion\":{\"height\":").number(region.height);
-    json.text(",\"originX\":").number(region.originX);
-    json.text(",\"originY\":").number(region.originY);
-    json.text(",\"width\":").number(region.width).text("}");
-    if (!recording.keyboardSamples.empty()) {
-        json.text(",");
-        writeList(json, "keyboardSamples", recording.keyboardSamples);
-    }
-    json.text(",");
-    writeList(json, "movementSamples", recording.movementSamples);
-    if (!recording.scrollSamples.empty()) {
-        json.text(",");
-        writeList(json, "scrollSamples", recording.scrollSamples);
-    }
-    if (!recording.windowContextSamples.empty()) {
-        json.text(",");
-        writeList(json, "windowContextSamples", recording.windowContextSamples);
-    }
-    json.text("}");
-    json.flush();
+    write(recording, [&file](std::string_view piece) { file.write(piece); });
     file.commit();
 }
 

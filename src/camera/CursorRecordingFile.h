@@ -20,6 +20,8 @@ CursorRecording readCursorRecording(const URL& url);
 /// The same from bytes that are in memory; `name` is what an error calls them.
 CursorRecording parseCursorRecording(std::string json, const std::string& name);
 
+/// Telemetry as JSON text on one line, as `writeCursorRecording` writes it.
+std::string cursorRecordingText(const CursorRecording& recording);
 /// Writes telemetry atomically: JSON with sorted keys, numbers in their shortest form that reads back
 /// exactly. Throws `FileError`.
 void writeCursorRecording(const CursorRecording& recording, const URL& url);

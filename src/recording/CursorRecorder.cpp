@@ -12,6 +12,8 @@ namespace {
 
 constexpr int kMinimumSamplesPerSecond = 30;
 constexpr std::chrono::nanoseconds windowSampleInterval{100'000'000};
+/// Samples of the pointer after which a line is added to the journal: a second at the usual rate.
+constexpr std::size_t kSamplesPerJournalLine = 120;
 /// Scrolling by less is none.
 constexpr double kLeastScrollDelta = 0.000001;
 /// Scroll events closer together become one sample.
@@ -29,7 +31,8 @@ CursorRecorder::CursorRecorder(const URL& outputURL, int samplesPerSecond, const
       sampleInterval_(cursorSampleInterval(samplesPerSecond)),
       captureRegion_(captureRegion),
       inputs_(std::move(inputs)),
-      clock_(std::move(clock)) {
+      clock_(std::move(clock)),
+      journal_(TelemetryJournal::beside(outputURL)) {
     recording_.captureRegion = {captureRegion.minX(), captureRegion.minY(), captureRegion.width(),
                                 captureRegion.height()};
 }
@@ -79,6 +82,7 @@ void CursorRecorder::stopAndSave() {
         recording_.sortSamples();
         try {
             writeCursorRecording(recording_, outputURL_);
+            journal_.remove();
         } catch (...) {
             failure = std::current_exception();
         }
@@ -92,6 +96,8 @@ void CursorRecorder::stopWithoutSaving() {
     focusQueue_.sync([] {});
     queue_.sync([this] {
         timer_ = nullptr;
+        // After a save that failed the journal is all that is left.
+        if (originHostTime_) journal_.remove();
         originHostTime_ = std::nullopt;
         clearSamples();
     });
@@ -140,6 +146,7 @@ void CursorRecorder::samplePosition() {
     sample.normalizedY = place.y;
     sample.isVisible = isInside;
     recording_.movementSamples.push_back(sample);
+    if (recording_.movementSamples.size() - putAside_.movements >= kSamplesPerJournalLine) putAside();
     noteButton(state.isLeftButtonPressed, lastLeftPressed_, CursorActivityKind::leftMouseDown,
                CursorActivityKind::leftMouseUp, sample);
     noteButton(state.isRightButtonPressed, lastRightPressed_, CursorActivityKind::rightMouseDown,
@@ -207,7 +214,28 @@ double CursorRecorder::sampleTime(const CMTime& time) const {
     return clampedSeconds(time - *originHostTime_);
 }
 
+/// All but the newest scroll sample, which may still grow.
+void CursorRecorder::putAside() {
+    CursorRecording samples;
+    samples.captureRegion = recording_.captureRegion;
+    const auto take = [](const auto& all, std::size_t& taken, std::size_t end, auto& part) {
+        part.assign(all.begin() + static_cast<std::ptrdiff_t>(taken),
+                    all.begin() + static_cast<std::ptrdiff_t>(end));
+        taken = end;
+    };
+    const CursorRecording& all = recording_;
+    take(all.movementSamples, putAside_.movements, all.movementSamples.size(), samples.movementSamples);
+    take(all.activitySamples, putAside_.activities, all.activitySamples.size(), samples.activitySamples);
+    take(all.windowContextSamples, putAside_.windowContexts, all.windowContextSamples.size(),
+         samples.windowContextSamples);
+    const std::size_t finishedScrolls = all.scrollSamples.empty() ? 0 : all.scrollSamples.size() - 1;
+    take(all.scrollSamples, putAside_.scrolls, finishedScrolls, samples.scrollSamples);
+    take(all.keyboardSamples, putAside_.keys, all.keyboardSamples.size(), samples.keyboardSamples);
+    journal_.add(std::move(samples));
+}
+
 void CursorRecorder::clearSamples() {
+    putAside_ = {};
     recording_.movementSamples.clear();
     recording_.activitySamples.clear();
     recording_.windowContextSamples.clear();

@@ -16,6 +16,7 @@
 #include "platform/InputMonitors.h"
 #include "platform/PointerInput.h"
 #include "recording/ElementRules.h"
+#include "recording/TelemetryJournal.h"
 
 namespace varnelle {
 
@@ -30,8 +31,8 @@ struct CursorInputs {
 };
 
 /// Records what pointer and keyboard do beside a recording, and what they do it to, and writes it as the
-/// session's telemetry file. The pointer is looked at at a fixed rate, the windows ten times a second;
-/// scrolling and keys arrive as events.
+/// session's telemetry file. While it runs, a journal beside that file holds all but the last second. The
+/// pointer is looked at at a fixed rate, the windows ten times a second; scrolling and keys arrive as events.
 ///
 /// The samples live on a queue of the recorder's own. Windows and accessibility elements are read on a second
 /// one, which hands on finished samples with the time at which reading began: other programs answer there,
@@ -72,6 +73,7 @@ private:
     void addScroll(const CMTime& time, const ScrollEvent& event);
     void addKey(const CMTime& time, const KeyDownEvent& event);
     [[nodiscard]] double sampleTime(const CMTime& time) const;
+    void putAside();
     void clearSamples();
 
     const URL outputURL_;
@@ -88,6 +90,17 @@ private:
     bool lastCursorIsVisible_ = false;
     WindowContext lastWindowContext_;
     std::unique_ptr<RepeatingTimer> timer_;
+    /// How many samples of each kind the journal has.
+    struct Counts {
+        std::size_t movements = 0;
+        std::size_t activities = 0;
+        std::size_t windowContexts = 0;
+        std::size_t scrolls = 0;
+        std::size_t keys = 0;
+    };
+    Counts putAside_;
+
+    TelemetryJournal journal_;
 
     // Caller's thread only.
     std::unique_ptr<InputMonitor> scrollMonitor_;

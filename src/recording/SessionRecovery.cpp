@@ -9,12 +9,14 @@
 #include <string>
 #include <system_error>
 
+#include "camera/CursorRecordingFile.h"
 #include "foundation/AtomicFile.h"
 #include "foundation/DirectoryLock.h"
 #include "foundation/Error.h"
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
 #include "model/ProjectLifecycle.h"
+#include "recording/TelemetryJournal.h"
 
 namespace varnelle {
 namespace {
@@ -65,6 +67,20 @@ std::vector<RecordedAudioSource> audioSourcesOf(const MediaAsset& movie) {
     return sources;
 }
 
+/// Completes the telemetry from its journal if its recorder didn't. Absent if there is nothing.
+std::optional<URL> recoverTelemetry(const URL& telemetry) {
+    if (exists(telemetry)) return telemetry;
+    const auto samples = TelemetryJournal::read(TelemetryJournal::beside(telemetry));
+    if (!samples) return std::nullopt;
+    try {
+        writeCursorRecording(*samples, telemetry);
+        return telemetry;
+    } catch (const FileError& error) {
+        logger(LogCategory::recording).warn("{}", error.what());
+        return std::nullopt;
+    }
+}
+
 RecordingSession sessionIn(const URL& directory, const MediaAsset& movie) {
     RecordingSession session;
     session.id = UUID::random();
@@ -77,8 +93,7 @@ RecordingSession sessionIn(const URL& directory, const MediaAsset& movie) {
     session.availableAudioSources = audioSourcesOf(movie);
     const URL camera = directory.appending("camera.mov");
     if (exists(camera)) session.cameraRecordingURL = camera;
-    const URL cursor = directory.appending("cursor.json");
-    if (exists(cursor)) session.cursorRecordingURL = cursor;
+    session.cursorRecordingURL = recoverTelemetry(directory.appending("cursor.json"));
     return session;
 }
 

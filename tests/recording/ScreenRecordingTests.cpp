@@ -260,6 +260,11 @@ TEST_F(ScreenRecordingTest, KilledRecorderLeavesASessionThatCanBeRecovered) {
     EXPECT_EQ(session.frameRate, 60);
     EXPECT_LE(Date::now().secondsSinceEpoch - session.createdAt.secondsSinceEpoch, 30);
     EXPECT_EQ(found.front().duration, asset.duration());
+    ASSERT_TRUE(session.cursorRecordingURL.has_value());
+    const auto movements = readCursorRecording(*session.cursorRecordingURL).movementSamples;
+    ASSERT_FALSE(movements.empty());
+    EXPECT_LE(movements.front().timeSeconds, 0.1);
+    EXPECT_GE(movements.back().timeSeconds, killedAt - 2) << "all but the last line of the journal";
     EXPECT_GT(found.front().byteCount, 0U);
     const DirectoryLock lock = DirectoryLock::shared(session.directoryURL);
     EXPECT_TRUE(recoverableSessions(directory.url()).empty()) << "somebody has taken it up";
