@@ -28,7 +28,7 @@ std::vector<xcb_window_t> managedWindows(X11Connection& connection) {
     X11Property unordered(connection, root, "_NET_CLIENT_LIST");
     X11Property managerCheck(connection, root, "_NET_SUPPORTING_WM_CHECK");
     std::vector<xcb_window_t> windows = stacking.numbers();
-    const std::vector<xcb_window_t> fallback = unordered.numbers();
+    std::vector<xcb_window_t> fallback = unordered.numbers();
     const bool hasManager = !managerCheck.numbers().empty();
     if (!windows.empty()) return windows;
     if (hasManager || !fallback.empty()) return fallback;
@@ -37,6 +37,7 @@ std::vector<xcb_window_t> managedWindows(X11Connection& connection) {
         connection.reply<xcb_query_tree_reply_t>(xcb_query_tree(connection.get(), root), "QueryTree");
     const xcb_window_t* children = xcb_query_tree_children(tree.get());
     std::vector<xcb_get_window_attributes_cookie_t> cookies;
+    cookies.reserve(static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
     for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
         cookies.push_back(xcb_get_window_attributes(connection.get(), children[i]));
     }
