@@ -7,6 +7,7 @@
 
 #include "platform/CameraSession.h"
 #include "platform/CaptureDevices.h"
+#include "platform/MicrophoneSession.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
@@ -32,6 +33,10 @@ public:
     /// `cameraID` is the unique ID of one of the cameras. Throws `PlatformError` if it can't be used.
     [[nodiscard]] virtual std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                                            CameraOutput output) = 0;
+    /// `microphoneID` is the unique ID of one of the microphones; `handler` is called on `queue`, which must
+    /// outlive the session. Throws `PlatformError` if it can't be used.
+    [[nodiscard]] virtual std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
+        const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) = 0;
 };
 
 }  // namespace varnelle

@@ -122,7 +122,7 @@ PipeWireCameraSession::PipeWireCameraSession(std::shared_ptr<PipeWireHub> hub, s
       mailbox_(std::make_shared<Mailbox>(std::move(output))) {
     const auto nodes = hub_->nodes();
     const auto node = std::find_if(nodes.begin(), nodes.end(), [this](const PipeWireNode& candidate) {
-        return candidate.name == cameraID_ && candidate.mediaClass == "Video/Source";
+        return candidate.name == cameraID_ && candidate.isCamera();
     });
     if (node == nodes.end()) {
         throw PlatformError(PlatformError::Code::requestFailed,
