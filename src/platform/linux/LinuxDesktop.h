@@ -12,8 +12,7 @@ class PipeWireHub;
 
 /// A Linux desktop under X11, with sound and cameras from PipeWire. Connections to the display are made when
 /// something is asked for, so that a program starts without one too; PipeWire is looked for from the start,
-/// by a thread of its own. The program's own windows are not left out of
-/// the picture.
+/// by a thread of its own. The program's own windows are not left out of the picture.
 class LinuxDesktop final : public DesktopPlatform {
 public:
     /// `displayName` as in `$DISPLAY`; empty takes `$DISPLAY`. `pipeWireName` is the name of a PipeWire
