@@ -188,6 +188,7 @@ void PipeWireHub::connect() {
             if (id != PW_ID_CORE || result != -EPIPE) return;
             // Not from inside a callback of what is to be destroyed.
             hub.loop_.post([&hub] {
+                if (hub.core_ == nullptr) return;  // by now the hub may be on its way out
                 hub.disconnect();
                 hub.publish();
                 hub.requestRetry();
