@@ -136,6 +136,7 @@ class CameraPictureReader::Decoder {
 public:
     /// Decodes a JPEG picture; null if it is damaged.
     const AVFrame* decode(std::span<const std::uint8_t> bytes) {
+        if (bytes.empty()) return nullptr;
         if (!decoder_) openDecoder();
         if (!decoder_ || av_new_packet(packet_.get(), static_cast<int>(bytes.size())) < 0) return nullptr;
         std::memcpy(packet_->data, bytes.data(), bytes.size());

@@ -12,6 +12,7 @@
 #include "platform/CaptureDevices.h"
 #include "platform/FocusInput.h"
 #include "platform/InputMonitors.h"
+#include "platform/MicrophoneSession.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
@@ -60,6 +61,10 @@ public:
     /// `cameraID` is the unique ID of one of the cameras. Throws `PlatformError` if it can't be used.
     [[nodiscard]] virtual std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                                            CameraOutput output) = 0;
+    /// `microphoneID` is the unique ID of one of the microphones; `handler` is called on `queue`, which must
+    /// outlive the session. Throws `PlatformError` if it can't be used.
+    [[nodiscard]] virtual std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
+        const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) = 0;
 };
 
 }  // namespace varnelle

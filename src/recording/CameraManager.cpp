@@ -5,6 +5,7 @@
 
 #include "foundation/Log.h"
 #include "platform/PlatformError.h"
+#include "recording/AudioEngine.h"
 
 namespace varnelle {
 namespace {
@@ -32,8 +33,10 @@ CameraManager::CameraManager(DesktopPlatform& platform) : platform_(platform) {}
 
 CameraManager::~CameraManager() = default;
 
-void CameraManager::setup(const std::optional<std::string>& preferredCameraID) {
+void CameraManager::setup(const std::optional<std::string>& preferredCameraID,
+                          const std::optional<std::string>& preferredMicrophoneID) {
     session_ = nullptr;
+    microphone_ = nullptr;
     currentDevice_ = std::nullopt;
     const auto cameras = availableCameras(platform_.captureDevices());
     const auto camera = std::find_if(cameras.begin(), cameras.end(), [&](const CaptureDevice& candidate) {
@@ -51,6 +54,26 @@ void CameraManager::setup(const std::optional<std::string>& preferredCameraID) {
         throw CameraError(CameraError::Code::cannotAddInput);
     }
     currentDevice_ = *camera;
+    if (preferredMicrophoneID) addMicrophone(*preferredMicrophoneID);
+}
+
+void CameraManager::addMicrophone(const std::string& microphoneID) {
+    const auto microphones = AudioEngine::availableMicrophones(platform_.captureDevices());
+    const auto microphone =
+        std::find_if(microphones.begin(), microphones.end(),
+                     [&](const CaptureDevice& candidate) { return candidate.uniqueID == microphoneID; });
+    if (microphone == microphones.end()) return;
+    microphone_ =
+        platform_.makeMicrophoneSession(microphoneID, audioQueue_, [this](const SampleBuffer& sample) {
+            const std::lock_guard lock(mutex_);
+            if (onMicAudio_) onMicAudio_(sample);
+        });
+    logger(LogCategory::capture).info("Mic added to camera session: {}", microphone->localizedName);
+}
+
+void CameraManager::setOnMicAudio(FrameCallback callback) {
+    const std::lock_guard lock(mutex_);
+    onMicAudio_ = std::move(callback);
 }
 
 void CameraManager::setOnCameraFrame(FrameCallback callback) {
@@ -70,10 +93,13 @@ void CameraManager::start() {
         latestFrame_ = std::nullopt;
     }
     session_->startRunning();
+    if (microphone_) microphone_->startRunning();
 }
 
 void CameraManager::stop() {
-    if (isRunning()) session_->stopRunning();
+    if (!isRunning()) return;
+    session_->stopRunning();
+    if (microphone_) microphone_->stopRunning();
 }
 
 bool CameraManager::isRunning() const {

@@ -54,7 +54,12 @@ public:
     /// Takes the camera with the ID, or the first one, in place of whatever was set up before. A camera that
     /// isn't there has no substitute. Throws `CameraError` (`noDeviceAvailable`, or `cannotAddInput` for one
     /// that can't be used); the manager has no device then.
-    void setup(const std::optional<std::string>& preferredCameraID);
+    ///
+    /// A microphone is captured beside the camera if its ID is given, which no recording does: it takes the
+    /// microphone from the stream of the screen. One that isn't there is left out; the platform's error for
+    /// one that can't be used is passed on.
+    void setup(const std::optional<std::string>& preferredCameraID,
+               const std::optional<std::string>& preferredMicrophoneID = std::nullopt);
 
     void setOnCameraFrame(FrameCallback callback) override;
     void start() override;
@@ -68,12 +73,16 @@ public:
     /// The newest frame that has been handed on since the last start, for who draws at a pace of its own. Any
     /// thread.
     [[nodiscard]] std::optional<SampleBuffer> latestFrame() const;
+    /// Who gets the microphone's sound, on the queue "com.varnelle.camera.audio".
+    void setOnMicAudio(FrameCallback callback);
+    [[nodiscard]] bool isCapturingAudio() const { return microphone_ != nullptr; }
     [[nodiscard]] const std::optional<CaptureDevice>& currentDevice() const { return currentDevice_; }
     [[nodiscard]] Counters counters();
 
 private:
     void receiveFrame(const SampleBuffer& frame);
     void noteDrop();
+    void addMicrophone(const std::string& microphoneID);
 
     DesktopPlatform& platform_;
     std::optional<CaptureDevice> currentDevice_;
@@ -82,10 +91,14 @@ private:
     FrameCallback onCameraFrame_;              // guarded by mutex_, also while it runs
     FrameCallback onPreviewFrame_;             // guarded by mutex_, also while it runs
     std::optional<SampleBuffer> latestFrame_;  // guarded by mutex_
+    FrameCallback onMicAudio_;                 // guarded by mutex_, also while it runs
 
     Counters counters_;  // queue only
     SerialQueue processingQueue_{"com.varnelle.camera"};
-    std::unique_ptr<CameraSession> session_;  // last: its output uses the rest
+    SerialQueue audioQueue_{"com.varnelle.camera.audio"};
+    // Last: their output uses the rest.
+    std::unique_ptr<CameraSession> session_;
+    std::unique_ptr<MicrophoneSession> microphone_;
 };
 
 /// Sets up a manager for each recording that brings no running camera of its own.

@@ -5,6 +5,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <future>
 #include <latch>
@@ -16,6 +17,7 @@
 #include "media/MediaError.h"
 #include "support/MediaFixtures.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Waiting.h"
 
 namespace varnelle {
 namespace {
@@ -121,6 +123,32 @@ TEST(AssetWriter, CountsTimesFromTheSessionAndRefusesWhatDoesntGrow) {
     EXPECT_FALSE(input->append(videoSample(picture, CMTime::make(12, 1))));
     ASSERT_EQ(finishAndWait(writer), TransferStatus::completed);
     EXPECT_THAT(milliseconds(MediaAsset(url).tracks().front()), testing::ElementsAre(0.0, 500.0));
+}
+
+TEST(AssetWriter, FragmentsBeginWhenTheirFirstPictureIsShown) {
+    const TemporaryDirectory directory;
+    const URL url = directory.file("still.mov");
+    AssetWriter writer(url, FileType::quickTimeMovie,
+                       {.survivesTermination = true, .expectsMediaDataInRealTime = true});
+    VideoSettings settings = smallVideo(64, 64);
+    settings.purpose = EncodingPurpose::liveCapture;
+    AssetWriterInput* input = writer.addVideoInput(settings);
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(kCMTimeZero);
+    // A screen that stays still for longer than a fragment lasts.
+    const std::vector<CMTime> times{kCMTimeZero, CMTime::make(3, 1), CMTime::make(7, 2), CMTime::make(9, 1)};
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const auto before = std::filesystem::file_size(url.path());
+        ASSERT_TRUE(input->append(videoSample(numberedPicture(64, 64, static_cast<int>(i)), times[i])));
+        ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::file_size(url.path()) > before; },
+                                    std::chrono::seconds(10)))
+            << "the fragment is written";
+    }
+    ASSERT_EQ(finishAndWait(writer), TransferStatus::completed);
+    const MediaTrack track = MediaAsset(url).tracks().at(0);
+    std::vector<CMTime> written;
+    for (const SampleIndexEntry& entry : *track.sampleIndex) written.push_back(entry.presentationTime);
+    EXPECT_EQ(written, times);
 }
 
 TEST(AssetWriter, WithoutSamplesFailsAndLeavesNoFile) {

@@ -223,6 +223,28 @@ TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
     }
 }
 
+TEST_F(PipeWireTest, UnpluggedMicrophoneIsNotReplacedByWhatIsPlayed) {
+    const SoundFeeder player(remote(), [](std::int64_t sample, int) { return sine(sample, 1000, 48'000); });
+    const auto microphone = [this] {
+        return std::make_unique<SoundFeeder>(
+            remote(), [](std::int64_t, int) { return 0.01F; },
+            SoundFeeder::Options{48'000, 1, "mic", "Microphone"});
+    };
+    auto only = microphone();
+    const auto hub = std::make_shared<PipeWireHub>(remote());
+    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 2; }, 5s));
+    Listener listener(hub, PipeWireSoundStream::Source::microphone);
+    ASSERT_TRUE(listener.waitForSeconds(0.3));
+    only = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 1; }, 5s));
+    std::this_thread::sleep_for(1500ms);
+    only = microphone();
+    const double before = Listener::frameCount(listener.samples());
+    ASSERT_TRUE(listener.waitForSeconds(before / 48'000 + 0.3));
+    const HeardSound sound(listener.samples(), 0);
+    EXPECT_LT(*std::max_element(sound.samples.begin(), sound.samples.end()), 0.1);
+}
+
 /// A running session's frames and drops.
 class Viewer {
 public:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/Log.h"
+#include "platform/PlatformError.h"
 #include "recording/DeviceLabel.h"
 #include "recording/FakeDesktop.h"
 #include "recording/SyntheticMedia.h"
@@ -83,6 +84,28 @@ TEST_F(CameraManagerTest, RecordingAndPreviewSeeTheSameFramesIndependently) {
     EXPECT_EQ(previewed, 6);
     EXPECT_EQ(manager.latestFrame()->presentationTime, test::hostSeconds(6));
     EXPECT_EQ(manager.counters(), (CameraManager::Counters{6, 0}));
+}
+
+TEST_F(CameraManagerTest, MicrophoneRunsBesideTheCameraIfItIsThere) {
+    desktop.microphoneList = {{"mic", "Desk Microphone"}};
+    test::Inbox<std::string> log;
+    const LogObserver observer(LogCategory::capture, [&](const std::string& line) { log.put(line); });
+    CameraManager manager(desktop);
+    manager.setup(std::nullopt, "unplugged");
+    EXPECT_FALSE(manager.isCapturingAudio());
+    manager.setup(std::nullopt, "mic");
+    EXPECT_TRUE(manager.isCapturingAudio());
+    EXPECT_THAT(log.items(), ElementsAre("Mic added to camera session: Desk Microphone"));
+    int heard = 0;
+    manager.setOnMicAudio([&](const SampleBuffer&) { ++heard; });
+    manager.start();
+    EXPECT_EQ(desktop.runningMicrophoneSessions, 1);
+    desktop.hearMicrophone(test::soundSample(test::hostSeconds(1), 1));
+    EXPECT_EQ(heard, 1);
+    manager.stop();
+    EXPECT_EQ(desktop.runningMicrophoneSessions, 0);
+    desktop.refusesMicrophone = true;
+    EXPECT_THROW(manager.setup(std::nullopt, "mic"), PlatformError);
 }
 
 TEST_F(CameraManagerTest, LogsDropsNowAndThen) {

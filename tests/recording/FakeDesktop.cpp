@@ -32,6 +32,16 @@ private:
     bool isRunning_ = false;
 };
 
+class FakeMicrophoneSession final : public MicrophoneSession {
+public:
+    explicit FakeMicrophoneSession(FakeDesktop& desktop) : desktop_(desktop) {}
+    void startRunning() override { ++desktop_.runningMicrophoneSessions; }
+    void stopRunning() override { --desktop_.runningMicrophoneSessions; }
+
+private:
+    FakeDesktop& desktop_;
+};
+
 }  // namespace
 
 class FakeScreenStream final : public ScreenStream {
@@ -116,6 +126,16 @@ std::unique_ptr<CameraSession> FakeDesktop::makeCameraSession(const std::string&
     usedCameraID = cameraID;
     cameraOutput = std::move(output);
     return std::make_unique<FakeCameraSession>(*this);
+}
+
+std::unique_ptr<MicrophoneSession> FakeDesktop::makeMicrophoneSession(
+    const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) {
+    if (refusesMicrophone) throw PlatformError(PlatformError::Code::requestFailed, "No microphone here.");
+    usedMicrophoneID = microphoneID;
+    hearMicrophone = [&queue, handler = std::move(handler)](const SampleBuffer& sample) {
+        queue.sync([&] { handler(sample); });
+    };
+    return std::make_unique<FakeMicrophoneSession>(*this);
 }
 
 std::unique_ptr<PointerInput> FakeDesktop::makePointerInput() {

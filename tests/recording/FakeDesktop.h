@@ -32,6 +32,9 @@ public:
     CaptureDevices& captureDevices() override { return *this; }
     std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                      CameraOutput output) override;
+    std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
+        const std::string& microphoneID, SerialQueue& queue,
+        MicrophoneSession::SampleHandler handler) override;
     std::vector<CaptureDevice> microphones() override { return microphoneList; }
     std::vector<CaptureDevice> cameras() override { return cameraList; }
     std::shared_ptr<void> observeChanges(ChangeHandler onChange) override {
@@ -59,6 +62,9 @@ public:
     std::string usedCameraID;
     std::optional<CameraOutput> cameraOutput;  ///< of the newest camera session
     int runningCameraSessions = 0;
+    std::string usedMicrophoneID;
+    std::function<void(const SampleBuffer&)> hearMicrophone;  ///< of the newest microphone session
+    int runningMicrophoneSessions = 0;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

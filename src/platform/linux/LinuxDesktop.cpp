@@ -10,6 +10,7 @@
 #include "platform/linux/PipeWireCameraSession.h"
 #include "platform/linux/PipeWireDevices.h"
 #include "platform/linux/PipeWireHub.h"
+#include "platform/linux/PipeWireSoundStream.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11ContentObserver.h"
 #include "platform/linux/X11Displays.h"
@@ -20,6 +21,24 @@
 #include "platform/linux/X11Windows.h"
 
 namespace varnelle {
+namespace {
+
+class PipeWireMicrophone final : public MicrophoneSession {
+public:
+    PipeWireMicrophone(std::shared_ptr<PipeWireHub> hub, const std::string& microphoneID, SerialQueue& queue,
+                       SampleHandler handler)
+        : stream_(std::move(hub), PipeWireSoundStream::Source::microphone, microphoneID, queue,
+                  std::move(handler)) {}
+    void startRunning() override { stream_.start(); }
+    void stopRunning() override {
+        stream_.stop([] {});
+    }
+
+private:
+    PipeWireSoundStream stream_;
+};
+
+}  // namespace
 
 LinuxDesktop::LinuxDesktop(std::string displayName, std::string pipeWireName)
     : displayName_(std::move(displayName)),
@@ -90,6 +109,11 @@ CaptureDevices& LinuxDesktop::captureDevices() {
 std::unique_ptr<CameraSession> LinuxDesktop::makeCameraSession(const std::string& cameraID,
                                                                CameraOutput output) {
     return std::make_unique<PipeWireCameraSession>(pipeWire_, cameraID, std::move(output));
+}
+
+std::unique_ptr<MicrophoneSession> LinuxDesktop::makeMicrophoneSession(
+    const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) {
+    return std::make_unique<PipeWireMicrophone>(pipeWire_, microphoneID, queue, std::move(handler));
 }
 
 }  // namespace varnelle

@@ -33,6 +33,9 @@ public:
     [[nodiscard]] CaptureDevices& captureDevices() override;
     [[nodiscard]] std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                                    CameraOutput output) override;
+    [[nodiscard]] std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
+        const std::string& microphoneID, SerialQueue& queue,
+        MicrophoneSession::SampleHandler handler) override;
 
 private:
     std::string displayName_;

@@ -1,12 +1,16 @@
 #include "platform/linux/PipeWireCameraSession.h"
 
+#include <linux/dma-buf.h>
 #include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
 #include <spa/param/param.h>
 #include <spa/pod/builder.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -39,6 +43,57 @@ bool isMarkedCorrupted(const pw_buffer& buffer) {
         spa_buffer_find_meta_data(buffer.buffer, SPA_META_Header, sizeof(spa_meta_header)));
     return header != nullptr && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0;
 }
+
+/// A picture's memory while it is read. It is mapped here rather than by the library, since a camera's own
+/// memory has to be told before it is read.
+class MappedPicture {
+public:
+    explicit MappedPicture(const spa_data& data) {
+        const std::size_t begin = data.mapoffset / kPageBytes * kPageBytes;
+        const std::size_t lead = data.mapoffset - begin;
+        std::span<const std::uint8_t> memory;
+        if (data.type == SPA_DATA_MemFd || data.type == SPA_DATA_DmaBuf) {
+            mappedBytes_ = lead + data.maxsize;
+            void* const mapped = mmap(nullptr, mappedBytes_, PROT_READ, MAP_SHARED, static_cast<int>(data.fd),
+                                      static_cast<off_t>(begin));
+            if (mapped == MAP_FAILED) return;
+            mapped_ = mapped;
+            if (data.type == SPA_DATA_DmaBuf) deviceMemory_ = static_cast<int>(data.fd);
+            sync(DMA_BUF_SYNC_START);
+            memory = {static_cast<const std::uint8_t*>(mapped) + lead, data.maxsize};
+        } else if (data.type == SPA_DATA_MemPtr && data.data != nullptr) {
+            memory = {static_cast<const std::uint8_t*>(data.data), data.maxsize};
+        }
+        if (memory.empty() || data.chunk == nullptr) return;
+        const std::size_t offset = std::min<std::size_t>(data.chunk->offset, memory.size());
+        bytes_ = memory.subspan(offset, std::min<std::size_t>(data.chunk->size, memory.size() - offset));
+    }
+    ~MappedPicture() {
+        if (mapped_ == nullptr) return;
+        sync(DMA_BUF_SYNC_END);
+        munmap(mapped_, mappedBytes_);
+    }
+    MappedPicture(const MappedPicture&) = delete;
+    MappedPicture& operator=(const MappedPicture&) = delete;
+
+    /// Empty for memory that can't be read.
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return bytes_; }
+
+private:
+    static constexpr std::size_t kPageBytes = 4096;
+
+    /// Waits for the camera's hardware, which is done with a picture when it is handed out; not all drivers
+    /// take part, so a refusal means nothing.
+    void sync(std::uint64_t phase) const {
+        dma_buf_sync request{phase | DMA_BUF_SYNC_READ};
+        if (deviceMemory_ >= 0) ioctl(deviceMemory_, DMA_BUF_IOCTL_SYNC, &request);
+    }
+
+    void* mapped_ = nullptr;
+    std::size_t mappedBytes_ = 0;
+    int deviceMemory_ = -1;
+    std::span<const std::uint8_t> bytes_;
+};
 
 }  // namespace
 
@@ -122,7 +177,7 @@ PipeWireCameraSession::PipeWireCameraSession(std::shared_ptr<PipeWireHub> hub, s
       mailbox_(std::make_shared<Mailbox>(std::move(output))) {
     const auto nodes = hub_->nodes();
     const auto node = std::find_if(nodes.begin(), nodes.end(), [this](const PipeWireNode& candidate) {
-        return candidate.name == cameraID_ && candidate.mediaClass == "Video/Source";
+        return candidate.name == cameraID_ && candidate.isCamera();
     });
     if (node == nodes.end()) {
         throw PlatformError(PlatformError::Code::requestFailed,
@@ -197,8 +252,7 @@ void PipeWireCameraSession::connect() {
     formats.push_back(anyCompressedFormatParameter(builder));
     PipeWireStream::Client& client = *this;
     try {
-        stream_ = std::make_unique<PipeWireStream>(*hub_, client, properties,
-                                                   PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS,
+        stream_ = std::make_unique<PipeWireStream>(*hub_, client, properties, PW_STREAM_FLAG_AUTOCONNECT,
                                                    std::move(formats));
     } catch (const PlatformError& error) {
         ended(error.what());
@@ -221,7 +275,7 @@ void PipeWireCameraSession::formatChanged(const spa_pod* parameter) {
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
     std::array<const spa_pod*, 2> parameters{};
-    constexpr int kMemoryTypes = (1 << SPA_DATA_MemFd) | (1 << SPA_DATA_MemPtr);
+    constexpr int kMemoryTypes = (1 << SPA_DATA_MemFd) | (1 << SPA_DATA_DmaBuf) | (1 << SPA_DATA_MemPtr);
     parameters[0] = static_cast<const spa_pod*>(
         spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers,
                                    SPA_PARAM_BUFFERS_buffers, SPA_POD_CHOICE_RANGE_Int(4, 2, 16),
@@ -249,13 +303,10 @@ void PipeWireCameraSession::process(pw_stream* stream) {
 
 void PipeWireCameraSession::take(const pw_buffer& buffer) {
     const spa_data& data = buffer.buffer->datas[0];
-    const bool hasPicture = data.data != nullptr && data.chunk != nullptr && data.chunk->size > 0 &&
-                            format_ && (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) == 0 &&
-                            !isMarkedCorrupted(buffer);
+    const MappedPicture mapped(data);
+    const bool hasPicture = !mapped.bytes().empty() && format_ &&
+                            (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) == 0 && !isMarkedCorrupted(buffer);
     if (!hasPicture) return mailbox_->drop();
-    const std::size_t offset = std::min<std::size_t>(data.chunk->offset, data.maxsize);
-    const std::size_t size = std::min<std::size_t>(data.chunk->size, data.maxsize - offset);
-    const auto* const bytes = static_cast<const std::uint8_t*>(data.data) + offset;
     Mailbox::Picture picture;
     picture.description.format = format_->pictureFormat;
     picture.description.widthPixels = format_->widthPixels;
@@ -263,7 +314,7 @@ void PipeWireCameraSession::take(const pw_buffer& buffer) {
     picture.description.bytesPerRow = std::max(0, data.chunk->stride);
     picture.description.color = color_;
     picture.bytes = mailbox_->newBytes();
-    picture.bytes.assign(bytes, bytes + size);
+    picture.bytes.assign(mapped.bytes().begin(), mapped.bytes().end());
     picture.hostNanoseconds = hostTimeOf(buffer);
     mailbox_->put(std::move(picture));
     if (std::exchange(isOut_, false)) {

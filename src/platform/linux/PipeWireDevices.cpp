@@ -1,21 +1,20 @@
 #include "platform/linux/PipeWireDevices.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace varnelle {
 namespace {
 
-/// In the order in which they were connected. The playback monitors of outputs are no devices of their own
-/// here, so they never appear.
-std::vector<CaptureDevice> devicesOf(const std::vector<PipeWireNode>& nodes, std::string_view mediaClass) {
+/// In the order in which they were connected.
+std::vector<CaptureDevice> devicesOf(const std::vector<PipeWireNode>& nodes,
+                                     bool (PipeWireNode::*isWanted)() const) {
     std::vector<CaptureDevice> devices;
     for (const PipeWireNode& node : nodes) {
         const bool isListed = std::any_of(devices.begin(), devices.end(), [&](const CaptureDevice& device) {
             return device.uniqueID == node.name;
         });
-        if (node.mediaClass.starts_with(mediaClass) && !isListed) {
+        if ((node.*isWanted)() && !isListed) {
             devices.push_back({node.name, node.description});
         }
     }
@@ -23,11 +22,11 @@ std::vector<CaptureDevice> devicesOf(const std::vector<PipeWireNode>& nodes, std
 }
 
 std::vector<CaptureDevice> microphonesOf(const std::vector<PipeWireNode>& nodes) {
-    return devicesOf(nodes, "Audio/Source");
+    return devicesOf(nodes, &PipeWireNode::isMicrophone);
 }
 
 std::vector<CaptureDevice> camerasOf(const std::vector<PipeWireNode>& nodes) {
-    return devicesOf(nodes, "Video/Source");
+    return devicesOf(nodes, &PipeWireNode::isCamera);
 }
 
 }  // namespace

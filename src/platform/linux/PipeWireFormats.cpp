@@ -65,9 +65,9 @@ Choices<Value> choicesOf(const spa_pod& object, std::uint32_t key, std::uint32_t
     if (values->type != type || values->size < sizeof(Value)) return choices;
     const auto* const first = static_cast<const Value*>(SPA_POD_BODY_CONST(values));
     choices.isRange = (choice == SPA_CHOICE_Range || choice == SPA_CHOICE_Step) && count >= 3;
-    choices.values.assign(first, first + count);
     // The first entry of a list repeats the one that is recommended.
-    if (choice == SPA_CHOICE_Enum && count > 1) choices.values.erase(choices.values.begin());
+    const std::uint32_t skipped = choice == SPA_CHOICE_Enum && count > 1 ? 1 : 0;
+    choices.values.assign(first + skipped, first + count);
     return choices;
 }
 

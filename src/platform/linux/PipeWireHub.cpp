@@ -18,13 +18,8 @@ std::string property(const spa_dict* properties, const char* key) {
     return value != nullptr ? value : "";
 }
 
-bool isCamera(const std::string& mediaClass) {
-    return mediaClass == "Video/Source";
-}
-
-bool isDevice(const std::string& mediaClass) {
-    return isCamera(mediaClass) || mediaClass == "Audio/Source" || mediaClass == "Audio/Source/Virtual" ||
-           mediaClass == "Audio/Sink";
+bool isDevice(const PipeWireNode& node) {
+    return node.isCamera() || node.isMicrophone() || node.mediaClass == "Audio/Sink";
 }
 
 }  // namespace
@@ -33,7 +28,7 @@ bool isDevice(const std::string& mediaClass) {
 class PipeWireHub::RemoteNode {
 public:
     RemoteNode(PipeWireHub& hub, PipeWireNode node) : hub_(hub), node_(std::move(node)) {
-        if (!isCamera(node_.mediaClass)) return;
+        if (!node_.isCamera()) return;
         isComplete_ = false;
         proxy_ = static_cast<pw_proxy*>(
             pw_registry_bind(hub_.registry_, node_.id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
@@ -156,6 +151,11 @@ const PipeWireNode* PipeWireHub::nodeNamed(const std::string& name) const {
     return nullptr;
 }
 
+bool PipeWireHub::hasMicrophone() const {
+    return std::any_of(nodes_.begin(), nodes_.end(),
+                       [](const auto& entry) { return entry.second->node().isMicrophone(); });
+}
+
 void PipeWireHub::requestRetry() {
     timespec delay = kRetryDelay;
     pw_loop_update_timer(loop_.loop(), retryTimer_, &delay, nullptr, false);
@@ -188,6 +188,7 @@ void PipeWireHub::connect() {
             if (id != PW_ID_CORE || result != -EPIPE) return;
             // Not from inside a callback of what is to be destroyed.
             hub.loop_.post([&hub] {
+                if (hub.core_ == nullptr) return;  // by now the hub may be on its way out
                 hub.disconnect();
                 hub.publish();
                 hub.requestRetry();
@@ -245,7 +246,7 @@ void PipeWireHub::addGlobal(std::uint32_t id, const char* type, const spa_dict* 
     node.description = property(properties, PW_KEY_NODE_DESCRIPTION);
     if (node.description.empty()) node.description = property(properties, PW_KEY_NODE_NICK);
     if (node.description.empty()) node.description = node.name;
-    if (!isDevice(node.mediaClass) || node.name.empty()) return;
+    if (!isDevice(node) || node.name.empty()) return;
     nodes_[id] = std::make_unique<RemoteNode>(*this, std::move(node));
     publish();
 }

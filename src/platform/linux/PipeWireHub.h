@@ -25,6 +25,11 @@ struct PipeWireNode {
     std::string mediaClass;
     std::vector<CameraFormat> cameraFormats;
 
+    [[nodiscard]] bool isCamera() const { return mediaClass == "Video/Source"; }
+    /// Processed microphones included; what an output plays is no source of its own.
+    [[nodiscard]] bool isMicrophone() const {
+        return mediaClass == "Audio/Source" || mediaClass == "Audio/Source/Virtual";
+    }
     bool operator==(const PipeWireNode&) const = default;
 };
 
@@ -64,6 +69,7 @@ public:
     /// Whether it is known yet if there is a server.
     [[nodiscard]] bool hasAnswered() const { return hasAnswered_; }
     [[nodiscard]] const PipeWireNode* nodeNamed(const std::string& name) const;
+    [[nodiscard]] bool hasMicrophone() const;
     void addListener(Listener& listener) { listeners_.push_back(&listener); }
     void removeListener(Listener& listener) { std::erase(listeners_, &listener); }
     /// `serverChanged` is called in about a second.

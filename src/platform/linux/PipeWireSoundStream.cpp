@@ -110,8 +110,14 @@ void PipeWireSoundStream::disconnect() {
 }
 
 void PipeWireSoundStream::serverChanged() {
-    if (stream_ != nullptr || !hub_->hasAnswered()) return;
+    if (!hub_->hasAnswered()) return;
     if (hub_->core() == nullptr) return noteOutage("the sound server isn't running");
+    if (source_ == Source::microphone && !hub_->hasMicrophone()) {
+        // The session manager would take the sound of the output instead, which nobody has asked for.
+        stream_ = nullptr;
+        return noteOutage("none is connected");
+    }
+    if (stream_ != nullptr) return;
     if (deviceID_ && hub_->nodeNamed(*deviceID_) == nullptr) return noteOutage("the device isn't connected");
     connect();
 }
@@ -197,7 +203,9 @@ void PipeWireSoundStream::deliverBlocks() {
             queue_.async([handler = handler_, sample = std::move(sample)] { (*handler)(sample); });
         }
         blocks_->pop();
-        if (std::exchange(isOut_, false)) logger(LogCategory::capture).info("{} is back.", what());
+        // Not if it is the rest of what came before the outage.
+        const bool isBack = stream_ != nullptr && std::exchange(isOut_, false);
+        if (isBack) logger(LogCategory::capture).info("{} is back.", what());
     }
 }
 
