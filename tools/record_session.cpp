@@ -71,8 +71,8 @@ QCoro::Task<int> record(CommandLine arguments) {
     if (content.displays.empty()) throw Error("There is no display to record.");
     RecordingCoordinator coordinator(desktop, directory ? URL(*directory) : temporaryDirectory(),
                                      cameraManagerFactory(desktop));
-    bool isDiskNearlyFull = false;
-    coordinator.onStorageNearlyFull = [&isDiskNearlyFull] { isDiskNearlyFull = true; };
+    bool needsStop = false;
+    coordinator.onNeedsStop = [&needsStop] { needsStop = true; };
     RecordingConfiguration configuration;
     configuration.source = RecordingConfiguration::DisplaySource{content.displays.front()};
     configuration.captureSystemAudio = holds(streams, "system");
@@ -83,7 +83,7 @@ QCoro::Task<int> record(CommandLine arguments) {
 
     const auto live = Clock::now();
     std::vector<std::uint64_t> memory;
-    while (Clock::now() - live < std::chrono::duration<double>(seconds) && !isDiskNearlyFull) {
+    while (Clock::now() - live < std::chrono::duration<double>(seconds) && !needsStop) {
         const double left = seconds - std::chrono::duration<double>(Clock::now() - live).count();
         const auto wait = std::min<std::chrono::milliseconds>(
             kMemoryInterval, std::chrono::milliseconds(std::max<long>(std::lround(left * 1000), 1)));
@@ -98,7 +98,7 @@ QCoro::Task<int> record(CommandLine arguments) {
     const auto settled = memory.begin() + static_cast<std::ptrdiff_t>(memory.size() / 10);
     const auto [least, most] = std::minmax_element(settled, memory.end());
     nlohmann::json result{{"directory", session.directoryURL.string()},
-                          {"stoppedForRoom", isDiskNearlyFull},
+                          {"hadToStop", needsStop},
                           {"residentBytes", {{"least", *least}, {"most", *most}, {"last", memory.back()}}},
                           {"screen", tracksOf(session.screenRecordingURL)},
                           {"pointerSamples", telemetry.movementSamples.size()},

@@ -284,12 +284,17 @@ void RecordingCoordinator::leaveNote() {
 void RecordingCoordinator::watchStorage() {
     const auto tell = [this, alive = std::weak_ptr(timeline_)] {
         const auto onMainThread = [this, alive] {
-            if (!alive.expired() && storageWatch_ && !isStopping_ && onStorageNearlyFull)
-                onStorageNearlyFull();
+            if (!alive.expired() && storageWatch_ && !isStopping_ && onNeedsStop) onNeedsStop();
         };
         QMetaObject::invokeMethod(QCoreApplication::instance(), onMainThread, Qt::QueuedConnection);
     };
-    storageWatch_ = std::make_unique<StorageWatch>(*recordingSessionDirectory_, storageReader, tell);
+    // The recorders outlive the watch.
+    const auto haveFailed = [screen = screenRecorder_.get(), camera = cameraRecorder_.get()] {
+        return screen->writer().status() == TransferStatus::failed ||
+               (camera != nullptr && camera->writer().status() == TransferStatus::failed);
+    };
+    storageWatch_ =
+        std::make_unique<StorageWatch>(*recordingSessionDirectory_, storageReader, haveFailed, tell);
 }
 
 QCoro::Task<> RecordingCoordinator::stopStreams(std::string captureFailurePrefix) {

@@ -56,9 +56,10 @@ public:
     /// disk.
     QCoro::Task<RecordingSession> stopRecording();
 
-    /// Called once, on the main thread, if the disk has room for less than two more minutes of a recording
-    /// that is live: it has to be stopped now to be kept whole. Set before the start.
-    std::function<void()> onStorageNearlyFull;
+    /// Called once, on the main thread, if a recording that is live has to be stopped now to be kept: the
+    /// disk has room for less than two more minutes of it, or a movie can't be written any more. Set before
+    /// the start.
+    std::function<void()> onNeedsStop;
     /// How the room on the session's disk is read.
     StorageWatch::Reader storageReader = StorageWatch::readStorage;
 

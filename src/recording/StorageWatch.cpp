@@ -43,21 +43,27 @@ std::optional<StorageReading> StorageWatch::readStorage(const URL& sessionDirect
     return reading;
 }
 
-StorageWatch::StorageWatch(URL sessionDirectory, Reader reader, std::function<void()> onNearlyFull)
+StorageWatch::StorageWatch(URL sessionDirectory, Reader reader, std::function<bool()> hasFailed,
+                           std::function<void()> onNeedsStop)
     : directory_(std::move(sessionDirectory)),
       reader_(std::move(reader)),
-      onNearlyFull_(std::move(onNearlyFull)) {
+      hasFailed_(std::move(hasFailed)),
+      onNeedsStop_(std::move(onNeedsStop)) {
     timer_ = std::make_unique<RepeatingTimer>(queue_, kInterval, kInterval, [this] { look(); });
 }
 
 void StorageWatch::look() {
+    if (hasTold_ || !(hasFailed_() || isNearlyFull())) return;
+    hasTold_ = true;
+    onNeedsStop_();
+}
+
+bool StorageWatch::isNearlyFull() {
     const std::optional<StorageReading> reading = reader_(directory_);
-    if (!reading || hasTold_) return;
+    if (!reading) return false;
     const Seconds now = std::chrono::steady_clock::now().time_since_epoch();
     const auto left = forecast_.secondsLeft(now, *reading);
-    if (!left || *left >= kLeastTimeLeft) return;
-    hasTold_ = true;
-    onNearlyFull_();
+    return left && *left < kLeastTimeLeft;
 }
 
 }  // namespace varnelle

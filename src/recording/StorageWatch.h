@@ -46,15 +46,19 @@ public:
     /// A recording is ended while there is still room for so much more of it.
     static constexpr std::chrono::minutes kLeastTimeLeft{2};
 
-    /// Calls `onNearlyFull` once, on the watch's queue, when less than `kLeastTimeLeft` is left.
-    StorageWatch(URL sessionDirectory, Reader reader, std::function<void()> onNearlyFull);
+    /// Calls `onNeedsStop` once, on the watch's queue, when less than `kLeastTimeLeft` is left or writing has
+    /// failed.
+    StorageWatch(URL sessionDirectory, Reader reader, std::function<bool()> hasFailed,
+                 std::function<void()> onNeedsStop);
 
 private:
     void look();
+    [[nodiscard]] bool isNearlyFull();
 
     const URL directory_;
     const Reader reader_;
-    const std::function<void()> onNearlyFull_;
+    const std::function<bool()> hasFailed_;
+    const std::function<void()> onNeedsStop_;
     StorageForecast forecast_;
     bool hasTold_ = false;
     SerialQueue queue_{"com.varnelle.recording.storage"};

@@ -259,7 +259,7 @@ TEST_F(RecordingCoordinatorTest, TellsOnTheMainThreadWhenTheDiskIsNearlyFull) {
         return StorageReading{500'000'000, written += 10'000'000};
     };
     int tellings = 0;
-    coordinator.onStorageNearlyFull = [&tellings] {
+    coordinator.onNeedsStop = [&tellings] {
         EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
         ++tellings;
     };

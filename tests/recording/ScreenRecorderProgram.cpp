@@ -2,6 +2,7 @@
 //
 //   screen_recorder_program DISPLAY TEMPORARY-DIRECTORY SECONDS [FILE-SIZE-LIMIT]
 //
+// Records for SECONDS, or until the recorder says that it has to stop.
 // Prints "recording DIRECTORY" when the recording is live, and at the end "statistics RECORDED DROPPED" and
 // "stopped" or "failed: " with the error's text. FILE-SIZE-LIMIT, in bytes, applies from the start on.
 
@@ -34,6 +35,8 @@ void limitFileSize(const char* bytes) {
 QCoro::Task<int> record(LinuxDesktop& desktop, URL temporaryDirectory, std::chrono::milliseconds duration,
                         const char* fileSizeLimit) {
     RecordingCoordinator coordinator(desktop, temporaryDirectory);
+    bool needsStop = false;
+    coordinator.onNeedsStop = [&needsStop] { needsStop = true; };
     int result = EXIT_SUCCESS;
     try {
         RecordingConfiguration configuration;
@@ -43,7 +46,10 @@ QCoro::Task<int> record(LinuxDesktop& desktop, URL temporaryDirectory, std::chro
         if (fileSizeLimit != nullptr) limitFileSize(fileSizeLimit);
         co_await coordinator.startRecording();
         std::cout << "recording " << temporaryDirectory.string() << std::endl;
-        co_await QCoro::sleepFor(duration);
+        const auto end = std::chrono::steady_clock::now() + duration;
+        while (!needsStop && std::chrono::steady_clock::now() < end) {
+            co_await QCoro::sleepFor(std::chrono::milliseconds(20));
+        }
         co_await coordinator.stopRecording();
         std::cout << "stopped" << std::endl;
     } catch (const std::exception& error) {

@@ -270,11 +270,11 @@ TEST_F(ScreenRecordingTest, KilledRecorderLeavesASessionThatCanBeRecovered) {
     EXPECT_TRUE(recoverableSessions(directory.url()).empty()) << "somebody has taken it up";
 }
 
-TEST_F(ScreenRecordingTest, FullDiskFailsTheStopAndKeepsWhatWasWritten) {
+TEST_F(ScreenRecordingTest, FullDiskAsksForTheStopFailsItAndKeepsWhatWasWritten) {
     // The limit also holds for the memory that frames are captured to, so a frame has to fit into it.
     server.emplace(kWidth / 2, kHeight / 2);
     const BusyWindow busy(server->displayName(), 8);
-    RecorderProcess recorder({server->displayName(), directory.url().string(), "8", "320000"});
+    RecorderProcess recorder({server->displayName(), directory.url().string(), "100", "320000"});
     ASSERT_THAT(recorder.readLine(), HasSubstr("recording"));
     EXPECT_THAT(recorder.readLine(), testing::AllOf(HasSubstr("failed: "), HasSubstr("screen.mov")));
     EXPECT_THAT(recorder.readLine(), HasSubstr("statistics")) << "and it ends by itself";
