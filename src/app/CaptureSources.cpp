@@ -127,6 +127,10 @@ void CaptureSources::selectWindow(std::uint32_t windowID) {
     }
 }
 
+void CaptureSources::raiseWindow(const ShareableWindow& window) {
+    queue_.async([&platform = platform_, id = window.windowID] { platform.raiseWindow(id); });
+}
+
 void CaptureSources::setSelectedAreaRect(std::optional<CGRect> rect) {
     set(_selectedAreaRect, rect, &CaptureSources::selectionChanged);
 }

@@ -57,6 +57,8 @@ public:
     /// Numbers and IDs that aren't in the lists change nothing.
     void selectDisplay(std::uint32_t displayID);
     void selectWindow(std::uint32_t windowID);
+    /// Brings a window to the front, in the background.
+    void raiseWindow(const ShareableWindow& window);
     void setSelectedAreaRect(std::optional<CGRect> rect);
     void selectMicrophone(const std::string& uniqueID);
     void selectCamera(const std::string& uniqueID);

@@ -45,6 +45,9 @@ public:
     /// thread of its own, soon after the change and once for many at a time. Null if there is no desktop.
     [[nodiscard]] virtual std::unique_ptr<ContentObservation> observeShareableContent(
         std::function<void()> onChange) = 0;
+    /// Brings a window to the front and gives it the keyboard, as far as the desktop lets programs do that. A
+    /// window that is gone is nothing to complain about.
+    virtual void raiseWindow(std::uint32_t windowID) = 0;
     /// The picture that a window shows itself by: the smallest that is at least `sizePixels` wide, else the
     /// largest. Absent if the window has none or is gone.
     [[nodiscard]] virtual std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) = 0;

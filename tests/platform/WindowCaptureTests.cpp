@@ -335,11 +335,16 @@ TEST_F(WindowCaptureTest, ListsWindowsWithProgramFrameAndLayerAndTellsOfChanges)
     (void)shownWindow("Second");
     EXPECT_EQ(desktop->shareableContent({}).windows.front().title, "Second") << "the topmost comes first";
 
+    desktop->raiseWindow(first.windowID());
+    EXPECT_TRUE(
+        waitUntil([&] { return desktop->shareableContent({}).windows.front().title == "Renamed"; }, 10s));
     changes.clear();
     first.close();
     EXPECT_TRUE(changes.waitForCount(1, 10s));
     EXPECT_TRUE(waitUntil([&] { return !windowTitled("Renamed"); }, 10s));
+    desktop->raiseWindow(window.windowID);
     server->kill();
+    desktop->raiseWindow(window.windowID);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ class FakeDesktop final : public DesktopPlatform, public CaptureDevices {
 public:
     ShareableContent shareableContent(const ShareableContentOptions& options) override;
     std::unique_ptr<ContentObservation> observeShareableContent(std::function<void()> onChange) override;
+    void raiseWindow(std::uint32_t windowID) override { raisedWindowID = windowID; }
     std::optional<WindowIcon> windowIcon(std::uint32_t, int) override { return std::nullopt; }
     std::unique_ptr<ScreenStream> makeScreenStream(const ContentFilter& filter,
                                                    const ScreenStreamConfiguration& configuration,
@@ -65,6 +66,7 @@ public:
     std::string usedMicrophoneID;
     std::function<void(const SampleBuffer&)> hearMicrophone;  ///< of the newest microphone session
     int runningMicrophoneSessions = 0;
+    std::uint32_t raisedWindowID = 0;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

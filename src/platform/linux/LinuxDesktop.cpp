@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "foundation/Log.h"
 #include "platform/linux/LinuxScreenStream.h"
 #include "platform/linux/PipeWireCameraSession.h"
 #include "platform/linux/PipeWireDevices.h"
@@ -71,6 +72,15 @@ std::unique_ptr<ContentObservation> LinuxDesktop::observeShareableContent(std::f
         return std::make_unique<X11ContentObserver>(displayName_, std::move(onChange));
     } catch (const PlatformError&) {
         return nullptr;
+    }
+}
+
+void LinuxDesktop::raiseWindow(std::uint32_t windowID) {
+    try {
+        X11Connection connection(displayName_);
+        bringToFront(connection, windowID);
+    } catch (const PlatformError& error) {
+        logger(LogCategory::app).info("A window wasn't raised: {}", error.what());
     }
 }
 

@@ -23,6 +23,7 @@ public:
     [[nodiscard]] ShareableContent shareableContent(const ShareableContentOptions& options) override;
     [[nodiscard]] std::unique_ptr<ContentObservation> observeShareableContent(
         std::function<void()> onChange) override;
+    void raiseWindow(std::uint32_t windowID) override;
     [[nodiscard]] std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) override;
     [[nodiscard]] std::unique_ptr<ScreenStream> makeScreenStream(
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,

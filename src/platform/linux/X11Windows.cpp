@@ -168,6 +168,29 @@ std::vector<ShareableWindow> listWindows(X11Connection& connection, const Sharea
     return windows;
 }
 
+void bringToFront(X11Connection& connection, xcb_window_t window) {
+    xcb_connection_t* x = connection.get();
+    const xcb_window_t root = connection.screen().root;
+    if (X11Property(connection, root, "_NET_SUPPORTING_WM_CHECK").numbers().empty()) {
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(x, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        xcb_set_input_focus(x, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    } else {
+        // On the user's behalf, as a taskbar does: a program's own wish might only make the window blink.
+        constexpr std::uint32_t fromUser = 2;
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = window;
+        message.type = connection.atom("_NET_ACTIVE_WINDOW");
+        message.data.data32[0] = fromUser;
+        xcb_send_event(x, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char*>(&message));
+    }
+    // Requests without an answer are carried out when a later one has been answered.
+    connection.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(x), "GetInputFocus");
+}
+
 std::optional<WindowIcon> iconOfWindow(X11Connection& connection, xcb_window_t window, int sizePixels) {
     const std::vector<std::uint32_t> data = X11Property(connection, window, "_NET_WM_ICON").numbers();
     std::optional<WindowIcon> best;

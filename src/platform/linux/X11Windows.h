@@ -13,6 +13,10 @@ namespace varnelle {
 /// (`displayLost`).
 std::vector<ShareableWindow> listWindows(X11Connection& connection, const ShareableContentOptions& options);
 
+/// As `DesktopPlatform::raiseWindow`: asks the window manager, as only it knows about workspaces and
+/// minimised windows; without one the window is put on top. Throws `PlatformError`.
+void bringToFront(X11Connection& connection, xcb_window_t window);
+
 /// As `DesktopPlatform::windowIcon`.
 std::optional<WindowIcon> iconOfWindow(X11Connection& connection, xcb_window_t window, int sizePixels);
 
