@@ -15,6 +15,10 @@ enum class AppMode {
 };
 Q_ENUM_NS(AppMode)
 
+/// How far a recording is.
+enum class RecordingState { idle, preparing, recording, stopping };
+Q_ENUM_NS(RecordingState)
+
 /// What the user records.
 enum class RecordingType { display, window, area };
 Q_ENUM_NS(RecordingType)

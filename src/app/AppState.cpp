@@ -24,7 +24,11 @@ AppState::AppState(AppWindows& windows, DesktopPlatform& platform, CameraFactory
       directories_(std::move(directories)),
       _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)),
       captureSources_(platform, [&windows] { return windows.dockBarScreenName(); }),
-      setupCameraPreview_(std::move(makeCamera), [this] { return wantedSetupCamera(); }) {
+      setupCameraPreview_(makeCamera, [this] { return wantedSetupCamera(); }),
+      recordingFlow_(
+          windows, platform, makeCamera, directories_.temporary,
+          {[this] { set(_mode, AppMode::recording, &AppState::modeChanged); }, [this] { returnToSetup(); },
+           [this](const FinishedRecording& finished) { beginRecordedProject(finished); }}) {
     // Before any package is read: the queue is serial.
     fileQueue_.async(
         [projects = directories_.home.appending(kProjectFolderName)] { finishInterruptedSaves(projects); });
@@ -70,6 +74,30 @@ void AppState::returnToSetup() {
 
 QCoro::Task<> AppState::refreshCaptureSources() {
     return captureSources_.refreshCaptureSources();
+}
+
+QCoro::Task<> AppState::toggleRecording() {
+    switch (recordingFlow_.recordingState()) {
+        case RecordingState::idle:
+            return startRecording();
+        default:
+            return stopRecording();
+    }
+}
+
+QCoro::Task<> AppState::startRecording() {
+    if (_currentProject || recordingFlow_.recordingState() != RecordingState::idle) co_return;
+    captureSources_.updateSelectedDisplay();
+    const auto configuration = captureSources_.makeRecordingConfiguration();
+    if (!configuration) co_return;
+    const QCoro::Task<> starting = recordingFlow_.startRecording(
+        *configuration, setupCameraPreview_.takeCamera(), defaultOverlayConfiguration(_cameraBubbleLayout));
+    co_await starting;
+}
+
+void AppState::beginRecordedProject(const FinishedRecording& finished) {
+    beginProject(
+        Project::make(finished.session, finished.duration, defaultOverlayConfiguration(_cameraBubbleLayout)));
 }
 
 /// A recording brings its own camera, and what is edited needs none.
@@ -272,9 +300,7 @@ QCoro::Task<std::vector<RecoverableSession>> AppState::recoverableSessions() {
 }
 
 void AppState::recoverSession(const RecoverableSession& session) {
-    if (_currentProject) return;
-    beginProject(
-        Project::make(session.session, session.duration, defaultOverlayConfiguration(_cameraBubbleLayout)));
+    if (!_currentProject) beginRecordedProject({session.session, session.duration});
 }
 
 void AppState::deleteRecoverableSession(const RecoverableSession& session) {

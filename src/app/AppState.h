@@ -12,6 +12,7 @@
 #include "app/AppWindows.h"
 #include "app/CaptureSources.h"
 #include "app/ProjectTransition.h"
+#include "app/RecordingFlow.h"
 #include "app/SetupCameraPreview.h"
 #include "export/ExportEngine.h"
 #include "foundation/DirectoryLock.h"
@@ -87,6 +88,14 @@ public:
     /// Reads the lists of sources anew and chooses for the user what isn't chosen.
     QCoro::Task<> refreshCaptureSources();
 
+    // Recording.
+    [[nodiscard]] RecordingFlow& recordingFlow() { return recordingFlow_; }
+    /// Starts a recording of what is chosen, or ends the one that runs; nothing in between.
+    QCoro::Task<> toggleRecording();
+    /// Nothing happens if nothing that could be recorded is chosen.
+    QCoro::Task<> startRecording();
+    QCoro::Task<> stopRecording() { return recordingFlow_.stopRecording(); }
+
     // Modes and windows.
     /// Back to the dock bar.
     void returnToSetup();
@@ -158,6 +167,7 @@ private:
     template <typename Value>
     void set(Value& field, Value value, void (AppState::*changed)());
     void launch();
+    void beginRecordedProject(const FinishedRecording& finished);
     void showInMainWindow(AppMode mode);
     [[nodiscard]] std::optional<std::string> wantedSetupCamera() const;
     /// Opens a package in place of nothing; a failure is shown to the user, who then finds the dock bar.
@@ -203,6 +213,7 @@ private:
     std::shared_ptr<ExportEngine> exportEngine_;
     CaptureSources captureSources_;
     SetupCameraPreview setupCameraPreview_;
+    RecordingFlow recordingFlow_;
     SerialQueue fileQueue_{"com.varnelle.project.files"};
 };
 

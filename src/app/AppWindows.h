@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,7 +24,15 @@ public:
     [[nodiscard]] virtual std::optional<std::string> dockBarScreenName() const = 0;
     /// Takes away the panels in which a window or an area is chosen.
     virtual void closeSelectionPanels() = 0;
+    /// The camera's picture floats beside a running recording.
+    virtual void showRecordingPreview() = 0;
     virtual void hideRecordingPreview() = 0;
+    /// Lets all that is shown of a recording fade away; `onEnd` is called once it has.
+    virtual void fadeOutRecordingUI(std::chrono::milliseconds duration, std::function<void()> onEnd) = 0;
+    /// While a recording runs, the program is in no list of running programs; afterwards it is an ordinary
+    /// one again.
+    virtual void becomeAccessory() = 0;
+    virtual void becomeRegular() = 0;
 
     /// Shows the main window in front, made on first need. Its content follows the mode.
     virtual void showMainWindow() = 0;

@@ -1,5 +1,6 @@
 #include "app/AppState.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -8,13 +9,17 @@
 #include "FakeWindows.h"
 #include "app/ProjectOpenCoordinator.h"
 #include "foundation/AtomicFile.h"
+#include "foundation/HostClock.h"
+#include "foundation/Log.h"
 #include "model/ProjectLifecycle.h"
 #include "model/ProjectPackage.h"
 #include "recording/FakeDesktop.h"
+#include "recording/SyntheticMedia.h"
 #include "support/MediaFixtures.h"
 #include "support/MemoryDefaults.h"
 #include "support/SampleProject.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Waiting.h"
 #include "tasks/Await.h"
 
 namespace varnelle {
@@ -500,6 +505,69 @@ TEST_F(AppStateTest, RecoversRecordingsThatWereNeverEndedOrSaved) {
     app.reset();
     launches();
     EXPECT_EQ(await(app->recoverableSessions()).size(), 1U) << "it was never saved";
+}
+
+TEST_F(AppStateTest, RecordsAndLandsInTheEditor) {
+    desktop.onStart = [this] {
+        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+    };
+    launches();
+    await(app->refreshCaptureSources());
+    app->captureSources().setCameraEnabled(false);
+    app->captureSources().setSystemAudioEnabled(false);
+    std::vector<RecordingState> states;
+    QObject::connect(&app->recordingFlow(), &RecordingFlow::recordingStateChanged, &app->recordingFlow(),
+                     [&] { states.push_back(app->recordingFlow().recordingState()); });
+    await(app->toggleRecording());
+    EXPECT_EQ(app->mode(), AppMode::recording);
+    EXPECT_TRUE(windows.isAccessory);
+    EXPECT_TRUE(windows.isRecordingPreviewShown);
+    EXPECT_TRUE(app->recordingFlow().isRecordingMenuBarVisible());
+    EXPECT_FALSE(windows.isDockBarShown);
+    ASSERT_TRUE(eventually([&] { return app->recordingFlow().recordingDuration() > 0.3; }));
+
+    await(app->toggleRecording());
+    EXPECT_EQ(app->recordingFlow().recordingState(), RecordingState::idle);
+    EXPECT_THAT(states, testing::ElementsAre(RecordingState::preparing, RecordingState::recording,
+                                             RecordingState::stopping, RecordingState::idle));
+    EXPECT_FALSE(app->recordingFlow().isRecordingMenuBarVisible());
+    EXPECT_EQ(windows.fades, 1);
+    EXPECT_FALSE(windows.isAccessory);
+    EXPECT_FALSE(windows.isRecordingPreviewShown);
+    EXPECT_EQ(app->mode(), AppMode::editing);
+    ASSERT_TRUE(app->currentProject().has_value());
+    EXPECT_EQ(app->currentProjectFileURL(), std::nullopt);
+    EXPECT_EQ(app->exportFilename(), app->currentProject()->name);
+    const CMTime duration = app->currentProject()->timeline.tracks[0].clips[0].trimRange.duration;
+    EXPECT_GE(duration.seconds(), 0.3);
+    await(app->startRecording());
+    EXPECT_EQ(app->recordingFlow().recordingState(), RecordingState::idle) << "a project is open";
+}
+
+TEST_F(AppStateTest, RecordingThatFailsLandsAtTheDockBar) {
+    test::Inbox<std::string> log;
+    const LogObserver observer(LogCategory::app, [&log](const std::string& line) { log.put(line); });
+    launches();
+    await(app->refreshCaptureSources());
+    app->captureSources().setCameraEnabled(false);
+    desktop.failsStart = true;
+    await(app->startRecording());
+    EXPECT_TRUE(seesTheDockBar());
+    EXPECT_EQ(app->recordingFlow().recordingState(), RecordingState::idle);
+    EXPECT_THAT(log.items(), testing::Contains(testing::StartsWith("Recording failed: ")));
+
+    desktop.failsStart = false;
+    desktop.onStart = [this] {
+        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+    };
+    app->captureSources().setSystemAudioEnabled(false);
+    await(app->startRecording());
+    ASSERT_EQ(app->mode(), AppMode::recording);
+    std::filesystem::remove_all(sessionsDirectory(temporary()).path());
+    await(app->stopRecording());
+    EXPECT_TRUE(seesTheDockBar());
+    EXPECT_EQ(windows.fades, 1);
+    EXPECT_THAT(log.items(), testing::Contains(testing::StartsWith("Stop recording failed: ")));
 }
 
 TEST_F(AppStateTest, GoesToTheExportViewAndBack) {

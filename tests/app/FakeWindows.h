@@ -16,7 +16,14 @@ public:
     std::optional<std::string> dockBarScreenName() const override { return std::nullopt; }
     void hideDockBar() override { isDockBarShown = false; }
     void closeSelectionPanels() override { ++selectionPanelCloses; }
-    void hideRecordingPreview() override {}
+    void showRecordingPreview() override { isRecordingPreviewShown = true; }
+    void hideRecordingPreview() override { isRecordingPreviewShown = false; }
+    void fadeOutRecordingUI(std::chrono::milliseconds, std::function<void()> onEnd) override {
+        ++fades;
+        onEnd();
+    }
+    void becomeAccessory() override { isAccessory = true; }
+    void becomeRegular() override { isAccessory = false; }
     void showMainWindow() override { isMainWindowShown = true; }
     void hideMainWindow() override { isMainWindowShown = false; }
     void showPermissionsWindow() override { isPermissionsWindowShown = true; }
@@ -42,6 +49,9 @@ public:
     bool isDockBarShown = false;
     bool isMainWindowShown = false;
     bool isPermissionsWindowShown = false;
+    bool isRecordingPreviewShown = false;
+    bool isAccessory = false;
+    int fades = 0;
     int selectionPanelCloses = 0;
     int activations = 0;
     int alertCount = 0;
