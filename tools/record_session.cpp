@@ -82,7 +82,7 @@ QCoro::Task<int> record(CommandLine arguments) {
     co_await coordinator.startRecording();
 
     const auto live = Clock::now();
-    std::vector<std::uint64_t> memory;
+    std::vector<std::uint64_t> memory{residentBytes()};
     while (Clock::now() - live < std::chrono::duration<double>(seconds) && !needsStop) {
         const double left = seconds - std::chrono::duration<double>(Clock::now() - live).count();
         const auto wait = std::min<std::chrono::milliseconds>(

@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <utility>
 
 #include "app/SourceRules.h"
@@ -60,9 +62,14 @@ CaptureSources::~CaptureSources() {
 /// The callbacks come on threads of the desktop's; many changes before the main thread gets to them cost one
 /// refresh.
 void CaptureSources::follow() {
-    const auto onChange = [this] {
-        QMetaObject::invokeMethod(
-            this, [this] { refreshCaptureSources(); }, Qt::QueuedConnection);
+    const auto isAsked = std::make_shared<std::atomic<bool>>(false);
+    const auto onChange = [this, isAsked] {
+        if (isAsked->exchange(true)) return;
+        const auto refresh = [this, isAsked] {
+            *isAsked = false;
+            refreshCaptureSources();
+        };
+        QMetaObject::invokeMethod(this, refresh, Qt::QueuedConnection);
     };
     contentObservation_ = platform_.observeShareableContent(onChange);
     deviceObservation_ = platform_.captureDevices().observeChanges(onChange);
@@ -78,10 +85,9 @@ bool CaptureSources::set(Value& field, Value value, void (CaptureSources::*chang
 
 QCoro::Task<> CaptureSources::refreshCaptureSources() {
     const QPointer<CaptureSources> self = this;
-    const int generation = ++refreshGeneration_;
     const QFuture<Reading> reading = resultOn(queue_, [&platform = platform_] { return read(platform); });
     const Reading result = co_await reading;
-    if (!self || generation != refreshGeneration_) co_return;
+    if (!self) co_return;
     if (result.content) {
         applyContent(*result.content);
     } else {

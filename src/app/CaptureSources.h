@@ -21,14 +21,13 @@ class CaptureSources final : public QObject {
     Q_OBJECT
 
 public:
-    /// `preferredDisplayName` tells the display that is chosen unless the user chooses another: the one on
-    /// which the program shows itself; absent for the primary one. The platform must outlive the object.
+    /// `preferredDisplayName` tells the display that each refresh chooses: the one on which the program shows
+    /// itself; absent for the primary one. The platform must outlive the object.
     CaptureSources(DesktopPlatform& platform,
                    std::function<std::optional<std::string>()> preferredDisplayName);
     ~CaptureSources() override;
 
-    /// Reads everything anew. Never fails: what can't be read stays as it was. A refresh that is overtaken by
-    /// a later one changes nothing.
+    /// Reads everything anew. Never fails: what can't be read stays as it was.
     QCoro::Task<> refreshCaptureSources();
 
     [[nodiscard]] const std::vector<ShareableDisplay>& availableDisplays() const {
@@ -66,7 +65,7 @@ public:
     void setMicrophoneEnabled(bool isEnabled);
     void setSystemAudioEnabled(bool isEnabled);
 
-    /// The display that is chosen unless the user chooses another, at this moment.
+    /// Chooses the display anew, as a refresh does.
     void updateSelectedDisplay();
     /// Height of the primary screen in points, 0 without screens; what `flippedGlobalRect` asks for.
     [[nodiscard]] double primaryScreenHeight() const;
@@ -85,7 +84,6 @@ private:
     bool set(Value& field, Value value, void (CaptureSources::*changed)());
     void follow();
     void applyContent(const ShareableContent& content);
-    void refreshDevices();
     [[nodiscard]] std::optional<RecordingConfiguration::Source> source() const;
 
     DesktopPlatform& platform_;
@@ -104,7 +102,6 @@ private:
     bool _isMicrophoneEnabled = true;
     bool _isSystemAudioEnabled = true;
 
-    int refreshGeneration_ = 0;
     std::unique_ptr<ContentObservation> contentObservation_;
     std::shared_ptr<void> deviceObservation_;
     SerialQueue queue_{"com.varnelle.sources"};

@@ -77,7 +77,7 @@ QCoro::Task<> SetupCameraPreview::attempt(std::string cameraID, bool allowRetry,
         accept(std::move(camera), cameraID);
         co_return;
     }
-    dropCamera();
+    emit cameraChanged();
     logger(LogCategory::app).error("Failed to start setup camera preview: {}", failure);
     if (!allowRetry) co_return;
     const QCoro::Task<> retry = retryLater(cameraID, generation);

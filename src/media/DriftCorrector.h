@@ -30,7 +30,7 @@ public:
     [[nodiscard]] std::vector<SampleBuffer> process(std::span<const float> samples,
                                                     std::int64_t hostNanoseconds);
 
-    /// By how much the device's clock is fast against the host clock, in millionths, as far as it is known.
+    /// By how much the device's clock is fast against the host clock, as a fraction, as far as it is known.
     [[nodiscard]] double deviation() const;
     /// How many gaps and overlaps there have been.
     [[nodiscard]] int discontinuityCount() const { return discontinuityCount_; }

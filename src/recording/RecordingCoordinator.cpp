@@ -6,9 +6,11 @@
 #include <filesystem>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 #include "foundation/Log.h"
 #include "model/ProjectLifecycle.h"
+#include "platform/PlatformError.h"
 #include "recording/RecordingError.h"
 #include "recording/SessionRecovery.h"
 
@@ -66,8 +68,20 @@ QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration conf
         logger(LogCategory::recording).warn("The session can't be locked: {}", error.what());
     }
 
+    try {
+        prepareStreams(std::move(reusableCamera));
+    } catch (...) {
+        cancelWriters();
+        removeSessionDirectoryIfEmpty();
+        throw;
+    }
+    co_return;
+}
+
+void RecordingCoordinator::prepareStreams(std::shared_ptr<CameraFeed> reusableCamera) {
     const bool usesMicrophone =
         configuration_->captureMicrophone && !platform_.captureDevices().microphones().empty();
+    findWindow();
     makeEngine(usesMicrophone);
     makeCamera(std::move(reusableCamera));
     makeRecorders(usesMicrophone);
@@ -76,7 +90,21 @@ QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration conf
                           usesMicrophone};
     withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
     connectStreams();
-    co_return;
+}
+
+/// A window may have been moved, resized or closed since it was chosen.
+void RecordingCoordinator::findWindow() {
+    auto* source = std::get_if<RecordingConfiguration::WindowSource>(&configuration_->source);
+    if (source == nullptr) return;
+    const std::vector<ShareableWindow> windows = platform_.shareableContent({}).windows;
+    const auto now = std::find_if(windows.begin(), windows.end(), [source](const ShareableWindow& window) {
+        return window.windowID == source->window.windowID;
+    });
+    if (now == windows.end()) {
+        throw PlatformError(PlatformError::Code::requestFailed,
+                            "The window “" + source->window.title + "” was closed.");
+    }
+    source->window = *now;
 }
 
 QCoro::Task<> RecordingCoordinator::startRecording() {
@@ -111,6 +139,7 @@ QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
         withTimeline([](const SampleTimeline& timeline) { return timeline.state().timelineOriginHostTime; });
     if (!origin) {
         cancelWriters();
+        removeSessionDirectoryIfEmpty();
         cleanUp();
         throw RecordingError::writerFailed(kStoppedBeforeStart);
     }
@@ -263,13 +292,17 @@ void RecordingCoordinator::goLive() {
 }
 
 QCoro::Task<> RecordingCoordinator::failedStartCleanup() {
+    isStopping_ = true;  // a stop has nothing to stop any more, and would take away what is being cleaned up
     withTimeline([](SampleTimeline& timeline) { timeline.beginStopping(); });
     co_await stopStreams("Failed start cleanup stopCapture error: ");
     cancelWriters();
     withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
-    // Gone unless something is left in it.
+    removeSessionDirectoryIfEmpty();
+}
+
+void RecordingCoordinator::removeSessionDirectoryIfEmpty() {
     std::error_code ignored;
-    std::filesystem::remove(recordingSessionDirectory_->path(), ignored);
+    if (recordingSessionDirectory_) std::filesystem::remove(recordingSessionDirectory_->path(), ignored);
 }
 
 /// Without it the session can be recovered, too, but with guesses.

@@ -70,6 +70,8 @@ public:
     [[nodiscard]] RecordingStatistics statistics();
 
 private:
+    void prepareStreams(std::shared_ptr<CameraFeed> reusableCamera);
+    void findWindow();
     void makeEngine(bool usesMicrophone);
     void makeCamera(std::shared_ptr<CameraFeed> reusableCamera);
     void makeRecorders(bool usesMicrophone);
@@ -79,6 +81,7 @@ private:
 
     QCoro::Task<> passStartBarrier();
     void goLive();
+    void removeSessionDirectoryIfEmpty();
     void leaveNote();
     void watchStorage();
     QCoro::Task<> failedStartCleanup();

@@ -7,7 +7,9 @@ namespace varnelle {
 namespace {
 
 int evenPixels(double pixels) {
-    const int whole = static_cast<int>(std::floor(pixels));
+    // Points are pixels over a scale; the way back mustn't lose a pixel to rounding.
+    constexpr double roundingError = 1e-6;
+    const int whole = static_cast<int>(std::floor(pixels + roundingError));
     return whole < 2 ? 2 : whole / 2 * 2;
 }
 
@@ -23,7 +25,7 @@ template <typename... Handlers>
 Overloaded(Handlers...) -> Overloaded<Handlers...>;
 
 CGSize sizeInPixels(const ShareableDisplay& display) {
-    return {display.frame.width() * display.scale, display.frame.height() * display.scale};
+    return {static_cast<double>(display.widthPixels), static_cast<double>(display.heightPixels)};
 }
 
 /// `part` with the size that the movie has, if that is what rounding made of it.
@@ -43,9 +45,7 @@ PixelSize evenPixelSize(CGSize points, double scale) {
 PixelSize capturePixelSize(const RecordingConfiguration::Source& source) {
     return std::visit(
         Overloaded{
-            [](const DisplaySource& whole) {
-                return evenPixelSize(whole.display.frame.size, whole.display.scale);
-            },
+            [](const DisplaySource& whole) { return evenPixelSize(sizeInPixels(whole.display), 1); },
             [](const WindowSource& one) { return evenPixelSize(one.window.frame.size, one.window.scale); },
             [](const AreaSource& area) { return evenPixelSize(area.rect.size, area.pointPixelScale); }},
         source);

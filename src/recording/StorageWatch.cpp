@@ -18,13 +18,13 @@ constexpr std::chrono::seconds kInterval{1};
 }  // namespace
 
 std::optional<Seconds> StorageForecast::secondsLeft(Seconds time, const StorageReading& reading) {
+    if (reading.freeBytes <= kRoomForCompletion) return Seconds{0};
     entries_.push_back({time, reading.writtenBytes});
     while (entries_.size() > 2 && time - entries_[1].time >= kRateWindow) entries_.pop_front();
     const Seconds span = time - entries_.front().time;
     if (span < kShortestSpan || reading.writtenBytes <= entries_.front().writtenBytes) return std::nullopt;
     const double rate =
         static_cast<double>(reading.writtenBytes - entries_.front().writtenBytes) / span.count();
-    if (reading.freeBytes <= kRoomForCompletion) return Seconds{0};
     return Seconds{static_cast<double>(reading.freeBytes - kRoomForCompletion) / rate};
 }
 

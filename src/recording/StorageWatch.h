@@ -23,8 +23,8 @@ struct StorageReading {
 class StorageForecast {
 public:
     /// How long recording may go on, at the rate of the last ten seconds; what completing the files needs is
-    /// set aside. Absent until there are two seconds of readings, and while nothing is written. `time` counts
-    /// from anywhere and grows.
+    /// set aside, and with less than that it is nothing. Absent until there are two seconds of readings, and
+    /// while nothing is written. `time` counts from anywhere and grows.
     std::optional<std::chrono::duration<double>> secondsLeft(std::chrono::duration<double> time,
                                                              const StorageReading& reading);
 

@@ -98,10 +98,13 @@ TEST_F(SetupCameraPreviewTest, NewestChoiceWins) {
 
 TEST_F(SetupCameraPreviewTest, CameraThatFailsGetsOneSecondChance) {
     wanted = "a";
+    int tellings = 0;
+    QObject::connect(&preview, &SetupCameraPreview::cameraChanged, &preview, [&tellings] { ++tellings; });
     preview.updateSetupCameraPreview();
     ASSERT_TRUE(eventually([this] { return attempts.count() == 2; }));
     letEventsPass();
     EXPECT_EQ(attempts.count(), 2U);
+    EXPECT_EQ(tellings, 2) << "whoever waits for the picture learns that none comes";
     EXPECT_EQ(preview.camera(), nullptr);
     EXPECT_THAT(log.items(), ElementsAre("Failed to start setup camera preview: It is unplugged.",
                                          "Failed to start setup camera preview: It is unplugged."));

@@ -8,6 +8,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <filesystem>
 
 #include "camera/CursorRecordingFile.h"
 #include "foundation/Log.h"
@@ -274,6 +275,31 @@ TEST_F(RecordingCoordinatorTest, TellsOnTheMainThreadWhenTheDiskIsNearlyFull) {
     const RecordingSession session = await(coordinator.stopRecording());
     EXPECT_TRUE(session.screenRecordingURL.exists());
     EXPECT_EQ(tellings, 1);
+}
+
+TEST_F(RecordingCoordinatorTest, WindowIsTakenAsItIsAtTheStart) {
+    ShareableWindow window;
+    window.windowID = 7;
+    window.title = "Notes";
+    window.frame = {{10, 10}, {64, 64}};
+    RecordingConfiguration wanted = configuration();
+    wanted.source = RecordingConfiguration::WindowSource{window, desktop.displays.front()};
+    window.frame = {{30, 20}, {100, 80}};
+    desktop.windows = {window};
+    prepare(wanted);
+    EXPECT_EQ(desktop.usedConfiguration->sourceRect, (CGRect{{30, 20}, {100, 80}}));
+    EXPECT_EQ(desktop.usedConfiguration->widthPixels, 100);
+
+    desktop.windows.clear();
+    RecordingCoordinator another(desktop, directory.file("another"));
+    try {
+        await(another.prepareRecording(wanted));
+        ADD_FAILURE() << "no error";
+    } catch (const PlatformError& error) {
+        EXPECT_STREQ(error.what(), "The window “Notes” was closed.");
+    }
+    const URL sessions = directory.file("another").appending("Varnelle").appending("Sessions");
+    EXPECT_TRUE(std::filesystem::is_empty(sessions.path())) << "nothing is left of it";
 }
 
 TEST_F(RecordingCoordinatorTest, ExcludesTheProgramItself) {

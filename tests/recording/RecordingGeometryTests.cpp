@@ -29,6 +29,21 @@ TEST(RecordingGeometry, DisplayGivesItsFrameAsRegionAndItsPixelsAsSize) {
     EXPECT_EQ(captureRegion(source), (CGRect{{1920, -200}, {1367, 769}}));
 }
 
+TEST(RecordingGeometry, NoPixelIsLostAtOddScales) {
+    for (const double scale : {1.0, 1.25, 1.375, 1.625, 1.6979166, 2.0}) {
+        for (const auto& [width, height] : {std::pair{1920, 1080}, {3840, 2160}, {1366, 768}, {2560, 1440}}) {
+            const ShareableDisplay display{1, {{0, 0}, {width / scale, height / scale}}, width, height, scale,
+                                           ""};
+            EXPECT_EQ(capturePixelSize(RecordingConfiguration::DisplaySource{display}),
+                      (PixelSize{width, height}));
+            RecordingConfiguration::WindowSource window;
+            window.window.frame = display.frame;
+            window.window.scale = scale;
+            EXPECT_EQ(capturePixelSize(window), (PixelSize{width, height})) << scale;
+        }
+    }
+}
+
 TEST(RecordingGeometry, AreaIsPlacedByItsDisplayAndFittedToWholeEvenPixels) {
     const ShareableDisplay display{7, {{1920, -200}, {1280, 800}}, 2560, 1600, 2.0, "HDMI-1"};
     const auto area = [&display](const CGRect& rect, double scale) {

@@ -44,6 +44,12 @@ TEST(StorageForecast, NothingWrittenLastsForEver) {
     }
 }
 
+TEST(StorageForecast, RoomThatOthersHaveTakenIsNoticedWhileNothingIsWritten) {
+    StorageForecast forecast;
+    EXPECT_EQ(forecast.secondsLeft(Seconds{0}, {100 * kMegabyte, 0}), std::nullopt);
+    EXPECT_EQ(forecast.secondsLeft(Seconds{1}, {60 * kMegabyte, 0}), Seconds{0});
+}
+
 TEST(StorageWatch, ReadsTheDiskAndTheFilesOfASession) {
     const test::TemporaryDirectory directory;
     std::ofstream(directory.file("screen.mov").path()) << std::string(1000, 'x');

@@ -47,11 +47,14 @@ PatternWindow::PatternWindow(const std::string& displayName, int x, int y, int w
     xcb_connection_t* const connection = connection_.get();
     const xcb_screen_t* screen = screenOf(connection);
     window_ = xcb_generate_id(connection);
-    const std::array<std::uint32_t, 2> values{screen->black_pixel, properties.isManaged ? 0U : 1U};
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, window_, screen->root, static_cast<std::int16_t>(x),
-                      static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width_),
-                      static_cast<std::uint16_t>(height_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                      screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    const std::uint32_t overridesManager = properties.isManaged ? 0 : 1;
+    const std::array<std::uint32_t, 2> values{screen->black_pixel, overridesManager};
+    xcb_create_window(
+        connection, XCB_COPY_FROM_PARENT, window_, screen->root, static_cast<std::int16_t>(x),
+        static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width_), static_cast<std::uint16_t>(height_),
+        0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+        properties.hasBackground ? XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT : XCB_CW_OVERRIDE_REDIRECT,
+        properties.hasBackground ? values.data() : &overridesManager);
     context_ = xcb_generate_id(connection);
     xcb_create_gc(connection, context_, window_, 0, nullptr);
     if (!properties.title.empty()) setTitle(properties.title);

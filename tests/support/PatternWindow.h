@@ -14,6 +14,7 @@ struct WindowProperties {
     std::string title;
     std::string windowClass;
     std::uint32_t processID = 0;
+    bool hasBackground = true;  ///< the server paints black what hasn't been drawn yet
 };
 
 /// A window that covers a part of an X display and shows rectangles of known colours,

@@ -164,9 +164,12 @@ std::unique_ptr<AccessibilityElement> AtspiAccessibility::focusedElement(std::in
     const auto window = windowOf(processID, windowFrame);
     if (!window) return nullptr;
     KnownFocus& known = focus_[window->reference.busName];
-    if (!known.reference.isNull()) {
-        if (hasState(describe(known.reference, States::fresh).identity.states, ATSPI_STATE_FOCUSED)) {
-            return std::make_unique<Element>(*this, known.reference, window->offset);
+    // A signal that arrives while the program is asked may name another element; then that one is asked.
+    AtspiReference asked;
+    while (known.reference != asked) {
+        asked = known.reference;
+        if (hasState(describe(asked, States::fresh).identity.states, ATSPI_STATE_FOCUSED)) {
+            return std::make_unique<Element>(*this, asked, window->offset);
         }
     }
     // Programs tell when the focus moves, so a search is for the one that was there before, or for those that

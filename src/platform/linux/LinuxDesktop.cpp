@@ -19,6 +19,7 @@
 #include "platform/linux/X11InputMonitors.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
+#include "platform/linux/X11WindowSeparation.h"
 #include "platform/linux/X11Windows.h"
 
 namespace varnelle {
@@ -43,6 +44,7 @@ private:
 
 LinuxDesktop::LinuxDesktop(std::string displayName, std::string pipeWireName)
     : displayName_(std::move(displayName)),
+      windowSeparation_(X11WindowSeparation::make(displayName_)),
       pipeWire_(std::make_shared<PipeWireHub>(std::move(pipeWireName))),
       captureDevices_(std::make_unique<PipeWireDevices>(*pipeWire_)) {}
 
@@ -70,7 +72,7 @@ ShareableContent LinuxDesktop::shareableContent(const ShareableContentOptions& o
 std::unique_ptr<ContentObservation> LinuxDesktop::observeShareableContent(std::function<void()> onChange) {
     try {
         return std::make_unique<X11ContentObserver>(displayName_, std::move(onChange));
-    } catch (const PlatformError&) {
+    } catch (const Error&) {
         return nullptr;
     }
 }

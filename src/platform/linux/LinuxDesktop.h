@@ -9,6 +9,7 @@ namespace varnelle {
 
 class PipeWireDevices;
 class PipeWireHub;
+class X11WindowSeparation;
 
 /// A Linux desktop under X11, with sound and cameras from PipeWire. Connections to the display are made when
 /// something is asked for, so that a program starts without one too; PipeWire is looked for from the start,
@@ -40,6 +41,7 @@ public:
 
 private:
     std::string displayName_;
+    std::unique_ptr<X11WindowSeparation> windowSeparation_;  ///< null where there is none
     std::shared_ptr<PipeWireHub> pipeWire_;
     std::unique_ptr<PipeWireDevices> captureDevices_;
 };

@@ -31,7 +31,7 @@ X11ContentObserver::X11ContentObserver(const std::string& displayName, std::func
     : connection_(displayName),
       onChange_(std::move(onChange)),
       wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (wakeUp_ < 0) throw FileError("Creating", "a wake-up event", errno);
+    if (!wakeUp_.isOpen()) throw FileError("Creating", "a wake-up event", errno);
     const xcb_window_t root = connection_.screen().root;
     const std::uint32_t events =
         XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
@@ -48,9 +48,8 @@ X11ContentObserver::X11ContentObserver(const std::string& displayName, std::func
 
 X11ContentObserver::~X11ContentObserver() {
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(wakeUp_, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
     thread_.join();
-    close(wakeUp_);
 }
 
 void X11ContentObserver::run() {
@@ -70,7 +69,7 @@ void X11ContentObserver::run() {
                 watchTitles();
                 onChange_();
             }
-            std::array<pollfd, 2> watched{pollfd{wakeUp_, POLLIN, 0},
+            std::array<pollfd, 2> watched{pollfd{wakeUp_.get(), POLLIN, 0},
                                           pollfd{connection_.fileDescriptor(), POLLIN, 0}};
             poll(watched.data(), watched.size(), isPending ? static_cast<int>(kQuietTime.count()) : -1);
             if (watched[0].revents != 0) return;
@@ -97,7 +96,9 @@ bool X11ContentObserver::isChange(const xcb_generic_event_t& event) {
          type == randr->first_event + XCB_RANDR_NOTIFY)) {
         return true;
     }
-    if (type == XCB_MAP_NOTIFY || type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY) return true;
+    if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY || type == XCB_UNMAP_NOTIFY ||
+        type == XCB_DESTROY_NOTIFY)
+        return true;
     if (type != XCB_PROPERTY_NOTIFY) return false;
     const xcb_atom_t changed = reinterpret_cast<const xcb_property_notify_event_t&>(event).atom;
     const std::array names{"_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_WM_NAME", "WM_NAME",

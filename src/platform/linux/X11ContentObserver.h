@@ -5,12 +5,13 @@
 #include <string>
 #include <thread>
 
+#include "foundation/Descriptor.h"
 #include "platform/DesktopPlatform.h"
 #include "platform/linux/X11Connection.h"
 
 namespace varnelle {
 
-/// Watches the screens and the list of windows with their titles, on a thread of its own.
+/// Watches the screens and the list of windows with their titles and places, on a thread of its own.
 class X11ContentObserver final : public ContentObservation {
 public:
     /// Throws `PlatformError`.
@@ -30,7 +31,7 @@ private:
     X11Connection connection_;
     std::function<void()> onChange_;
     std::set<xcb_window_t> watchedWindows_;
-    int wakeUp_;
+    Descriptor wakeUp_;
     std::thread thread_;
 };
 

@@ -3,7 +3,7 @@
 #include <xcb/randr.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <string_view>
 
 #include "platform/linux/X11Properties.h"
@@ -12,6 +12,7 @@ namespace varnelle {
 namespace {
 
 constexpr double kDotsPerInchAtScaleOne = 96;
+constexpr double kLargestScale = 8;
 
 ShareableDisplay makeDisplay(double scale, std::uint32_t id, std::string name, int x, int y, int width,
                              int height) {
@@ -51,9 +52,12 @@ double pointPixelScale(X11Connection& connection) {
         line = end == std::string::npos ? resources.size() : end + 1;
     }
     if (line >= resources.size()) return 1;
-    const double dotsPerInch = std::strtod(resources.c_str() + line + name.size(), nullptr);
+    std::size_t number = line + name.size();
+    while (number < resources.size() && (resources[number] == ' ' || resources[number] == '\t')) ++number;
+    double dotsPerInch = 0;
+    std::from_chars(resources.data() + number, resources.data() + resources.size(), dotsPerInch);
     const double scale = dotsPerInch / kDotsPerInchAtScaleOne;
-    return scale >= 0.5 && scale <= 8 ? scale : 1;
+    return scale >= 1 && scale <= kLargestScale ? scale : 1;
 }
 
 std::vector<ShareableDisplay> listDisplays(X11Connection& connection) {

@@ -12,6 +12,7 @@
 
 #include "foundation/Log.h"
 #include "platform/linux/X11Properties.h"
+#include "platform/linux/X11WindowSeparation.h"
 
 namespace varnelle {
 namespace {
@@ -20,19 +21,10 @@ constexpr int kDeepestClient =
     3;  ///< window managers put a client at most so many windows deep into decoration
 
 bool keepsWindowsApart(X11Connection& connection) {
-    if (!X11Damage::isSupported(connection) || !connection.hasExtension(xcb_composite_id) ||
-        !connection.hasExtension(xcb_render_id)) {
-        return false;
-    }
-    const auto composite = xcb_composite_query_version(connection.get(), 0, 4);
-    const auto render = xcb_render_query_version(connection.get(), 0, 11);
-    connection.reply<xcb_composite_query_version_reply_t>(composite, "CompositeQueryVersion");
-    connection.reply<xcb_render_query_version_reply_t>(render, "RenderQueryVersion");
-    // Beside a compositing manager, which redirects in its own way, this changes nothing and is allowed.
-    connection.check(xcb_composite_redirect_subwindows_checked(connection.get(), connection.screen().root,
-                                                               XCB_COMPOSITE_REDIRECT_AUTOMATIC),
-                     "CompositeRedirectSubwindows");
-    return true;
+    if (!X11Damage::isSupported(connection) || !connection.hasExtension(xcb_render_id)) return false;
+    connection.reply<xcb_render_query_version_reply_t>(xcb_render_query_version(connection.get(), 0, 11),
+                                                       "RenderQueryVersion");
+    return X11WindowSeparation::begin(connection);
 }
 
 xcb_rectangle_t rectangle(const PixelRect& rect) {
@@ -87,16 +79,22 @@ X11ExcludedWindows::~X11ExcludedWindows() {
 
 void X11ExcludedWindows::noteEvent(const xcb_generic_event_t& event) {
     switch (event.response_type & 0x7f) {
-        case XCB_REPARENT_NOTIFY:
-            knownProcesses_.clear();
+        case XCB_REPARENT_NOTIFY: {
+            const auto& change = reinterpret_cast<const xcb_reparent_notify_event_t&>(event);
+            knownProcesses_.erase(change.window);
+            knownProcesses_.erase(change.parent);
             isOutdated_ = true;
             return;
+        }
         case XCB_MAP_NOTIFY:
             knownProcesses_.erase(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
             isOutdated_ = true;
             return;
-        case XCB_UNMAP_NOTIFY:
         case XCB_DESTROY_NOTIFY:
+            knownProcesses_.erase(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+            isOutdated_ = true;
+            return;
+        case XCB_UNMAP_NOTIFY:
         case XCB_CONFIGURE_NOTIFY:
         case XCB_CIRCULATE_NOTIFY:
             isOutdated_ = true;
@@ -214,7 +212,10 @@ std::int64_t X11ExcludedWindows::processOf(xcb_window_t window) {
         std::vector<xcb_window_t> next;
         for (const xcb_window_t candidate : level) {
             const auto numbers = X11Property(connection_, candidate, "_NET_WM_PID").numbers();
-            if (!numbers.empty()) process = numbers.front();
+            if (!numbers.empty()) {
+                process = numbers.front();
+                break;
+            }
             const auto tree = connection_.replyIfGranted<xcb_query_tree_reply_t>(
                 xcb_query_tree(connection_.get(), candidate), "QueryTree");
             if (tree == nullptr) continue;

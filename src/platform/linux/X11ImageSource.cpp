@@ -97,6 +97,10 @@ X11ImageSource::X11ImageSource(X11Connection& connection, xcb_drawable_t drawabl
     usesSharedMemory_ = canShareMemory(connection);
 }
 
+X11ImageSource::~X11ImageSource() {
+    if (scratch_ && scratch_->segment != 0) xcb_shm_detach(connection_.get(), scratch_->segment);
+}
+
 bool X11ImageSource::fetch(CaptureBuffer& buffer, const std::vector<PixelRect>& rects,
                            const VideoFrame& previous, Bands bands) {
     const PixelRect readable = bounds_.movedBy(-area_.left, -area_.top);

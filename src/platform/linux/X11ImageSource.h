@@ -25,6 +25,10 @@ public:
     X11ImageSource(X11Connection& connection, xcb_drawable_t drawable, const PixelRect& area,
                    const PixelRect& bounds);
 
+    ~X11ImageSource();
+    X11ImageSource(const X11ImageSource&) = delete;
+    X11ImageSource& operator=(const X11ImageSource&) = delete;
+
     void setBounds(const PixelRect& bounds) { bounds_ = bounds; }
     /// Brings disjoint rectangles (relative to the area) of the buffer up to date with the drawable.
     /// `previous` is the picture before, or empty; returns whether a pixel of them is different from it.

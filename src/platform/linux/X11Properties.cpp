@@ -1,8 +1,27 @@
 #include "platform/linux/X11Properties.h"
 
-#include <algorithm>
+#include <string_view>
 
 namespace varnelle {
+
+namespace {
+
+/// The old texts of X are in Latin-1.
+std::string fromLatin1(std::string_view text) {
+    std::string utf8;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        if (code < 0x80) {
+            utf8 += c;
+        } else {
+            utf8 += static_cast<char>(0xc0 | code >> 6);
+            utf8 += static_cast<char>(0x80 | (code & 0x3f));
+        }
+    }
+    return utf8;
+}
+
+}  // namespace
 
 X11Property::X11Property(X11Connection& connection, xcb_window_t window, const char* name)
     : connection_(connection),
@@ -19,7 +38,9 @@ std::vector<std::uint32_t> X11Property::numbers() {
 std::string X11Property::text() {
     const auto reply = connection_.replyIfGranted<xcb_get_property_reply_t>(cookie_, "GetProperty");
     if (reply == nullptr || reply->format != 8) return {};
-    return {static_cast<const char*>(xcb_get_property_value(reply.get())), reply->value_len};
+    const std::string_view bytes{static_cast<const char*>(xcb_get_property_value(reply.get())),
+                                 reply->value_len};
+    return reply->type == XCB_ATOM_STRING ? fromLatin1(bytes) : std::string(bytes);
 }
 
 std::vector<xcb_window_t> managedWindows(X11Connection& connection) {

@@ -18,7 +18,7 @@ public:
     /// The numbers of a property of 32-bit items; empty if there is none or the window is gone. Once. Throws
     /// `PlatformError` (`displayLost`).
     [[nodiscard]] std::vector<std::uint32_t> numbers();
-    /// The bytes of a text; empty likewise. Once. Throws likewise.
+    /// A text in UTF-8; empty likewise. Once. Throws likewise.
     [[nodiscard]] std::string text();
 
     static constexpr std::uint32_t kMaximumBytes = 4U << 20;

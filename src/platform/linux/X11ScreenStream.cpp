@@ -183,11 +183,8 @@ void X11ScreenStream::addOutput(OutputType type, SerialQueue& queue, SampleHandl
             handler_ = std::move(handler);
             return;
         case OutputType::audio:
-            throw PlatformError(PlatformError::Code::unsupported,
-                                "System sound can't be recorded on this desktop yet.");
         case OutputType::microphone:
-            throw PlatformError(PlatformError::Code::unsupported,
-                                "The microphone can't be recorded on this desktop yet.");
+            throw PlatformError(PlatformError::Code::unsupported, "An X display has no sound.");
     }
 }
 

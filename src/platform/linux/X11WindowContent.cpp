@@ -4,7 +4,16 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace varnelle {
+namespace {
+
+/// A window may be hidden or get another frame between the look at it and the request for its pixels, but not
+/// for ever.
+constexpr int kMaximumAttempts = 20;
+
+}  // namespace
 
 /// The pixels that the server keeps of a window; they stay as they are when the window is resized or goes.
 class X11WindowContent::Pixmap {
@@ -19,6 +28,12 @@ public:
     Pixmap& operator=(const Pixmap&) = delete;
 
     [[nodiscard]] xcb_pixmap_t id() const { return id_; }
+    /// Throws `PlatformError`.
+    [[nodiscard]] PixelRect bounds() const {
+        const auto geometry = connection_.reply<xcb_get_geometry_reply_t>(
+            xcb_get_geometry(connection_.get(), id_), "GetGeometry");
+        return {0, 0, geometry->width, geometry->height};
+    }
 
 private:
     X11Connection& connection_;
@@ -49,19 +64,20 @@ X11WindowContent::X11WindowContent(X11Connection& connection, const ShareableWin
         if (error.code() == PlatformError::Code::requestFailed) throw closedError();
         throw;
     }
-    const auto place = placeOfWindow(connection, window_);
-    if (!place) throw closedError();
-    if (!place->isViewable) {
-        throw PlatformError(
-            PlatformError::Code::requestFailed,
-            fmt::format("The window “{}” isn't shown on the screen, so it can't be recorded.", title_));
+    for (int attempt = 0; attempt < kMaximumAttempts; ++attempt) {
+        const auto place = placeOfWindow(connection, window_);
+        if (!place) throw closedError();
+        if (!place->isViewable) break;
+        if (tryToOpen(*place)) return;
     }
-    openPixmap(*place);
+    throw PlatformError(
+        PlatformError::Code::requestFailed,
+        fmt::format("The window “{}” isn't shown on the screen, so it can't be recorded.", title_));
 }
 
 bool X11WindowContent::hasChanges() {
     while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
-        if (damage_->isReportedBy(*event)) hasDamage_ = true;
+        if (damage_ && damage_->isReportedBy(*event)) hasDamage_ = true;
         switch (event->response_type & 0x7f) {
             case XCB_DESTROY_NOTIFY:
                 if (reinterpret_cast<const xcb_destroy_notify_event_t&>(*event).window == window_)
@@ -95,7 +111,7 @@ PixelRegion X11WindowContent::takeChanges() {
         if (!place) throw closedError();
         isOutdated_ = false;
         if (!place->isViewable) return changes;  // told again when it is shown
-        openPixmap(*place);
+        if (!tryToOpen(*place)) return changes;
         changes.add(picture_);
     }
     const PixelRegion drawnOnWindow = damage_->take();
@@ -109,26 +125,41 @@ bool X11WindowContent::fetch(CaptureBuffer& buffer, const PixelRegion& region, c
     return source_->fetch(buffer, region.rects(), previous, X11ImageSource::Bands::allowed);
 }
 
+bool X11WindowContent::tryToOpen(const X11WindowPlace& place) {
+    try {
+        openPixmap(place);
+        return true;
+    } catch (const PlatformError& error) {
+        if (error.code() != PlatformError::Code::requestFailed) throw;
+        // It was hidden, closed or got another frame since its place was asked for.
+        isOutdated_ = true;
+        return false;
+    }
+}
+
 void X11WindowContent::openPixmap(const X11WindowPlace& place) {
     xcb_connection_t* x = connection_.get();
     if (place.topLevel != topLevel_) {
-        topLevel_ = place.topLevel;
+        topLevel_ = XCB_NONE;  // until all of it is open
         const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-        xcb_change_window_attributes(x, topLevel_, XCB_CW_EVENT_MASK, &events);
+        xcb_change_window_attributes(x, place.topLevel, XCB_CW_EVENT_MASK, &events);
         connection_.check(
-            xcb_composite_redirect_window_checked(x, topLevel_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
+            xcb_composite_redirect_window_checked(x, place.topLevel, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
             "CompositeRedirectWindow");
-        damage_ = std::make_unique<X11Damage>(connection_, topLevel_);
+        damage_ = std::make_unique<X11Damage>(connection_, place.topLevel);
+        topLevel_ = place.topLevel;
     }
     topLevelBounds_ = place.topLevelBounds;
     borderWidth_ = place.borderWidth;
     cropLeft_ = place.frame.left - place.topLevelBounds.left;
     cropTop_ = place.frame.top - place.topLevelBounds.top;
-    pixmap_ = std::make_unique<Pixmap>(connection_, topLevel_);
+    auto pixmap = std::make_unique<Pixmap>(connection_, topLevel_);
     const PixelRect shown = picture_.movedBy(cropLeft_, cropTop_);
-    source_ = std::make_unique<X11ImageSource>(
-        connection_, pixmap_->id(), shown,
-        place.frame.movedBy(-place.topLevelBounds.left, -place.topLevelBounds.top));
+    // The window may have another size by now; what was named is what there is to read.
+    const PixelRect frame = place.frame.movedBy(-place.topLevelBounds.left, -place.topLevelBounds.top);
+    source_ = std::make_unique<X11ImageSource>(connection_, pixmap->id(), shown,
+                                               frame.intersection(pixmap->bounds()));
+    pixmap_ = std::move(pixmap);
 }
 
 PlatformError X11WindowContent::closedError() const {

@@ -31,6 +31,8 @@ public:
 private:
     class Pixmap;
 
+    /// False, and the window counts as outdated, if it has changed since its place was asked for.
+    [[nodiscard]] bool tryToOpen(const X11WindowPlace& place);
     void openPixmap(const X11WindowPlace& place);
     [[nodiscard]] PlatformError closedError() const;
 

@@ -119,7 +119,7 @@ std::optional<ShareableApplication> applicationOf(WindowQuery& query) {
 }
 
 std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& query,
-                                    const ShareableContentOptions& options) {
+                                    const ShareableContentOptions& options, double scale) {
     // Everything is read before anything is decided, as an answer that nobody takes stays in memory.
     const auto attributes =
         connection.replyIfGranted<xcb_get_window_attributes_reply_t>(query.attributes, "GetWindowAttributes");
@@ -145,7 +145,7 @@ std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& quer
     const PixelRect own{origin->dst_x, origin->dst_y, origin->dst_x + geometry->width,
                         origin->dst_y + geometry->height};
     const PixelRect frame = shrunk(grown(own, decoration), shadow);
-    window.scale = pointPixelScale(connection);
+    window.scale = scale;
     window.frame = {{frame.left / window.scale, frame.top / window.scale},
                     {frame.width() / window.scale, frame.height() / window.scale}};
     window.title = name.empty() ? plainName : name;
@@ -161,9 +161,10 @@ std::vector<ShareableWindow> listWindows(X11Connection& connection, const Sharea
     std::vector<WindowQuery> queries;
     queries.reserve(ids.size());
     for (const xcb_window_t id : ids) queries.emplace_back(connection, id);
+    const double scale = pointPixelScale(connection);
     std::vector<ShareableWindow> windows;
     for (WindowQuery& query : queries) {
-        if (auto window = read(connection, query, options)) windows.push_back(std::move(*window));
+        if (auto window = read(connection, query, options, scale)) windows.push_back(std::move(*window));
     }
     return windows;
 }
