@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <thread>
 
 #include "render/OrientedFrame.h"
@@ -34,6 +35,14 @@ std::optional<SmoothingCameraSnapshot> cameraFor(const OverlayVideoCompositionIn
         timeFromSeconds(std::max(state.rangeEnd - state.transitionDuration, state.rangeStart));
     const auto frozen = contents.smoothingCamera->snapshot(contents.sourceTimeMapper.sourceTime(leaving));
     return frozen ? frozen : snapshot;
+}
+
+VideoFrame newOutput(VideoRenderContext& context) {
+    try {
+        return context.newPixelBuffer();
+    } catch (const std::bad_alloc&) {
+        throw VideoCompositorError::renderContextUnavailable("there isn't enough memory");
+    }
 }
 
 }  // namespace
@@ -159,7 +168,7 @@ std::optional<VideoFrame> CustomVideoCompositor::frameFor(const Ingredients& ing
     }
     VideoFrame frame;
     try {
-        frame = context.newPixelBuffer();
+        frame = newOutput(context);
         painter_.paint(ingredients.plan, ingredients.screen, ingredients.camera,
                        {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
         frame = frame.tagged({ColorDescription::Primaries::bt709, ColorDescription::Transfer::bt709,
