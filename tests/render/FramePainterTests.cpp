@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "imaging/ShadowField.h"
 #include "render/CanvasBackground.h"
@@ -75,6 +76,36 @@ TEST(FramePainter, CutsTheCornersAndWhatReachesBeyondTheCanvas) {
     plan.screenRect = {{-500, -300}, {100, 100}};
     EXPECT_EQ(green(painted(painter, plan, plainFrame(60, 40, 0, 200, 0)), 0, 0), 26)
         << "nothing of it is left";
+}
+
+TEST(FramePainter, StopsWhereItIsNoLongerWanted) {
+    FramePlan plan = planFor({320, 200}, {{60, 50}, {200, 100}});
+    plan.shadow = FramePlan::Shadow{0.5, 12};
+    for (const bool isStill : {false, true}) {
+        plan.isShadowStill = isStill;
+        const VideoFrame screen = plainFrame(64, 36, 90, 90, 90);
+        const auto rowsAfter = [&](FramePainter& painter, int answers) {
+            Bitmap output(320, 200);
+            fill(output.view(), {0, 0, 0, 0});
+            const bool isWhole =
+                painter.paint(plan, screen, {}, output.view(), [&] { return answers-- > 0; });
+            int rows = 0;
+            while (rows < 200 && output.view().pixel(0, rows)[3] == 255) ++rows;
+            EXPECT_EQ(isWhole, rows == 200);
+            return rows;
+        };
+        FramePainter painter;
+        EXPECT_EQ(rowsAfter(painter, 0), 0) << "as soon as the background stands";
+        EXPECT_EQ(rowsAfter(painter, 1), 0) << "before the first row, or while the shadow is laid on";
+        EXPECT_EQ(rowsAfter(painter, 1'000), 200) << "what was given up isn't kept as it is";
+        const int rows = rowsAfter(painter, 4);
+        EXPECT_GT(rows, 0);
+        EXPECT_LT(rows, 200);
+        const Bitmap whole = painted(painter, plan, screen);
+        FramePainter fresh;
+        const Bitmap expected = painted(fresh, plan, screen);
+        EXPECT_EQ(std::memcmp(whole.view().row(0), expected.view().row(0), std::size_t{320} * 200 * 4), 0);
+    }
 }
 
 TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
