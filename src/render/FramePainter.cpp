@@ -26,9 +26,9 @@ std::string backgroundKey(const FramePlan& plan) {
 
 std::string backdropKey(const FramePlan& plan) {
     const CGRect& rect = plan.screenRect;
-    return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{}", rect.minX(), rect.minY(),
-                       rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity,
-                       plan.shadow->radius, backgroundKey(plan));
+    return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{:.4f}|{}", rect.minX(),
+                       rect.minY(), rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity,
+                       plan.shadow->radius, plan.shadow->scale, backgroundKey(plan));
 }
 
 ShadowField shadowField(const FramePlan& plan, int width, int height) {
@@ -37,7 +37,8 @@ ShadowField shadowField(const FramePlan& plan, int width, int height) {
             plan.shadow->opacity,
             plan.shadow->radius,
             width,
-            height};
+            height,
+            plan.shadow->scale};
 }
 
 /// The cursor of a plan as pixels, or nothing.

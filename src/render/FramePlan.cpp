@@ -73,7 +73,7 @@ std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePl
 
 std::optional<FramePlan::Shadow> visibleShadow(double opacity, double radius) {
     if (!(opacity > kLeastShadow && radius > kLeastShadow)) return std::nullopt;
-    return FramePlan::Shadow{opacity, radius};
+    return FramePlan::Shadow{opacity, radius, 1};
 }
 
 double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration) {
@@ -134,7 +134,7 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     result.canvas = {plan.canvas.width * factor, plan.canvas.height * factor};
     result.screenRect = scaled(plan.screenRect, factor);
     result.cornerRadius = plan.cornerRadius * factor;
-    if (result.shadow) result.shadow->radius *= factor;
+    if (result.shadow) result.shadow->scale *= factor;
     if (result.cursor) {
         result.cursor->hotSpot = {result.cursor->hotSpot.x * factor, result.cursor->hotSpot.y * factor};
         result.cursor->pixelsPerPoint *= factor;
@@ -142,7 +142,7 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     if (result.bubble) {
         result.bubble->rect = scaled(plan.bubble->rect, factor);
         result.bubble->cornerRadius *= factor;
-        if (result.bubble->shadow) result.bubble->shadow->radius *= factor;
+        if (result.bubble->shadow) result.bubble->shadow->scale *= factor;
     }
     return result;
 }
