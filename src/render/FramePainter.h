@@ -8,7 +8,6 @@
 
 #include "foundation/CountedCache.h"
 #include "imaging/Bitmap.h"
-#include "imaging/PictureSampler.h"
 #include "media/VideoFrame.h"
 #include "render/BubblePainter.h"
 #include "render/CanvasBackground.h"
@@ -49,8 +48,5 @@ private:
     CountedCache<int, std::shared_ptr<const CursorImageRecipe>> cursorCache_{10};
     BubbleShadowCache bubbleShadowCache_{10};
 };
-
-/// How a decoded frame is read by the sampler.
-PlanarPicture planarPicture(const VideoFrame& frame);
 
 }  // namespace varnelle

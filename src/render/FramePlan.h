@@ -50,7 +50,6 @@ struct FramePlan {
     std::optional<Shadow> shadow;
     std::optional<Cursor> cursor;
     std::optional<Bubble> bubble;
-    bool isZoomed = false;
     /// The shadow stays the same for a while, so it is worth keeping.
     bool isShadowStill = false;
 

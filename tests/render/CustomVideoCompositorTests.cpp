@@ -162,6 +162,26 @@ TEST_F(CustomVideoCompositorTest, LiveEditsShowInTheNextFrame) {
     EXPECT_NE(nearTheTop(answers.items()[1].frame), 130) << "wide, there is background";
 }
 
+TEST_F(CustomVideoCompositorTest, LeavingARangeHoldsTheViewOfTheMomentItBegan) {
+    const auto& contents = instruction->contents();
+    const CMTime moment = timeFromSeconds(4.6);
+    const OverlayConfiguration look = overlay->configuration();
+    FramePlanInput input;
+    input.canvas = {160, 90};
+    input.sourceSize = {64, 36};
+    input.configuration = &look;
+    input.zoomPanState = zoom->state(moment, kZoomTransitionSeconds);
+    ASSERT_EQ(input.zoomPanState.phase, ZoomPanPhase::leaving);
+    const auto screenRectAt = [&](double seconds) {
+        input.snapshot = contents.smoothingCamera->snapshot(timeFromSeconds(seconds));
+        return makeFramePlan(input).screenRect;
+    };
+    const CGRect screenRect =
+        planFrame(*instruction, moment, input.sourceSize, input.canvas, false).screenRect;
+    EXPECT_EQ(screenRect, screenRectAt(5 - kZoomTransitionSeconds));
+    EXPECT_NE(screenRect, screenRectAt(4.6)) << "the camera itself goes on";
+}
+
 TEST_F(CustomVideoCompositorTest, AMissingCameraPictureLeavesOutTheBubbleAlone) {
     auto look = overlay->configuration();
     look.anchor = OverlayAnchor::bottomLeft;

@@ -124,7 +124,7 @@ TEST(FramePlan, ZoomMovesTheScreenAloneAndStaysOnTheCanvas) {
     setHolding(input, {0.5, 0.5}, 1.2);
     FramePlan plan = makeFramePlan(input);
     // At least 1.6, about the middle: 128 - 960 scaled by 1.6, and so on.
-    EXPECT_TRUE(plan.isZoomed);
+    EXPECT_FALSE(plan.isShadowStill);
     EXPECT_NEAR(plan.screenRect.minX(), 960 - 832 * 1.6, 1e-9);
     EXPECT_NEAR(plan.screenRect.minY(), 540 - 468 * 1.6, 1e-9);
     EXPECT_NEAR(plan.screenRect.width(), 1664 * 1.6, 1e-9);
