@@ -84,7 +84,7 @@ TEST(PulledInputs, StayTogetherAndComeToTheirEnds) {
         Pump sounds(*audio, sound, soundEnd, [&](double seconds) {
             if (pictureTime < 1e6) largestLead = std::max(largestLead.load(), seconds - pictureTime);
         });
-        Pump pictures(*video, picture, videoEnd, [&](double seconds) {
+        Pump pictures(*video, picture, videoEnd, [&, videoEnd = videoEnd](double seconds) {
             // Behind its last picture nobody waits for it.
             pictureTime = seconds + 1.5 / kFrameRate < videoEnd ? seconds : 1e9;
         });
