@@ -1,8 +1,7 @@
 #include <algorithm>
-#include <exception>
-#include <iostream>
 #include <string>
 
+#include "CommandLine.h"
 #include "foundation/Error.h"
 #include "imaging/Bitmap.h"
 #include "imaging/PNG.h"
@@ -11,6 +10,11 @@
 
 namespace varnelle {
 namespace {
+
+constexpr const char* kHelp = R"(contact_sheet OUT.png
+
+Shows all wallpaper pictures side by side.
+)";
 
 constexpr int kColumns = 5;
 constexpr int kWidth = 216;
@@ -36,19 +40,14 @@ Bitmap contactSheet() {
     return sheet;
 }
 
+int makeSheet(const CommandLine& arguments) {
+    writePNG(contactSheet().view(), URL(arguments.positional()[0]));
+    return 0;
+}
+
 }  // namespace
 }  // namespace varnelle
 
 int main(int argc, char** argv) {
-    if (argc != 2 || std::string(argv[1]) == "--help") {
-        std::cerr << "Usage: contact_sheet OUT.png\nShows all wallpaper pictures side by side.\n";
-        return 2;
-    }
-    try {
-        varnelle::writePNG(varnelle::contactSheet().view(), varnelle::URL(argv[1]));
-        return 0;
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
-        return 1;
-    }
+    return varnelle::runTool(argc, argv, varnelle::kHelp, 1, varnelle::makeSheet);
 }

@@ -179,7 +179,9 @@ QFuture<void> ExportEngine::pump(SerialQueue& queue, std::shared_ptr<AssetWriter
                     if (reader->status() == TransferStatus::failed) stopReading();
                     return finish();
                 }
-                // A refused sample shows in the writer's status.
+                // A refusal needs no answer here: after a failure or a cancellation it shows in the writer's
+                // status, else the one sample doesn't fit (its time doesn't grow, say), and the movie goes on
+                // without it.
                 (void)input->append(*sample);
                 if (onAppended) onAppended(*sample);
             }
@@ -207,9 +209,10 @@ void ExportEngine::startProgressTimer(const std::shared_ptr<ProgressTracker>& tr
     progressTimer_.start();
 }
 
-/// Throws a reader's error, else the writer's, if any has failed, and `cancelled` if any was cancelled.
+/// Throws a reader's error, else the writer's, if any has failed, and `cancelled` if any was cancelled. What
+/// has happened counts, not what was asked for: a cancellation that comes after the movie is in its place
+/// takes nothing back.
 void ExportEngine::throwUnlessComplete() const {
-    if (isCancelled_) throw ExportError::cancelled();
     const auto throwIfFailed = [](const auto& part) {
         if (!part || part->status() != TransferStatus::failed) return;
         if (part->error()) std::rethrow_exception(part->error());

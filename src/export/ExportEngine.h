@@ -41,7 +41,8 @@ public:
     QCoro::Task<> exportProject(Project project, ExportSettings settings,
                                 std::function<void(double)> onProgress,
                                 std::function<void(Result)> onComplete);
-    /// Ends a running export; `onComplete` then reports `ExportError` (`cancelled`), and no file is left.
+    /// Ends a running export; `onComplete` then reports `ExportError` (`cancelled`), and a movie that was
+    /// there before stays. An export whose movie is already in its place has succeeded and says so.
     void cancel();
 
     [[nodiscard]] double progress() const { return _progress; }

@@ -12,6 +12,14 @@ namespace {
 constexpr double kReach = 3.6;
 constexpr double kLeastVisible = 0.001;
 
+/// The shares that the drop layer, which reaches furthest, has of the shadow's radius. Pixels.
+double dropSigma(double radius) {
+    return 1.16 * radius;
+}
+double dropOffset(double radius) {
+    return std::max(0.52 * radius, 10.0);
+}
+
 /// The share of a Gaussian below x standard deviations, from a table: exact to 1e-6.
 class NormalDistribution {
 public:
@@ -128,7 +136,7 @@ void BlurredRoundedRect::addRow(int y, int from, int to, float weight, float* va
 }
 
 ShadowField::ShadowField(const CGRect& rect, double cornerRadius, double opacity, double shadowRadius,
-                         int canvasWidth, int canvasHeight)
+                         int canvasWidth, int canvasHeight, double scale)
     : coverage_(static_cast<std::size_t>(canvasWidth)) {
     const double strength = std::pow(std::clamp(opacity / 0.8, 0.0, 1.0), 0.74);
     const double alpha = std::clamp(strength * 1.18, 0.0, 1.0);
@@ -142,13 +150,13 @@ ShadowField::ShadowField(const CGRect& rect, double cornerRadius, double opacity
 
     if (alpha > kLeastVisible) {
         // A stroke along the inside of the edge: the outer outline less the inner one.
-        const double stroke = std::max(1.7 * r, 6.0);
-        const double sigma = std::max(0.56 * r, 2.0);
-        const CGRect outline = lowered(std::max(0.2 * r, 2.5));
+        const double stroke = scale * std::max(1.7 * r, 6.0);
+        const double sigma = scale * std::max(0.56 * r, 2.0);
+        const CGRect outline = lowered(scale * std::max(0.2 * r, 2.5));
         const CGRect path = outline.insetBy(stroke / 2, stroke / 2);
         const double pathRadius =
             std::clamp(radius, 0.0, std::max(std::min(path.width(), path.height()) / 2, 0.0));
-        const CGRect everything = outline.insetBy(-1, -1);
+        const CGRect everything = outline.insetBy(-scale, -scale);
         Layer ring{static_cast<float>(alpha), {}};
         // Square corners stay square when they are stroked.
         const double outerRadius = pathRadius > 0 ? pathRadius + stroke / 2 : 0;
@@ -167,13 +175,18 @@ ShadowField::ShadowField(const CGRect& rect, double cornerRadius, double opacity
     };
     for (const Masked& masked : {Masked{0.62, std::max(0.24 * r, 1.8), std::max(0.16 * r, 2.0)},  // contact
                                  Masked{0.36, 1.02 * r, 0},                                       // ambient
-                                 Masked{0.96, 1.16 * r, std::max(0.52 * r, 10.0)}}) {             // drop
+                                 Masked{0.96, dropSigma(r), dropOffset(r)}}) {                    // drop
         if (masked.share * alpha <= kLeastVisible) continue;
         Layer layer{static_cast<float>(masked.share * alpha), {}};
-        layer.shapes.emplace_back(
-            1.0F, BlurredRoundedRect(lowered(masked.offset), radius, masked.sigma, canvas, canvasWidth));
+        layer.shapes.emplace_back(1.0F, BlurredRoundedRect(lowered(scale * masked.offset), radius,
+                                                           scale * masked.sigma, canvas, canvasWidth));
         layers_.push_back(std::move(layer));
     }
+}
+
+ShadowField::Reach ShadowField::reach(double shadowRadius, double scale) {
+    const double r = std::max(shadowRadius, 1.0);
+    return {scale * 4 * std::max(dropSigma(r), 2.0), scale * dropOffset(r)};
 }
 
 void ShadowField::row(int y, int from, int to, float* transmittance) {

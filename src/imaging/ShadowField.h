@@ -44,14 +44,22 @@ private:
     std::vector<Corner> corners_;
 };
 
-/// The shadow under the recorded screen: four black layers (ring, contact, ambient, drop) blurred to
-/// different degrees and stacked.
+/// The shadow under the recorded screen or a bubble: four black layers (ring, contact, ambient, drop) blurred
+/// to different degrees and stacked.
 class ShadowField {
 public:
-    /// `rect` in canvas pixels with y downwards. `opacity` and `shadowRadius` as in the look settings, the
-    /// radius in canvas pixels.
+    /// `rect` and `cornerRadius` in canvas pixels, y downwards. `opacity` and `shadowRadius` as in the look
+    /// settings, the radius in pixels of the canvas in its own size, of which this one is `scale` times as
+    /// large.
     ShadowField(const CGRect& rect, double cornerRadius, double opacity, double shadowRadius, int canvasWidth,
-                int canvasHeight);
+                int canvasHeight, double scale = 1);
+
+    /// How far a shadow can be seen beyond its rectangle, in canvas pixels.
+    struct Reach {
+        double around;
+        double lowering;  ///< how much further below
+    };
+    [[nodiscard]] static Reach reach(double shadowRadius, double scale);
 
     /// How much of the background shines through at row `y`, columns `from` to `to`: 0 to 1, written to
     /// `transmittance`, which is indexed by column and must hold the canvas's width.

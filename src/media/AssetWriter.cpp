@@ -101,6 +101,7 @@ public:
         {
             const std::lock_guard lock(mutex_);
             if (status_ != TransferStatus::reading && status_ != TransferStatus::unknown) return;
+            if (isInPlace_) return;
             status_ = TransferStatus::cancelled;
         }
         for (const auto& input : inputs_) input->abandon();
@@ -139,7 +140,7 @@ private:
         }
         if (status() == TransferStatus::reading) {
             try {
-                muxer_.finish(end);
+                muxer_.finish(end, [this](const auto& place) { return commit(place); });
             } catch (...) {
                 fail(std::current_exception());
             }
@@ -158,9 +159,19 @@ private:
         }
     }
 
+    /// Either the movie is put in its place or it is cancelled; nothing comes in between.
+    bool commit(const std::function<void()>& place) {
+        const std::lock_guard lock(mutex_);
+        if (status_ != TransferStatus::reading) return false;
+        place();
+        isInPlace_ = true;
+        return true;
+    }
+
     mutable std::mutex mutex_;
     // guarded by mutex_
     TransferStatus status_ = TransferStatus::unknown;
+    bool isInPlace_ = false;
     std::exception_ptr error_;
     CMTime sessionStart_ = kCMTimeZero;
     std::optional<CMTime> sessionEnd_;

@@ -98,7 +98,9 @@ public:
     /// `completion` once on a thread of the writer's own. Look at `status()` and `error()` there: a writer
     /// that had no samples fails.
     void finishWriting(std::function<void()> completion);
-    /// Stops and removes the unfinished file. Safe on any thread.
+    /// Stops and removes the unfinished file; does nothing once the finished movie is in its place, which
+    /// may be before the completion is called: `status()` tells. Doesn't wait for what finishing is at. Safe
+    /// on any thread.
     void cancelWriting();
 
     [[nodiscard]] TransferStatus status() const;

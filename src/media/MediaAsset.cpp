@@ -144,7 +144,10 @@ MediaAsset::MediaAsset(const URL& url) : url_(url), duration_(kCMTimeZero) {
         duration_ = std::max(duration_, track.duration);
         tracks_.push_back(std::move(track));
     }
-    if (tracks_.empty()) detail::throwNotAMovie(url, "nothing in it can be shown or heard");
+    if (tracks_.empty()) {
+        throw MediaError(MediaError::Code::nothingRecorded,
+                         "“" + url.string() + "” has nothing that can be shown or heard.");
+    }
 }
 
 std::vector<MediaTrack> MediaAsset::tracks(MediaType type) const {

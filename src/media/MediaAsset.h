@@ -39,8 +39,8 @@ struct MediaTrack {
 /// safe to share between threads. It keeps no file open.
 class MediaAsset {
 public:
-    /// Throws `MediaError` (`cannotOpen`, `notAMovie`) with a sentence that names the file: for a missing,
-    /// empty, truncated or non-media file, and for one whose sizes or times are absurd.
+    /// Throws `MediaError` (`cannotOpen`, `notAMovie`, `nothingRecorded`) with a sentence that names the
+    /// file: for a missing, empty, truncated or non-media file, and for one whose sizes or times are absurd.
     explicit MediaAsset(const URL& url);
 
     [[nodiscard]] const URL& url() const { return url_; }

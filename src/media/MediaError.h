@@ -11,6 +11,7 @@ public:
     enum class Code {
         cannotOpen,
         notAMovie,
+        nothingRecorded,  ///< a movie without a single picture or sound
         cannotDecode,
         cannotEncode,
         cannotWrite,

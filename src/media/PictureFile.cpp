@@ -1,6 +1,7 @@
 #include "media/PictureFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <fstream>
 #include <string_view>
@@ -12,27 +13,17 @@ namespace varnelle {
 namespace {
 
 constexpr std::uintmax_t kMaximumFileBytes = 512U << 20U;
+/// As many bytes tell what kind of picture it is.
+constexpr std::size_t kHeadBytes = 12;
+
+/// A file's contents with the padding that decoders ask for.
+struct PictureData {
+    AVCodecID codec = AV_CODEC_ID_NONE;
+    detail::PacketPtr packet;
+};
 
 [[noreturn]] void fail(MediaError::Code code, const URL& url, const std::string& reason) {
     throw MediaError(code, "The picture “" + url.string() + "” can't be read: " + reason + ".");
-}
-
-/// The whole file in a packet, with the padding that decoders ask for.
-detail::PacketPtr readFile(const URL& url) {
-    std::error_code error;
-    // Anything else could block for ever, or be endless.
-    if (!std::filesystem::is_regular_file(url.path(), error)) {
-        fail(MediaError::Code::cannotOpen, url, "it is not a file");
-    }
-    const std::uintmax_t size = std::filesystem::file_size(url.path(), error);
-    if (error) fail(MediaError::Code::cannotOpen, url, error.message());
-    if (size > kMaximumFileBytes) fail(MediaError::Code::unsupportedSize, url, "it is too large");
-    detail::PacketPtr packet = detail::newPacket();
-    if (av_new_packet(packet.get(), static_cast<int>(size)) < 0) throw std::bad_alloc();
-    std::ifstream file(url.path(), std::ios::binary);
-    file.read(reinterpret_cast<char*>(packet->data), static_cast<std::streamsize>(size));
-    if (!file) fail(MediaError::Code::cannotOpen, url, "it can't be opened, or was cut off meanwhile");
-    return packet;
 }
 
 AVCodecID codecOf(std::string_view bytes) {
@@ -45,10 +36,35 @@ AVCodecID codecOf(std::string_view bytes) {
     return AV_CODEC_ID_NONE;
 }
 
-detail::FramePtr decode(const AVPacket& packet, const URL& url) {
-    const AVCodecID id =
-        codecOf({reinterpret_cast<const char*>(packet.data), static_cast<std::size_t>(packet.size)});
-    const AVCodec* codec = id == AV_CODEC_ID_NONE ? nullptr : avcodec_find_decoder(id);
+/// Reads a file to its end only if it begins like a picture.
+PictureData readFile(const URL& url) {
+    std::error_code error;
+    // Anything else could block for ever, or be endless.
+    if (!std::filesystem::is_regular_file(url.path(), error)) {
+        fail(MediaError::Code::cannotOpen, url, "it is not a file");
+    }
+    const std::uintmax_t size = std::filesystem::file_size(url.path(), error);
+    if (error) fail(MediaError::Code::cannotOpen, url, error.message());
+    if (size > kMaximumFileBytes) fail(MediaError::Code::unsupportedSize, url, "it is too large");
+    std::ifstream file(url.path(), std::ios::binary);
+    std::array<char, kHeadBytes> head{};
+    const std::size_t headSize = std::min<std::uintmax_t>(size, kHeadBytes);
+    file.read(head.data(), static_cast<std::streamsize>(headSize));
+    const char* unread = "it can't be opened, or was cut off meanwhile";
+    if (!file) fail(MediaError::Code::cannotOpen, url, unread);
+    PictureData data{codecOf({head.data(), headSize}), detail::newPacket()};
+    if (data.codec == AV_CODEC_ID_NONE)
+        fail(MediaError::Code::cannotDecode, url, "it is not a picture of a known kind");
+    if (av_new_packet(data.packet.get(), static_cast<int>(size)) < 0) throw std::bad_alloc();
+    std::copy_n(head.data(), headSize, data.packet->data);
+    file.read(reinterpret_cast<char*>(data.packet->data) + headSize,
+              static_cast<std::streamsize>(size - headSize));
+    if (!file) fail(MediaError::Code::cannotOpen, url, unread);
+    return data;
+}
+
+detail::FramePtr decode(const PictureData& data, const URL& url) {
+    const AVCodec* codec = avcodec_find_decoder(data.codec);
     if (!codec) fail(MediaError::Code::cannotDecode, url, "it is not a picture of a known kind");
     const detail::CodecContextPtr context(avcodec_alloc_context3(codec));
     if (!context) throw std::bad_alloc();
@@ -58,7 +74,7 @@ detail::FramePtr decode(const AVPacket& packet, const URL& url) {
     context->err_recognition = AV_EF_EXPLODE;
     context->thread_count = 1;
     int result = avcodec_open2(context.get(), codec, nullptr);
-    if (result >= 0) result = avcodec_send_packet(context.get(), &packet);
+    if (result >= 0) result = avcodec_send_packet(context.get(), data.packet.get());
     if (result >= 0) result = avcodec_send_packet(context.get(), nullptr);
     detail::FramePtr frame = detail::newFrame();
     if (result >= 0) result = avcodec_receive_frame(context.get(), frame.get());
@@ -103,8 +119,7 @@ VideoFrame bgra(const AVFrame& source, const URL& url) {
 
 VideoFrame loadPicture(const URL& url) {
     detail::silenceLibraries();
-    const detail::PacketPtr packet = readFile(url);
-    return bgra(*decode(*packet, url), url);
+    return bgra(*decode(readFile(url), url), url);
 }
 
 }  // namespace varnelle

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "imaging/PictureSampler.h"
-#include "render/FramePainter.h"
+#include "render/PlanarFrame.h"
 
 namespace varnelle {
 

@@ -18,10 +18,7 @@ int column(double x, double canvasWidth) {
 
 std::shared_ptr<const BubbleShadow> makeShadow(const FramePlan& plan, const CGRect& rect) {
     const FramePlan::Shadow& shadow = *plan.bubble->shadow;
-    const double r = std::max(shadow.radius, 1.0);
-    // Four standard deviations of the widest blur, and the furthest that a layer is moved down.
-    const double reach = 4 * std::max(1.16 * r, 2.0);
-    const double lowering = std::max(0.52 * r, 10.0);
+    const auto [reach, lowering] = ShadowField::reach(shadow.radius, shadow.scale);
     auto result = std::make_shared<BubbleShadow>();
     result->left = column(std::floor(rect.minX() - reach), plan.canvas.width);
     result->top = column(std::floor(rect.minY() - reach), plan.canvas.height);
@@ -31,7 +28,7 @@ std::shared_ptr<const BubbleShadow> makeShadow(const FramePlan& plan, const CGRe
 
     const int canvasWidth = static_cast<int>(plan.canvas.width);
     ShadowField field(rect, plan.bubble->cornerRadius, shadow.opacity, shadow.radius, canvasWidth,
-                      static_cast<int>(plan.canvas.height));
+                      static_cast<int>(plan.canvas.height), shadow.scale);
     std::vector<float> row(static_cast<std::size_t>(canvasWidth));
     result->transmittance.reserve(static_cast<std::size_t>(result->width) *
                                   static_cast<std::size_t>(result->height));
@@ -49,9 +46,9 @@ std::shared_ptr<const BubbleShadow> shadowOf(const FramePlan& plan, const CGRect
     if (!bubble.shadow) return nullptr;
     if (!bubble.isShadowStill) return makeShadow(plan, rect);
     const std::string key =
-        fmt::format("{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}", rect.minX(), rect.minY(),
-                    rect.width(), bubble.cornerRadius, plan.canvas.width, plan.canvas.height,
-                    bubble.shadow->opacity, bubble.shadow->radius);
+        fmt::format("{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{:.4f}", rect.minX(),
+                    rect.minY(), rect.width(), bubble.cornerRadius, plan.canvas.width, plan.canvas.height,
+                    bubble.shadow->opacity, bubble.shadow->radius, bubble.shadow->scale);
     if (auto kept = shadows.object(key)) return *kept;
     auto shadow = makeShadow(plan, rect);
     shadows.setObject(key, shadow);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 #include "foundation/Log.h"
@@ -86,12 +87,17 @@ Bitmap plainBitmap(const Color& color, int width, int height) {
     return bitmap;
 }
 
-std::optional<VideoFrame> loaded(const URL& url) {
-    if (!url.exists()) return std::nullopt;
+std::optional<VideoFrame> loaded(const std::filesystem::path& path) {
+    // A frame is drawn many times; what is wrong with a picture is said once.
+    static CountedCache<std::string, bool> complaints(100);
     try {
+        // A relative path can't be resolved when the working directory is gone.
+        const URL url(path);
+        if (!url.exists()) return std::nullopt;
         return loadPicture(url);
     } catch (const std::exception& error) {
-        logger(LogCategory::app).warn("{}", error.what());
+        if (!complaints.object(error.what())) logger(LogCategory::app).warn("{}", error.what());
+        complaints.setObject(error.what(), true);
         return std::nullopt;
     }
 }
@@ -101,13 +107,13 @@ std::optional<VideoFrame> loadWallpaper(std::string_view path) {
     if (path.empty()) return std::nullopt;
     if (path.starts_with(kAssetScheme)) {
         const std::string_view resource = path.substr(kAssetScheme.size());
-        if (auto picture = loaded(resourceURL(resource))) return picture;
+        if (auto picture = loaded(resourceURL(resource).path())) return picture;
         const std::size_t slash = resource.rfind('/');
         if (slash != std::string_view::npos) {
-            if (auto picture = loaded(resourceURL(resource.substr(slash + 1)))) return picture;
+            if (auto picture = loaded(resourceURL(resource.substr(slash + 1)).path())) return picture;
         }
     }
-    return loaded(URL(path));
+    return loaded(path);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <thread>
 
 #include "render/OrientedFrame.h"
@@ -34,6 +35,14 @@ std::optional<SmoothingCameraSnapshot> cameraFor(const OverlayVideoCompositionIn
         timeFromSeconds(std::max(state.rangeEnd - state.transitionDuration, state.rangeStart));
     const auto frozen = contents.smoothingCamera->snapshot(contents.sourceTimeMapper.sourceTime(leaving));
     return frozen ? frozen : snapshot;
+}
+
+VideoFrame newOutput(VideoRenderContext& context) {
+    try {
+        return context.newPixelBuffer();
+    } catch (const std::bad_alloc&) {
+        throw VideoCompositorError::renderContextUnavailable("there isn't enough memory");
+    }
 }
 
 }  // namespace
@@ -115,15 +124,18 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
 
         const auto& contents = instruction->contents();
         Ingredients ingredients;
-        ingredients.screen = orientedFrame(*source, contents.screenTransform);
-        const CGSize sourceSize{static_cast<double>(ingredients.screen.width()),
-                                static_cast<double>(ingredients.screen.height())};
+        ingredients.screen = *source;
+        ingredients.screenTransform = contents.screenTransform;
         // A camera picture that is missing leaves out the bubble of this frame alone.
         const auto camera =
             contents.cameraTrackID ? request.sourceFrame(*contents.cameraTrackID) : std::nullopt;
-        ingredients.plan = planFrame(*instruction, request.compositionTime(), sourceSize, context->size(),
-                                     camera.has_value());
-        if (ingredients.plan.bubble) ingredients.camera = orientedFrame(*camera, contents.cameraTransform);
+        ingredients.plan =
+            planFrame(*instruction, request.compositionTime(),
+                      orientedSize(*source, contents.screenTransform), context->size(), camera.has_value());
+        if (ingredients.plan.bubble) {
+            ingredients.camera = *camera;
+            ingredients.cameraTransform = contents.cameraTransform;
+        }
         const auto frame = frameFor(ingredients, *context, generation);
         if (!frame) return request.finishCancelledRequest();
         request.finish(*frame);
@@ -136,43 +148,52 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
 }
 
 bool CustomVideoCompositor::Ingredients::isSame(const Ingredients& other) const {
-    return screen.sharesStorage(other.screen) && camera.sharesStorage(other.camera) && plan == other.plan;
+    return screen.sharesStorage(other.screen) && camera.sharesStorage(other.camera) && plan == other.plan &&
+           screenTransform == other.screenTransform && cameraTransform == other.cameraTransform;
 }
 
 std::optional<VideoFrame> CustomVideoCompositor::frameFor(const Ingredients& ingredients,
                                                           VideoRenderContext& context,
                                                           std::uint64_t generation) {
+    const auto isWanted = [&] { return !isCancelled(generation); };
     std::promise<VideoFrame> promise;
     bool isMine = false;
     const auto output = recentFrame(ingredients, promise, isMine);
     if (!isMine) {
         const VideoFrame& frame = output.get();
-        if (!frame.isEmpty()) return frame;
+        if (!frame.isEmpty()) return isWanted() ? std::optional(frame) : std::nullopt;
         // The thread that was drawing it gave up: it was cancelled, and so is this request, or it failed.
     }
-    if (isCancelled(generation)) {
-        if (isMine) {
-            forget(ingredients);
-            promise.set_value({});
-        }
+    const auto giveUp = [&] {
+        if (!isMine) return;
+        forget(ingredients);
+        promise.set_value({});
+    };
+    if (!isWanted()) {
+        giveUp();
         return std::nullopt;
     }
     VideoFrame frame;
+    bool isWhole = false;
     try {
-        frame = context.newPixelBuffer();
-        painter_.paint(ingredients.plan, ingredients.screen, ingredients.camera,
-                       {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()});
+        frame = newOutput(context);
+        isWhole = painter_.paint(
+            ingredients.plan, orientedFrame(ingredients.screen, ingredients.screenTransform),
+            ingredients.camera.isEmpty() ? VideoFrame()
+                                         : orientedFrame(ingredients.camera, ingredients.cameraTransform),
+            {frame.plane(0).data, frame.plane(0).bytesPerRow, frame.width(), frame.height()}, isWanted);
         frame = frame.tagged({ColorDescription::Primaries::bt709, ColorDescription::Transfer::bt709,
                               ColorDescription::Matrix::rgb, ColorDescription::Range::full});
     } catch (...) {
-        if (isMine) {
-            forget(ingredients);
-            promise.set_value({});
-        }
+        giveUp();
         throw;
     }
+    if (!isWhole) {
+        giveUp();
+        return std::nullopt;
+    }
     if (isMine) promise.set_value(frame);
-    if (isCancelled(generation)) return std::nullopt;
+    if (!isWanted()) return std::nullopt;
     return frame;
 }
 

@@ -28,11 +28,14 @@ public:
 
 private:
     /// Everything that decides what a frame looks like. Holding the pictures keeps their memory from being
-    /// reused, so that equal storage means equal pixels.
+    /// reused, so that equal storage means equal pixels. They are as they were decoded: turned anew for each
+    /// request, a picture that stands still would be another one each time.
     struct Ingredients {
         FramePlan plan;
         VideoFrame screen;
+        CGAffineTransform screenTransform;
         VideoFrame camera;  ///< empty without a bubble
+        CGAffineTransform cameraTransform;
         [[nodiscard]] bool isSame(const Ingredients& other) const;
     };
     /// A frame that was drawn lately or is being drawn.

@@ -12,9 +12,13 @@
 #include "imaging/RoundedRectMask.h"
 #include "imaging/ShadowField.h"
 #include "imaging/Sprite.h"
+#include "render/PlanarFrame.h"
 
 namespace varnelle {
 namespace {
+
+/// How often drawing asks whether it is still wanted: often enough for a tenth of a millisecond or so.
+constexpr int kRowsBetweenQuestions = 16;
 
 std::string backgroundKey(const FramePlan& plan) {
     return fmt::format("{:.2f}|{:.2f}|{}|{}", plan.canvas.width, plan.canvas.height,
@@ -23,9 +27,9 @@ std::string backgroundKey(const FramePlan& plan) {
 
 std::string backdropKey(const FramePlan& plan) {
     const CGRect& rect = plan.screenRect;
-    return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{}", rect.minX(), rect.minY(),
-                       rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity,
-                       plan.shadow->radius, backgroundKey(plan));
+    return fmt::format("canvas|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.2f}|{:.4f}|{:.4f}|{:.4f}|{}", rect.minX(),
+                       rect.minY(), rect.width(), rect.height(), plan.cornerRadius, plan.shadow->opacity,
+                       plan.shadow->radius, plan.shadow->scale, backgroundKey(plan));
 }
 
 ShadowField shadowField(const FramePlan& plan, int width, int height) {
@@ -34,7 +38,8 @@ ShadowField shadowField(const FramePlan& plan, int width, int height) {
             plan.shadow->opacity,
             plan.shadow->radius,
             width,
-            height};
+            height,
+            plan.shadow->scale};
 }
 
 /// The cursor of a plan as pixels, or nothing.
@@ -121,28 +126,27 @@ private:
 
 }  // namespace
 
-void FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
-                         const BitmapView& output) {
-    const bool isKept = !plan.shadow || plan.isShadowStill;
-    const Bitmap background =
-        plan.shadow && plan.isShadowStill
-            ? backdrop(plan)
-            : canvasBackground_.backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, plan.canvas);
+bool FramePainter::paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
+                         const BitmapView& output, const std::function<bool()>& isWanted) {
+    const std::optional<Bitmap> background = this->background(plan, isWanted);
+    if (!background) return false;
     std::optional<ShadowField> movingShadow;
-    if (!isKept) {
+    if (plan.shadow && !plan.isShadowStill) {
         const RoundedRectMask mask(flipped(plan.screenRect, plan.canvas.height), plan.cornerRadius,
                                    output.width);
         if (!mask.coversCanvas(output.height)) movingShadow = shadowField(plan, output.width, output.height);
     }
     std::optional<Sprite> cursor;
     if (plan.cursor) cursor = cursorSprite(plan, *cursorRecipe(plan.cursor->shape));
-    RowPainter painter(plan, screen, output, background, std::move(movingShadow), std::move(cursor));
+    RowPainter painter(plan, screen, output, *background, std::move(movingShadow), std::move(cursor));
     std::optional<BubblePainter> bubble;
     if (plan.bubble && !camera.isEmpty()) bubble.emplace(plan, planarPicture(camera), bubbleShadowCache_);
     for (int y = 0; y < output.height; ++y) {
+        if (y % kRowsBetweenQuestions == 0 && !isWanted()) return false;
         painter.paintRow(y);
         if (bubble) bubble->paintRow(y, output.row(y));
     }
+    return true;
 }
 
 void FramePainter::removeCachedLayers() {
@@ -152,17 +156,26 @@ void FramePainter::removeCachedLayers() {
     bubbleShadowCache_.removeAllObjects();
 }
 
-Bitmap FramePainter::backdrop(const FramePlan& plan) {
+std::optional<Bitmap> FramePainter::background(const FramePlan& plan, const std::function<bool()>& isWanted) {
+    const bool hasStillShadow = plan.shadow && plan.isShadowStill;
+    if (hasStillShadow) {
+        if (auto picture = backdropCache_.object(backdropKey(plan))) return picture;
+    }
+    Bitmap layer = canvasBackground_.backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, plan.canvas);
+    if (!isWanted()) return std::nullopt;
+    return hasStillShadow ? backdrop(plan, layer, isWanted) : layer;
+}
+
+std::optional<Bitmap> FramePainter::backdrop(const FramePlan& plan, const Bitmap& background,
+                                             const std::function<bool()>& isWanted) {
     const std::string key = backdropKey(plan);
-    if (auto picture = backdropCache_.object(key)) return *picture;
-    const Bitmap background =
-        canvasBackground_.backgroundLayer(plan.backgroundStyle, plan.wallpaperPath, plan.canvas);
     const std::lock_guard lock(backdropBuildLock_);
-    if (auto picture = backdropCache_.object(key)) return *picture;
+    if (auto picture = backdropCache_.object(key)) return picture;
     Bitmap picture(background.width(), background.height());
     ShadowField shadow = shadowField(plan, picture.width(), picture.height());
     std::vector<float> shares(static_cast<std::size_t>(picture.width()));
     for (int y = 0; y < picture.height(); ++y) {
+        if (y % kRowsBetweenQuestions == 0 && !isWanted()) return std::nullopt;
         shadow.row(y, 0, picture.width(), shares.data());
         darken(background.view().row(y), shares.data(), picture.width(), picture.view().row(y));
     }
@@ -176,30 +189,6 @@ std::shared_ptr<const CursorImageRecipe> FramePainter::cursorRecipe(CursorShape 
     auto recipe = makeCursorRecipe(shape);
     cursorCache_.setObject(key, recipe);
     return recipe;
-}
-
-PlanarPicture planarPicture(const VideoFrame& frame) {
-    PlanarPicture picture;
-    picture.width = frame.width();
-    picture.height = frame.height();
-    for (std::size_t i = 0; i < picture.planes.size(); ++i) {
-        picture.planes.at(i) = {frame.plane(i).data, frame.plane(i).bytesPerRow};
-    }
-    switch (frame.format()) {
-        case PixelFormat::bgra:
-            picture.layout = PlanarPicture::Layout::bgra;
-            break;
-        case PixelFormat::i420:
-            picture.layout = PlanarPicture::Layout::i420;
-            break;
-        case PixelFormat::nv12:
-            picture.layout = PlanarPicture::Layout::nv12;
-            break;
-    }
-    picture.matrix = frame.color().matrix == ColorDescription::Matrix::bt601 ? PlanarPicture::Matrix::bt601
-                                                                             : PlanarPicture::Matrix::bt709;
-    picture.isFullRange = frame.color().range == ColorDescription::Range::full;
-    return picture;
 }
 
 }  // namespace varnelle

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "foundation/CountedCache.h"
 #include "imaging/Bitmap.h"
-#include "imaging/PictureSampler.h"
 #include "media/VideoFrame.h"
 #include "render/BubblePainter.h"
 #include "render/CanvasBackground.h"
@@ -22,16 +23,23 @@ namespace varnelle {
 class FramePainter {
 public:
     /// Draws onto `output`, whose size is the plan's canvas. `screen` and `camera` are the oriented source
-    /// pictures; the camera's is read only if the plan has a bubble, and may else be empty.
-    void paint(const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera,
-               const BitmapView& output);
+    /// pictures; the camera's is read only if the plan has a bubble, and may else be empty. `isWanted` is
+    /// asked now and then on the calling thread: once the background stands, before the first row, and every
+    /// few rows. When it says no, drawing ends, and the result is false; `output` is then unfinished.
+    bool paint(
+        const FramePlan& plan, const VideoFrame& screen, const VideoFrame& camera, const BitmapView& output,
+        const std::function<bool()>& isWanted = [] { return true; });
 
     /// Forgets what is kept.
     void removeCachedLayers();
 
 private:
-    /// The background with the plan's still shadow on it.
-    [[nodiscard]] Bitmap backdrop(const FramePlan& plan);
+    /// What lies behind the screen, with the shadow on it if that is still; absent if nobody wants it any
+    /// more.
+    [[nodiscard]] std::optional<Bitmap> background(const FramePlan& plan,
+                                                   const std::function<bool()>& isWanted);
+    [[nodiscard]] std::optional<Bitmap> backdrop(const FramePlan& plan, const Bitmap& background,
+                                                 const std::function<bool()>& isWanted);
     [[nodiscard]] std::shared_ptr<const CursorImageRecipe> cursorRecipe(CursorShape shape);
 
     CanvasBackground canvasBackground_;
@@ -40,8 +48,5 @@ private:
     CountedCache<int, std::shared_ptr<const CursorImageRecipe>> cursorCache_{10};
     BubbleShadowCache bubbleShadowCache_{10};
 };
-
-/// How a decoded frame is read by the sampler.
-PlanarPicture planarPicture(const VideoFrame& frame);
 
 }  // namespace varnelle

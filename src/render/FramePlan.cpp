@@ -26,20 +26,21 @@ CGRect interpolated(const CGRect& a, const CGRect& b, double f) {
              a.size.height + f * (b.size.height - a.size.height)}};
 }
 
-/// Moves the screen alone so that the canvas shows the camera's view; the background stays as it is.
-void applyZoom(FramePlan& plan, double& shadowRadius, const FramePlanInput& input) {
+/// Moves the screen alone so that the canvas shows the camera's view; the background stays as it is. Tells
+/// whether anything moved.
+bool applyZoom(FramePlan& plan, double& shadowRadius, const FramePlanInput& input) {
     const double progress = input.zoomPanState.progress;
     if (input.configuration->cursor.zoomAndPanDisabled || progress <= kNegligible || !input.snapshot ||
         input.zoomPanState.phase == ZoomPanPhase::outside) {
-        return;
+        return false;
     }
     const CGRect canvas = canvasRect(input.canvas);
     const CGRect view =
         interpolated(canvas, cameraViewRect(*input.snapshot, plan.screenRect, input.canvas), progress);
-    if (!isUsable(view) || !isUsable(canvas) || !isUsable(plan.screenRect)) return;
+    if (!isUsable(view) || !isUsable(canvas) || !isUsable(plan.screenRect)) return false;
     const CGRect upright = view.standardized();
     if (upright.width() >= canvas.width() - kNegligible && upright.height() >= canvas.height() - kNegligible)
-        return;
+        return false;
 
     const double scale = canvas.width() / view.width();
     plan.screenRect = {{canvas.minX() + scale * (plan.screenRect.minX() - view.minX()),
@@ -48,7 +49,7 @@ void applyZoom(FramePlan& plan, double& shadowRadius, const FramePlanInput& inpu
     const double shorterSide = std::min(plan.screenRect.width(), plan.screenRect.height());
     plan.cornerRadius = std::min(std::max(plan.cornerRadius * scale, 0.0), 0.5 * shorterSide);
     shadowRadius = std::max(shadowRadius * scale, 0.0);
-    plan.isZoomed = true;
+    return true;
 }
 
 std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePlanInput& input) {
@@ -73,7 +74,7 @@ std::optional<FramePlan::Cursor> planCursor(const FramePlan& plan, const FramePl
 
 std::optional<FramePlan::Shadow> visibleShadow(double opacity, double radius) {
     if (!(opacity > kLeastShadow && radius > kLeastShadow)) return std::nullopt;
-    return FramePlan::Shadow{opacity, radius};
+    return FramePlan::Shadow{opacity, radius, 1};
 }
 
 double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration) {
@@ -121,9 +122,9 @@ FramePlan makeFramePlan(const FramePlanInput& input) {
     const double shorterSide = std::min(plan.screenRect.width(), plan.screenRect.height());
     plan.cornerRadius = std::min(std::max(configuration.canvasCornerRadius, 0.0), 0.5 * shorterSide);
     double shadowRadius = configuration.canvasShadowRadius;
-    applyZoom(plan, shadowRadius, input);
+    const bool isZoomed = applyZoom(plan, shadowRadius, input);
     if (plan.hasMask) plan.shadow = visibleShadow(configuration.canvasShadowOpacity, shadowRadius);
-    plan.isShadowStill = plan.shadow && !plan.isZoomed && !configuration.isInteractivelyEditing;
+    plan.isShadowStill = plan.shadow && !isZoomed && !configuration.isInteractivelyEditing;
     plan.cursor = planCursor(plan, input);
     plan.bubble = planBubble(input);
     return plan;
@@ -134,7 +135,7 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     result.canvas = {plan.canvas.width * factor, plan.canvas.height * factor};
     result.screenRect = scaled(plan.screenRect, factor);
     result.cornerRadius = plan.cornerRadius * factor;
-    if (result.shadow) result.shadow->radius *= factor;
+    if (result.shadow) result.shadow->scale *= factor;
     if (result.cursor) {
         result.cursor->hotSpot = {result.cursor->hotSpot.x * factor, result.cursor->hotSpot.y * factor};
         result.cursor->pixelsPerPoint *= factor;
@@ -142,7 +143,7 @@ FramePlan scaled(const FramePlan& plan, double factor) {
     if (result.bubble) {
         result.bubble->rect = scaled(plan.bubble->rect, factor);
         result.bubble->cornerRadius *= factor;
-        if (result.bubble->shadow) result.bubble->shadow->radius *= factor;
+        if (result.bubble->shadow) result.bubble->shadow->scale *= factor;
     }
     return result;
 }

@@ -20,7 +20,9 @@ inline constexpr double kZoomTransitionSeconds = 0.85;
 struct FramePlan {
     struct Shadow {
         double opacity = 0;
-        double radius = 0;  ///< canvas pixels
+        double radius =
+            0;             ///< pixels of a canvas that isn't scaled; the layers' least sizes are in them, too
+        double scale = 1;  ///< of the canvas
         bool operator==(const Shadow&) const = default;
     };
     struct Cursor {
@@ -48,7 +50,6 @@ struct FramePlan {
     std::optional<Shadow> shadow;
     std::optional<Cursor> cursor;
     std::optional<Bubble> bubble;
-    bool isZoomed = false;
     /// The shadow stays the same for a while, so it is worth keeping.
     bool isShadowStill = false;
 

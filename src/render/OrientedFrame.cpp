@@ -61,4 +61,10 @@ VideoFrame orientedFrame(const VideoFrame& frame, const CGAffineTransform& prefe
     return result;
 }
 
+CGSize orientedSize(const VideoFrame& frame, const CGAffineTransform& preferredTransform) {
+    const Turn turn = turnOf(preferredTransform);
+    const CGSize size{static_cast<double>(frame.width()), static_cast<double>(frame.height())};
+    return turn.isValid() && turn.a == 0 ? CGSize{size.height, size.width} : size;
+}
+
 }  // namespace varnelle

@@ -9,4 +9,7 @@ namespace varnelle {
 /// the transform leaves it upright, or is of another kind.
 VideoFrame orientedFrame(const VideoFrame& frame, const CGAffineTransform& preferredTransform);
 
+/// Pixels of the turned frame, without turning it.
+CGSize orientedSize(const VideoFrame& frame, const CGAffineTransform& preferredTransform);
+
 }  // namespace varnelle

@@ -8,6 +8,7 @@
 #include "camera/CursorRecordingFile.h"
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
+#include "media/MediaError.h"
 #include "render/CustomVideoCompositor.h"
 #include "render/VideoCompositorError.h"
 
@@ -82,10 +83,18 @@ private:
         return asset;
     }
 
+    /// A camera that delivered nothing is no camera; a movie that can't be read is an error.
     void openCamera(const URL& url) {
-        const Asset asset = openAsset(url);
+        Asset asset;
+        try {
+            asset = openAsset(url);
+        } catch (const MediaError& error) {
+            if (error.code() != MediaError::Code::nothingRecorded) throw;
+            logger(LogCategory::app).info("Composing without the camera: {}", error.what());
+            return;
+        }
         const auto tracks = asset->tracks(MediaType::video);
-        if (tracks.empty()) return;
+        if (tracks.empty() || tracks.front().sampleIndex->empty()) return;
         camera_ = CameraSource{asset, tracks.front(), &composition_->addTrack(MediaType::video)};
     }
 

@@ -26,9 +26,9 @@ public:
         return {Code::inconsistentTimelineOffsets,
                 "The clips on the timeline don't follow each other: a source may be shorter than its clip."};
     }
-    static VideoCompositorError renderContextUnavailable() {
-        return {Code::renderContextUnavailable,
-                "A frame couldn't be rendered: its source picture isn't there."};
+    static VideoCompositorError renderContextUnavailable(
+        const std::string& reason = "its source picture isn't there") {
+        return {Code::renderContextUnavailable, "A frame couldn't be rendered: " + reason + "."};
     }
 
     [[nodiscard]] Code code() const { return code_; }

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <QTimer>
 
 #include <cmath>
 #include <numbers>
@@ -138,6 +139,23 @@ protected:
         return result;
     }
 
+    /// Cancels as soon as there is a movie, while the export still finishes.
+    ExportEngine::Result exportedAndCancelledTooLate(const Project& project) {
+        ExportSettings settings;
+        settings.outputDirectory = directory_.url();
+        settings.customFilename = "late";
+        ExportEngine engine;
+        QTimer watch;
+        QObject::connect(&watch, &QTimer::timeout, [&] {
+            if (settings.outputURL().exists()) engine.cancel();
+        });
+        watch.start(0);
+        ExportEngine::Result result;
+        await(engine.exportProject(project, settings, nullptr,
+                                   [&](ExportEngine::Result r) { result = std::move(r); }));
+        return result;
+    }
+
     URL movieOf(const ExportEngine::Result& result) {
         if (const auto* error = std::get_if<std::exception_ptr>(&result)) std::rethrow_exception(*error);
         return std::get<URL>(result);
@@ -230,6 +248,9 @@ TEST_F(SoundInMovie, EndsAnExportThatFailsOrIsCancelled) {
     const auto entries = directory_.entryCount();
     EXPECT_EQ(errorOf(exported(project, true, true)), "The export was cancelled.");
     EXPECT_EQ(directory_.entryCount(), entries);
+    const URL late = movieOf(exportedAndCancelledTooLate(project));
+    EXPECT_NEAR(MediaAsset(late).duration().seconds(), double(kRecordedFrames) / kFrameRate, 0.03);
+    std::filesystem::remove(late.path());
     // A codec that nobody knows.
     const URL recording = project.recordingSession.screenRecordingURL;
     std::string bytes = readFile(recording);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
@@ -31,6 +32,7 @@ using test::TemporaryDirectory;
 using test::videoSample;
 using test::writeNumberedMovie;
 using testing::HasSubstr;
+using namespace std::chrono_literals;
 
 std::vector<double> milliseconds(const MediaTrack& track) {
     std::vector<double> result;
@@ -185,6 +187,48 @@ TEST(AssetWriter, CancellingAndForgettingLeaveNothing) {
                 }
             }
             EXPECT_EQ(directory.entryCount(), 0U);
+        }
+    }
+}
+
+TEST(AssetWriter, CancellingWhileFinishingEitherLeavesTheOldMovieOrComesTooLate) {
+    const TemporaryDirectory directory;
+    const URL url = directory.file("movie.mp4");
+    const auto fileNumber = [&url] {
+        struct stat status {};
+        EXPECT_EQ(stat(url.string().c_str(), &status), 0);
+        return status.st_ino;
+    };
+    for (const bool waitsForTheMovie : {true, false}) {
+        for (int round = 0; round < 10; ++round) {
+            writeFileAtomically(url, "old");
+            const auto old = fileNumber();
+            AssetWriter writer(url, FileType::mpeg4, {.optimizesForNetworkUse = true});
+            AssetWriterInput* input = writer.addVideoInput(smallVideo(64, 64));
+            ASSERT_TRUE(writer.startWriting());
+            writer.startSession(kCMTimeZero);
+            for (int i = 0; i < 3; ++i) {
+                ASSERT_TRUE(
+                    appendWaiting(*input, videoSample(numberedPicture(64, 64, i), CMTime::make(i, 30))));
+            }
+            std::promise<void> finished;
+            writer.finishWriting([&] { finished.set_value(); });
+            auto end = finished.get_future();
+            // The new movie is seen the moment it has its name, while it is still being flushed.
+            const auto delay = std::chrono::microseconds(round * 300);
+            if (waitsForTheMovie) {
+                while (fileNumber() == old && end.wait_for(0s) != std::future_status::ready) {
+                }
+            } else {
+                end.wait_for(delay);
+            }
+            writer.cancelWriting();
+            end.wait();
+            const bool isCompleted = writer.status() == TransferStatus::completed;
+            EXPECT_TRUE(isCompleted || writer.status() == TransferStatus::cancelled);
+            EXPECT_TRUE(isCompleted || !waitsForTheMovie);
+            EXPECT_EQ(readFile(url) == "old", !isCompleted);
+            EXPECT_EQ(directory.entryCount(), 1U) << "nothing unfinished stays";
         }
     }
 }

@@ -195,6 +195,7 @@ TEST(AudioMixReader, LeavesOutWhatIsTooHighForTheMix) {
 INSTANTIATE_TEST_SUITE_P(
     All, SoundForms,
     testing::Values(FormCase{"mono8k", "sound.mov", {"pcm_s16le", 8'000, 1}},
+                    FormCase{"nineChannels", "sound.mov", {"pcm_s16le", 48'000, 9}},
                     FormCase{"stereo11k", "sound.mov", {"pcm_s16le", 11'025, 2}},
                     FormCase{"mono44k", "sound.mov", {"pcm_s16le", 44'100, 1}},
                     FormCase{"float44k", "sound.mov", {"pcm_f32le", 44'100, 2}},

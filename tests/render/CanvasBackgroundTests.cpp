@@ -129,6 +129,20 @@ TEST(CanvasBackground, PlainForFilesThatAreNoWholePictures) {
     expectPlain(backgroundOf(directory.file("plain.bmp"), 16, 9), 255, 255, 255);
 }
 
+TEST(CanvasBackground, PlainForARelativePathWhereNoDirectoryIs) {
+    const auto before = std::filesystem::current_path();
+    {
+        const test::TemporaryDirectory directory;
+        std::filesystem::current_path(directory.url().path());
+    }
+    EXPECT_THROW((void)URL("picture.png"), std::exception) << "the working directory is gone";
+    CanvasBackground background;
+    expectPlain(background.backgroundLayer(CanvasBackgroundStyle::macOSWallpaper, "picture.png", {20, 10}),
+                23, 26, 33);
+    EXPECT_FALSE(wallpaperPreview("picture.png", 10, 10, 2));
+    std::filesystem::current_path(before);
+}
+
 TEST(CanvasBackground, PictureFillsTheCanvasCutOnTwoSides) {
     const test::TemporaryDirectory directory;
     // Names with what a shell or a sequence reader would take for a pattern are names like any other.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <thread>
 
 #include "render/VideoCompositorError.h"
@@ -46,6 +48,7 @@ public:
     }
     [[nodiscard]] std::shared_ptr<VideoRenderContext> renderContext() const override { return nullptr; }
     [[nodiscard]] std::optional<VideoFrame> sourceFrame(TrackID track) const override {
+        if (onSourceFrame) onSourceFrame(track);
         const VideoFrame& picture = track == 1 ? source_ : camera_;
         return picture.isEmpty() ? std::nullopt : std::optional(picture);
     }
@@ -56,6 +59,8 @@ public:
         answers_.put({time_, Outcome::failed, {}, error});
     }
     void finishCancelledRequest() override { answers_.put({time_, Outcome::cancelled, {}, nullptr}); }
+
+    std::function<void(TrackID)> onSourceFrame;  // set before the start
 
 private:
     CMTime time_;
@@ -157,6 +162,26 @@ TEST_F(CustomVideoCompositorTest, LiveEditsShowInTheNextFrame) {
     EXPECT_NE(nearTheTop(answers.items()[1].frame), 130) << "wide, there is background";
 }
 
+TEST_F(CustomVideoCompositorTest, LeavingARangeHoldsTheViewOfTheMomentItBegan) {
+    const auto& contents = instruction->contents();
+    const CMTime moment = timeFromSeconds(4.6);
+    const OverlayConfiguration look = overlay->configuration();
+    FramePlanInput input;
+    input.canvas = {160, 90};
+    input.sourceSize = {64, 36};
+    input.configuration = &look;
+    input.zoomPanState = zoom->state(moment, kZoomTransitionSeconds);
+    ASSERT_EQ(input.zoomPanState.phase, ZoomPanPhase::leaving);
+    const auto screenRectAt = [&](double seconds) {
+        input.snapshot = contents.smoothingCamera->snapshot(timeFromSeconds(seconds));
+        return makeFramePlan(input).screenRect;
+    };
+    const CGRect screenRect =
+        planFrame(*instruction, moment, input.sourceSize, input.canvas, false).screenRect;
+    EXPECT_EQ(screenRect, screenRectAt(5 - kZoomTransitionSeconds));
+    EXPECT_NE(screenRect, screenRectAt(4.6)) << "the camera itself goes on";
+}
+
 TEST_F(CustomVideoCompositorTest, AMissingCameraPictureLeavesOutTheBubbleAlone) {
     auto look = overlay->configuration();
     look.anchor = OverlayAnchor::bottomLeft;
@@ -196,6 +221,35 @@ TEST_F(CustomVideoCompositorTest, CancellingEndsWhatIsPendingAndNothingLater) {
     }
 }
 
+TEST_F(CustomVideoCompositorTest, ARequestIsCancelledWhileItIsInWork) {
+    for (const TrackID cancelling : {1, 2}) {
+        answers.clear();
+        auto cancelled = std::make_shared<Request>(kCMTimeZero, instruction, source, answers, source);
+        cancelled->onSourceFrame = [&](TrackID track) {
+            if (track == cancelling) compositor.cancelAllPendingRequests();
+        };
+        compositor.startRequest(cancelled);
+        ASSERT_TRUE(answers.waitForCount(1, kDeadline));
+        request(0, source, source);
+        ASSERT_TRUE(answers.waitForCount(2, kDeadline));
+        EXPECT_EQ(answers.items()[0].outcome, Outcome::cancelled) << "by track " << cancelling;
+        EXPECT_EQ(answers.items()[1].outcome, Outcome::finished) << "the same frame, asked for later";
+    }
+}
+
+TEST_F(CustomVideoCompositorTest, ATurnedFrameIsHandedOutAgain) {
+    auto contents = instruction->contents();
+    contents.cursorRecording = nullptr;
+    contents.screenTransform = {0, 1, -1, 0, 36, 0};
+    contents.cameraTransform = {-1, 0, 0, -1, 64, 36};
+    instruction = std::make_shared<OverlayVideoCompositionInstruction>(std::move(contents));
+    for (const std::size_t count : {1U, 2U}) {
+        request(6, source, source);
+        ASSERT_TRUE(answers.waitForCount(count, kDeadline));
+    }
+    EXPECT_TRUE(answers.items()[1].frame.sharesStorage(answers.items()[0].frame));
+}
+
 TEST_F(CustomVideoCompositorTest, StaysWholeWhileEverythingChangesUnderIt) {
     constexpr std::size_t count = 150;
     {
@@ -215,6 +269,14 @@ TEST_F(CustomVideoCompositorTest, StaysWholeWhileEverythingChangesUnderIt) {
         for (std::size_t i = 0; i < count; ++i) request(static_cast<double>(i) / 20, source, source);
         ASSERT_TRUE(answers.waitForCount(count, 60s));
     }
+    // Whatever was cancelled, what comes afterwards is drawn.
+    constexpr std::size_t later = 10;
+    for (std::size_t i = 0; i < later; ++i) request(static_cast<double>(i) / 5, source, source);
+    ASSERT_TRUE(answers.waitForCount(count + later, 60s));
+    const auto all = answers.items();
+    EXPECT_EQ(std::count_if(all.begin() + count, all.end(),
+                            [](const Answer& answer) { return answer.outcome == Outcome::finished; }),
+              static_cast<std::ptrdiff_t>(later));
     for (const Answer& answer : answers.items()) {
         ASSERT_NE(answer.outcome, Outcome::failed);
         if (answer.outcome == Outcome::finished) {

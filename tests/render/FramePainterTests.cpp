@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "imaging/ShadowField.h"
 #include "render/CanvasBackground.h"
@@ -77,12 +78,42 @@ TEST(FramePainter, CutsTheCornersAndWhatReachesBeyondTheCanvas) {
         << "nothing of it is left";
 }
 
+TEST(FramePainter, StopsWhereItIsNoLongerWanted) {
+    FramePlan plan = planFor({320, 200}, {{60, 50}, {200, 100}});
+    plan.shadow = FramePlan::Shadow{0.5, 12, 1};
+    for (const bool isStill : {false, true}) {
+        plan.isShadowStill = isStill;
+        const VideoFrame screen = plainFrame(64, 36, 90, 90, 90);
+        const auto rowsAfter = [&](FramePainter& painter, int answers) {
+            Bitmap output(320, 200);
+            fill(output.view(), {0, 0, 0, 0});
+            const bool isWhole =
+                painter.paint(plan, screen, {}, output.view(), [&] { return answers-- > 0; });
+            int rows = 0;
+            while (rows < 200 && output.view().pixel(0, rows)[3] == 255) ++rows;
+            EXPECT_EQ(isWhole, rows == 200);
+            return rows;
+        };
+        FramePainter painter;
+        EXPECT_EQ(rowsAfter(painter, 0), 0) << "as soon as the background stands";
+        EXPECT_EQ(rowsAfter(painter, 1), 0) << "before the first row, or while the shadow is laid on";
+        EXPECT_EQ(rowsAfter(painter, 1'000), 200) << "what was given up isn't kept as it is";
+        const int rows = rowsAfter(painter, 4);
+        EXPECT_GT(rows, 0);
+        EXPECT_LT(rows, 200);
+        const Bitmap whole = painted(painter, plan, screen);
+        FramePainter fresh;
+        const Bitmap expected = painted(fresh, plan, screen);
+        EXPECT_EQ(std::memcmp(whole.view().row(0), expected.view().row(0), std::size_t{320} * 200 * 4), 0);
+    }
+}
+
 TEST(FramePainter, ShadowLooksTheSameKeptAndMoving) {
     FramePainter painter;
     FramePlan plan = planFor({320, 200}, {{60.4, 50.2}, {200, 112}});
     plan.wallpaperPath = "procedural://gradient/peach";
     plan.cornerRadius = 14;
-    plan.shadow = FramePlan::Shadow{0.5, 12};
+    plan.shadow = FramePlan::Shadow{0.5, 12, 1};
     plan.isShadowStill = true;
     const VideoFrame screen = plainFrame(64, 36, 90, 90, 90);
     const Bitmap still = painted(painter, plan, screen);
@@ -112,6 +143,32 @@ VideoFrame cameraPicture() {
     return frame;
 }
 
+TEST(FramePainter, AScaledPlanIsTheSamePicture) {
+    // The smaller the shadow's radius, the more its layers are held by their least sizes.
+    for (const double radius : {1.0, 3.0, 12.0}) {
+        FramePlan plan = planFor({320, 240}, {{60, 60}, {200, 120}});
+        plan.cornerRadius = 12;
+        plan.shadow = FramePlan::Shadow{0.5, radius, 1};
+        plan.bubble = FramePlan::Bubble{{{180, 40}, {80, 80}}, 40, false, FramePlan::Shadow{0.5, radius, 1}};
+        const VideoFrame screen = plainFrame(64, 36, 200, 200, 200);
+        FramePainter painter;
+        const Bitmap half = painted(painter, scaled(plan, 0.5), screen, screen);
+        const Bitmap whole = painted(painter, plan, screen, screen);
+        ASSERT_EQ(half.width(), 160);
+        double sum = 0;
+        for (int y = 0; y < 120; ++y) {
+            for (int x = 0; x < 160; ++x) {
+                const auto at = [&](int dx, int dy) { return whole.view().pixel(2 * x + dx, 2 * y + dy)[1]; };
+                const double mean = (at(0, 0) + at(1, 0) + at(0, 1) + at(1, 1)) / 4.0;
+                // Steep places differ a little: a pixel's middle isn't the mean of its quarters.
+                ASSERT_NEAR(half.view().pixel(x, y)[1], mean, 12) << radius << " at " << x << ", " << y;
+                sum += std::abs(half.view().pixel(x, y)[1] - mean);
+            }
+        }
+        EXPECT_LT(sum / (160 * 120), 0.15) << radius;
+    }
+}
+
 TEST(FramePainter, BubbleShowsTheMiddleOfTheCameraAboveAll) {
     FramePainter painter;
     FramePlan plan = planFor({200, 120}, {{20, 20}, {160, 80}});
@@ -136,7 +193,7 @@ TEST(FramePainter, BubbleShowsTheMiddleOfTheCameraAboveAll) {
                                CGRect{{500, 500}, {60, 60}}, CGRect{{-1e6, -1e6}, {3e6, 3e6}}}) {
         plan.bubble->rect = rect;
         plan.bubble->cornerRadius = rect.width() / 2;
-        plan.bubble->shadow = FramePlan::Shadow{0.5, rect.width() / 4};
+        plan.bubble->shadow = FramePlan::Shadow{0.5, rect.width() / 4, 1};
         static_cast<void>(painted(painter, plan, screen, cameraPicture()));
     }
 }
@@ -195,7 +252,7 @@ TEST(FramePainter, BubblesShadowFallsOnEverything) {
     ShadowField shadow({{60, 240 - 150}, rect.size}, 35, 0.5, 14, 240, 240);
     std::vector<float> share(240);
     for (const bool isStill : {true, true, false}) {  // built, kept, and built for this frame alone
-        plan.bubble = FramePlan::Bubble{rect, 35, false, FramePlan::Shadow{0.5, 14}, isStill};
+        plan.bubble = FramePlan::Bubble{rect, 35, false, FramePlan::Shadow{0.5, 14, 1}, isStill};
         const Bitmap picture = painted(painter, plan, screen, plainFrame(8, 8, 0, 255, 0));
         for (int y = 0; y < 240; ++y) {
             shadow.row(239 - y, 0, 240, share.data());

@@ -89,7 +89,7 @@ TEST(FramePlan, ShapesTheBubble) {
     const CGRect still = makeFramePlan(input).bubble->rect;
     setHolding(input, {0.1, 0.1}, 3);
     EXPECT_EQ(makeFramePlan(input).bubble->rect, still) << "the screen zooms under it";
-    EXPECT_EQ(makeFramePlan(input).bubble->shadow, (FramePlan::Shadow{0.28, 26}));
+    EXPECT_EQ(makeFramePlan(input).bubble->shadow, (FramePlan::Shadow{0.28, 26, 1}));
     look.overlayShadowOpacity = 0.001;
     EXPECT_FALSE(makeFramePlan(input).bubble->shadow);
     look.showsCamera = false;
@@ -124,7 +124,7 @@ TEST(FramePlan, ZoomMovesTheScreenAloneAndStaysOnTheCanvas) {
     setHolding(input, {0.5, 0.5}, 1.2);
     FramePlan plan = makeFramePlan(input);
     // At least 1.6, about the middle: 128 - 960 scaled by 1.6, and so on.
-    EXPECT_TRUE(plan.isZoomed);
+    EXPECT_FALSE(plan.isShadowStill);
     EXPECT_NEAR(plan.screenRect.minX(), 960 - 832 * 1.6, 1e-9);
     EXPECT_NEAR(plan.screenRect.minY(), 540 - 468 * 1.6, 1e-9);
     EXPECT_NEAR(plan.screenRect.width(), 1664 * 1.6, 1e-9);
@@ -193,7 +193,7 @@ TEST(FramePlan, ScalesAsAWhole) {
     EXPECT_EQ(half.canvas, (CGSize{960, 540}));
     EXPECT_EQ(half.screenRect.width(), makeFramePlan(input).screenRect.width() / 2);
     EXPECT_EQ(half.cursor->hotSpot.y, makeFramePlan(input).cursor->hotSpot.y / 2);
-    EXPECT_EQ(half.shadow->radius, makeFramePlan(input).shadow->radius / 2);
+    EXPECT_EQ(half.shadow->scale, 0.5);
 }
 
 }  // namespace

@@ -117,6 +117,30 @@ TEST_F(VideoCompositorTest, ShortCameraIsStretchedAndTelemetryIsOptional) {
     EXPECT_EQ(result.autoZoomAndPanActiveRanges.size(), 1U);
 }
 
+TEST_F(VideoCompositorTest, ACameraWithoutPicturesIsNone) {
+    // As a recording leaves it that is killed before the camera's first picture.
+    const URL camera = directory.file("camera.mov");
+    {
+        AssetWriter writer(directory.file("growing.mov"), FileType::quickTimeMovie,
+                           {.survivesTermination = true});
+        writer.addVideoInput(test::smallVideo(64, 48));
+        ASSERT_TRUE(writer.startWriting());
+        std::filesystem::copy(directory.file("growing.mov").path(), camera.path());
+    }
+    project.recordingSession.cameraRecordingURL = camera;
+    EXPECT_FALSE(VideoCompositor::buildComposition(project).cameraTrackID);
+    AssetWriter writer(camera, FileType::quickTimeMovie, {});
+    AssetWriterInput* sound = writer.addAudioInput({});
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(kCMTimeZero);
+    ASSERT_TRUE(
+        test::appendWaiting(*sound, test::audioSample(48'000, 2, std::vector<float>(9'600), kCMTimeZero)));
+    ASSERT_EQ(test::finishAndWait(writer), TransferStatus::completed);
+    EXPECT_FALSE(VideoCompositor::buildComposition(project).cameraTrackID) << "sound alone";
+    writeFileAtomically(camera, "no movie");
+    EXPECT_THROW((void)VideoCompositor::buildComposition(project), MediaError);
+}
+
 /// The number that the bubble shows at a moment, where the bubble covers the canvas. Without one the dark
 /// canvas reads as 0.
 int cameraNumberAt(const Project& project, double seconds) {

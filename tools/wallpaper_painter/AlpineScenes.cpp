@@ -19,8 +19,7 @@ struct Range {
     std::uint32_t seed;
 
     float operator()(float x, float z) const {
-        const float land =
-            z - shore - 1.2F * noise(x * 0.16F, 0.5F, seed) - 0.02F * square(x) * static_cast<float>(-1);
+        const float land = z - shore - 1.2F * noise(x * 0.16F, 0.5F, seed) + 0.02F * square(x);
         if (land < -1) return -0.2F;
         float px = x * 0.105F;
         float pz = z * 0.105F;

@@ -39,17 +39,8 @@ inline Rgb& operator*=(Rgb& a, float f) {
 inline Rgb mix(Rgb a, Rgb b, float t) {
     return a + (b - a) * t;
 }
-/// Adds light without burning out.
-inline Rgb screen(Rgb a, Rgb b) {
-    return {a.r + b.r - a.r * b.r, a.g + b.g - a.g * b.g, a.b + b.b - a.b * b.b};
-}
 inline float luminance(Rgb c) {
     return 0.2126F * c.r + 0.7152F * c.g + 0.0722F * c.b;
-}
-/// More than 1 makes the colour purer, less makes it greyer.
-inline Rgb saturated(Rgb c, float amount) {
-    const float grey = luminance(c);
-    return mix(Rgb{grey, grey, grey}, c, amount);
 }
 
 constexpr float linearFromSRGB(float value) {

@@ -126,30 +126,9 @@ constexpr float power(float base, float exponent) {
     return base <= 1e-30F ? 0 : exponential2(exponent * logarithm2(base));
 }
 
-/// -pi to pi, within 1e-4.
-inline float arcTangent2(float y, float x) {
-    const float ax = std::abs(x);
-    const float ay = std::abs(y);
-    const float a = std::min(ax, ay) / std::max(std::max(ax, ay), 1e-20F);
-    const float s = a * a;
-    float r = ((-0.0464964749F * s + 0.15931422F) * s - 0.327622764F) * s * a + a;
-    if (ay > ax) r = kPi / 2 - r;
-    if (x < 0) r = kPi - r;
-    return y < 0 ? -r : r;
-}
-
 /// A bell of height 1 and the given standard deviation.
 inline float bell(float x, float sigma) {
     return exponential(-0.5F * square(x / sigma));
-}
-
-/// The smaller of both, rounded off where they differ by less than `k`.
-inline float smoothMin(float a, float b, float k) {
-    const float h = std::max(k - std::abs(a - b), 0.0F) / k;
-    return std::min(a, b) - h * h * k * 0.25F;
-}
-inline float smoothMax(float a, float b, float k) {
-    return -smoothMin(-a, -b, k);
 }
 
 }  // namespace varnelle::painter

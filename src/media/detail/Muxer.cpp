@@ -107,7 +107,7 @@ void Muxer::stopFlushing() {
     if (flusher_.joinable()) flusher_.join();
 }
 
-void Muxer::finish(const std::optional<CMTime>& end) {
+void Muxer::finish(const std::optional<CMTime>& end, const Commit& commit) {
     stopFlushing();
     {
         const std::lock_guard lock(mutex_);
@@ -121,34 +121,40 @@ void Muxer::finish(const std::optional<CMTime>& end) {
     }
     try {
         if (isFragmented()) {
-            finishFragmented(end);
+            finishFragmented(end, commit);
         } else {
-            finishRegular(end);
+            finishRegular(end, commit);
         }
     } catch (const FileError& error) {
         throw MediaError(MediaError::Code::cannotWrite, error.what());
     }
 }
 
-void Muxer::finishRegular(const std::optional<CMTime>& end) {
+void Muxer::finishRegular(const std::optional<CMTime>& end, const Commit& commit) {
+    std::unique_ptr<MovieFile> movie;
     {
         const std::lock_guard lock(mutex_);
-        if (!movie_) return;
-        movie_->close(end);
-        movie_.reset();
+        movie = std::move(movie_);
     }
-    flushToDisk(staging_);
-    if (isAbandoned_) {
+    if (!movie) return;
+    // Moving the index to the front copies the whole movie. Whoever cancels meanwhile needn't wait for that.
+    movie->close(end);
+    movie.reset();
+    if (!isAbandoned_) flushToDisk(staging_);
+    if (!commit([this] { replaceDestination(); })) {
         removeFile(staging_);
         return;
-    }
-    if (std::rename(staging_.string().c_str(), destination_.string().c_str()) != 0) {
-        throw FileError("Writing", destination_.string(), errno);
     }
     flushToDisk(destination_.parent());
 }
 
-void Muxer::finishFragmented(const std::optional<CMTime>& end) {
+void Muxer::replaceDestination() const {
+    if (std::rename(staging_.string().c_str(), destination_.string().c_str()) != 0) {
+        throw FileError("Writing", destination_.string(), errno);
+    }
+}
+
+void Muxer::finishFragmented(const std::optional<CMTime>& end, const Commit& commit) {
     {
         const std::lock_guard lock(mutex_);
         if (!movie_) return;
@@ -157,28 +163,28 @@ void Muxer::finishFragmented(const std::optional<CMTime>& end) {
         movie_.reset();
     }
     flushToDisk(destination_);
+    bool isInPlace = false;
     try {
         const InputPtr fragments = openFragments();
         const MovieLayout layout =
             options_.optimizesForNetworkUse ? MovieLayout::indexInFront : MovieLayout::indexAtEnd;
         MovieFile movie(staging_, destination_.string(), type_, layout, tracksOf(*fragments));
         copyInto(movie, *fragments);
-        if (!isAbandoned_) movie.close(end);
-        if (isAbandoned_) {
-            removeFile(staging_);
-            removeFile(destination_);
-            return;
+        if (!isAbandoned_) {
+            movie.close(end);
+            flushToDisk(staging_);
         }
-        flushToDisk(staging_);
-        if (std::rename(staging_.string().c_str(), destination_.string().c_str()) != 0) {
-            throw FileError("Writing", destination_.string(), errno);
-        }
-        flushToDisk(destination_.parent());
+        isInPlace = commit([this] { replaceDestination(); });
+        if (isInPlace) flushToDisk(destination_.parent());
     } catch (const Error& error) {
         // The fragments hold the whole movie; only its index is spread over the file.
+        isInPlace = isInPlace || commit([] {});
+        if (isInPlace) logger(LogCategory::recording).warn("Kept the movie in fragments. {}", error.what());
         removeFile(staging_);
-        logger(LogCategory::recording).warn("Kept the movie in fragments. {}", error.what());
     }
+    if (isInPlace) return;
+    removeFile(staging_);
+    removeFile(destination_);
 }
 
 InputPtr Muxer::openFragments() const {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,15 +35,18 @@ public:
     void open();
     void write(std::size_t track, AVPacket& packet);
     /// Completes the movie, flushes it to the disk and puts it in its place. A movie without packets is an
-    /// error.
-    void finish(const std::optional<CMTime>& end);
+    /// error. Whoever can cancel decides at the last moment: `commit` either runs the given placing, as one
+    /// step with refusing later cancellations, or returns false, and then nothing is left.
+    using Commit = std::function<bool(const std::function<void()>& place)>;
+    void finish(const std::optional<CMTime>& end, const Commit& commit);
     /// Gives up: nothing is written any more.
     enum class Leftover { remove, keepIfReadable };
     void abandon(Leftover leftover);
 
 private:
-    void finishRegular(const std::optional<CMTime>& end);
-    void finishFragmented(const std::optional<CMTime>& end);
+    void finishRegular(const std::optional<CMTime>& end, const Commit& commit);
+    void finishFragmented(const std::optional<CMTime>& end, const Commit& commit);
+    void replaceDestination() const;
     [[nodiscard]] InputPtr openFragments() const;
     [[nodiscard]] std::vector<TrackDescription> tracksOf(const AVFormatContext& fragments) const;
     void copyInto(MovieFile& movie, AVFormatContext& fragments);

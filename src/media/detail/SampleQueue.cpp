@@ -52,6 +52,7 @@ void SampleQueue::requestMediaData(Queue& queue, std::function<void()> block) {
             const auto self = weak.lock();
             if (!self) return;
             const std::lock_guard selfLock(self->mutex_);
+            self->wasWoken_ = true;
             self->requestIfReady();
         });
     }
@@ -62,6 +63,7 @@ void SampleQueue::requestIfReady() {
     if (!requestBlock_ || isRequested_ || !hasRoom()) return;
     isRequested_ = true;
     hasAppended_ = false;
+    wasWoken_ = false;
     requestQueue_->async([self = shared_from_this()] { self->runBlock(); });
 }
 
@@ -76,8 +78,9 @@ void SampleQueue::runBlock() {
     const std::lock_guard lock(mutex_);
     isRequested_ = false;
     // A block that had nothing to append is called again when the encoder has taken the next sample, and not
-    // at once: that would keep a processor busy with asking.
-    if (hasAppended_) requestIfReady();
+    // at once: that would keep a processor busy with asking. If it had no room because another track was
+    // behind, and that has caught up before the block returned, nobody else would call it.
+    if (hasAppended_ || wasWoken_) requestIfReady();
 }
 
 void SampleQueue::markAsFinished() {

@@ -59,7 +59,8 @@ private:
     Queue* requestQueue_ = nullptr;
     std::function<void()> requestBlock_;
     bool isRequested_ = false;  // a call of the block waits or runs
-    bool hasAppended_ = false;  // since the block was called last
+    bool hasAppended_ = false;  // since the block was called last, like the next
+    bool wasWoken_ = false;     // by the pacing
     std::optional<std::size_t> pacedTrack_;
 };
 

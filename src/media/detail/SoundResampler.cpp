@@ -12,12 +12,6 @@
 namespace varnelle::detail {
 namespace {
 
-void check(int result) {
-    if (result >= 0) return;
-    throw MediaError(MediaError::Code::cannotDecode,
-                     fmt::format("A sound can't be brought to the mix: {}.", errorText(result)));
-}
-
 /// 64 taps and 100 dB in the stop band: what a 15 kHz tone of 44,100 Hz leaves beside itself is then at
 /// -115 dB, against -96 dB with the library's usual filter. Below 0.95 of the lower half rate nothing
 /// changes.
@@ -30,10 +24,22 @@ void chooseFilter(SwrContext* context) {
     av_opt_set_int(context, "exact_rational", 1, 0);
 }
 
+/// Left and right in turn, at their mean.
+std::vector<double> turnsMatrix(int channels) {
+    std::vector<double> matrix(static_cast<std::size_t>(channels) * kMixChannels);
+    for (int channel = 0; channel < channels; ++channel) {
+        const int side = channel % kMixChannels;
+        const int onThatSide = (channels + kMixChannels - 1 - side) / kMixChannels;
+        matrix[static_cast<std::size_t>(side * channels + channel)] = 1.0 / onThatSide;
+    }
+    return matrix;
+}
+
 }  // namespace
 
-SoundResampler::SoundResampler(const AVFrame& frame, std::int64_t position)
-    : format_(static_cast<AVSampleFormat>(frame.format)),
+SoundResampler::SoundResampler(const AVFrame& frame, std::int64_t position, const URL& file)
+    : file_(file.string()),
+      format_(static_cast<AVSampleFormat>(frame.format)),
       rate_(frame.sample_rate),
       channels_(frame.ch_layout.nb_channels) {
     AVChannelLayout layout{};
@@ -42,16 +48,13 @@ SoundResampler::SoundResampler(const AVFrame& frame, std::int64_t position)
     } else {
         check(av_channel_layout_copy(&layout, &frame.ch_layout));
     }
-    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    SwrContext* context = nullptr;
-    int result = swr_alloc_set_opts2(&context, &stereo, AV_SAMPLE_FMT_FLT, kMixRate, &layout, format_, rate_,
-                                     0, nullptr);
+    int result = setUp(layout, nullptr);
+    if (result < 0 && result != AVERROR(ENOMEM)) {
+        const std::vector<double> matrix = turnsMatrix(channels_);
+        result = setUp(layout, &matrix);
+    }
     av_channel_layout_uninit(&layout);
-    context_.reset(context);
     check(result);
-    chooseFilter(context);
-    check(keepLevels(context, channels_, kMixChannels));
-    check(swr_init(context));
 
     // The grids of source and mix meet every few samples. The output begins where they do, so that it lies
     // exactly on the grid; what is missing up to the first sample is silence.
@@ -59,7 +62,28 @@ SoundResampler::SoundResampler(const AVFrame& frame, std::int64_t position)
     const std::int64_t period = rate_ / common;
     const std::int64_t missing = (position % period + period) % period;
     outputPosition_ = (position - missing) / period * (kMixRate / common);
-    if (missing > 0) check(swr_inject_silence(context, static_cast<int>(missing)));
+    if (missing > 0) check(swr_inject_silence(context_.get(), static_cast<int>(missing)));
+}
+
+/// By the library's own matrix or the given one; returns what the library does.
+int SoundResampler::setUp(AVChannelLayout& layout, const std::vector<double>* matrix) {
+    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
+    SwrContext* context = nullptr;
+    int result = swr_alloc_set_opts2(&context, &stereo, AV_SAMPLE_FMT_FLT, kMixRate, &layout, format_, rate_,
+                                     0, nullptr);
+    context_.reset(context);
+    if (result < 0) return result;
+    chooseFilter(context);
+    result = matrix != nullptr ? swr_set_matrix(context, matrix->data(), channels_)
+                               : keepLevels(context, channels_, kMixChannels);
+    return result < 0 ? result : swr_init(context);
+}
+
+void SoundResampler::check(int result) const {
+    if (result >= 0) return;
+    throw MediaError(
+        MediaError::Code::cannotDecode,
+        fmt::format("The sound of “{}” can't be brought to the mix: {}.", file_, errorText(result)));
 }
 
 bool SoundResampler::fits(const AVFrame& frame) const {

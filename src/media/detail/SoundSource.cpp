@@ -84,7 +84,7 @@ void SoundSource::decodeMore() {
         return;
     }
     if (!resampler_) {
-        resampler_.emplace(*frame, start);
+        resampler_.emplace(*frame, start, asset_->url());
         readyPosition_ = resampler_->outputPosition();
         nextSample_ = start;
     }
