@@ -68,8 +68,9 @@ std::string readDisplayNumber(int descriptor) {
     return line;
 }
 
-/// Whether a window that asks to be shown is shown by the window manager, and so has its decoration's window around it.
-/// A manager that is about to start has taken the screen before it listens, so nothing else tells that it works.
+/// Whether a window that asks to be shown is shown by the window manager, and so has its decoration's window
+/// around it. A manager that is about to start has taken the screen before it listens, so nothing else tells
+/// that it works.
 bool isManaged(xcb_connection_t* connection) {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     const xcb_window_t probe = xcb_generate_id(connection);
@@ -153,7 +154,8 @@ XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::strin
 void XServer::startWindowManager() {
     windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{"openbox"},
                                                     std::vector<std::string>{"DISPLAY=" + displayName_});
-    const std::shared_ptr<xcb_connection_t> connection(xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
+    const std::shared_ptr<xcb_connection_t> connection(xcb_connect(displayName_.c_str(), nullptr),
+                                                       &xcb_disconnect);
     managerProbe_ = connection;
     if (!waitUntil([&] { return isManaged(connection.get()); }, kStartDeadline)) {
         throw std::runtime_error("openbox didn't start");

@@ -55,7 +55,8 @@ public:
 private:
     std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> windowManager_;
-    /// Kept open, as its windows' numbers would be given to the next program's windows, which confuses the manager.
+    /// Kept open, as its windows' numbers would be given to the next program's windows, which confuses the
+    /// manager.
     std::shared_ptr<void> managerProbe_;
     std::string displayName_;
 };
