@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -264,6 +265,129 @@ TEST(CanvasBackground, GradientsShowTheirColoursAndAreRepeatable) {
     const auto berry = pixelAt(*paintGradient("berry", 640, 360), 0.13, 0.24);
     EXPECT_GT(berry[0], 200);
     EXPECT_LT(berry[1], 120);
+}
+
+/// A colour with its alpha, premultiplied: red, green, blue, alpha.
+using Color = std::array<double, 4>;
+
+Color mixed(const Color& a, const Color& b, double t) {
+    Color result{};
+    for (std::size_t i = 0; i < 4; ++i) result[i] = (1 - t) * a[i] + t * b[i];
+    return result;
+}
+
+/// What a radial gradient from `inner` to `outer` shows at a distance from its centre.
+Color radial(double distance, double radius0, double radius1, const Color& inner, const Color& outer) {
+    return mixed(inner, outer, std::clamp((distance - radius0) / (radius1 - radius0), 0.0, 1.0));
+}
+
+Color screened(const Color& top, const Color& below) {
+    Color result{};
+    for (std::size_t i = 0; i < 4; ++i) result[i] = top[i] + below[i] - top[i] * below[i];
+    return result;
+}
+
+/// The gradient "tropical" without its grain, computed directly: `pixels[y][x]`, y upwards.
+class DirectGradient {
+public:
+    static constexpr int kWidth = 64;
+    static constexpr int kHeight = 36;
+
+    DirectGradient() {
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) at(x, y) = lit(x + 0.5, y + 0.5);
+        }
+        const std::vector<Color> blurred = blur();
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                Color glow = blurred[index(x, y)];
+                for (std::size_t i = 0; i < 3; ++i) glow[i] *= 0.13;
+                glow[3] = 0;
+                at(x, y) = screened(glow, at(x, y));
+                const double distance = std::hypot(x + 0.5 - kWidth / 2.0, y + 0.5 - 0.52 * kHeight);
+                const Color vignette =
+                    radial(distance, 0.32 * kWidth, 0.94 * kWidth, {1, 1, 1, 1}, {0.16, 0.16, 0.2, 1});
+                for (std::size_t i = 0; i < 3; ++i) at(x, y)[i] *= vignette[i];
+            }
+        }
+    }
+    Color& at(int x, int y) { return pixels_[index(x, y)]; }
+
+private:
+    static std::size_t index(int x, int y) { return static_cast<std::size_t>(y * kWidth + x); }
+
+    /// Base, blobs and highlight.
+    static Color lit(double x, double y) {
+        const std::array<Color, 3> colors{
+            Color{0.0, 0.85, 0.95, 1}, {0.95, 0.85, 0.0, 1}, {1.0, 0.45, 0.0, 1}};
+        struct Blob {
+            double x, y, radius, core;
+        };
+        const std::array<Blob, 3> blobs{
+            Blob{0.13, 0.24, 0.46, 0.11}, {0.88, 0.18, 0.40, 0.13}, {0.76, 0.80, 0.52, 0.15}};
+        const double x0 = 0.04 * kWidth;
+        const double y0 = 0.07 * kHeight;
+        const double dx = 0.97 * kWidth - x0;
+        const double dy = 0.94 * kHeight - y0;
+        const double t = std::clamp(((x - x0) * dx + (y - y0) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
+        const Color& last = colors[2];
+        const Color dark{last[0] * 0.42, last[1] * 0.42, last[2] * 0.42, 1};
+        Color color = mixed(dark, mixed(colors[0], last, 0.38), t);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double radius = blobs[i].radius * kWidth;
+            const double distance = std::hypot(x - blobs[i].x * kWidth, y - blobs[i].y * kHeight);
+            const Color blob =
+                radial(distance, radius * blobs[i].core, radius, mixed(colors[i], colors[0], 0.12), {});
+            for (std::size_t c = 0; c < 4; ++c) color[c] = blob[c] + (1 - blob[3]) * color[c];
+        }
+        // Of the three, the second is the brightest.
+        const double distance = std::hypot(x - 0.57 * kWidth, y - 0.58 * kHeight);
+        return screened(
+            radial(distance, 0.06 * kHeight, 0.55 * kWidth, mixed(colors[1], {1, 1, 1, 1}, 0.22), {}), color);
+    }
+
+    [[nodiscard]] std::vector<Color> blur() const {
+        constexpr double sigma = 0.1 * kWidth;
+        const auto along = [](const std::vector<Color>& from, bool isHorizontal) {
+            std::vector<Color> to(from.size());
+            for (int y = 0; y < kHeight; ++y) {
+                for (int x = 0; x < kWidth; ++x) {
+                    double weights = 0;
+                    Color sum{};
+                    for (int d = -40; d <= 40; ++d) {
+                        const double weight = std::exp(-d * d / (2 * sigma * sigma));
+                        const int sx = isHorizontal ? std::clamp(x + d, 0, kWidth - 1) : x;
+                        const int sy = isHorizontal ? y : std::clamp(y + d, 0, kHeight - 1);
+                        for (std::size_t i = 0; i < 4; ++i) sum[i] += weight * from[index(sx, sy)][i];
+                        weights += weight;
+                    }
+                    for (std::size_t i = 0; i < 4; ++i) to[index(x, y)][i] = sum[i] / weights;
+                }
+            }
+            return to;
+        };
+        return along(along(pixels_, true), false);
+    }
+
+    std::vector<Color> pixels_ = std::vector<Color>(kWidth * kHeight);
+};
+
+TEST(CanvasBackground, GradientFollowsItsRecipe) {
+    const auto picture = paintGradient("tropical", DirectGradient::kWidth, DirectGradient::kHeight);
+    ASSERT_TRUE(picture);
+    DirectGradient expected;
+    double largest = 0;
+    for (int y = 0; y < DirectGradient::kHeight; ++y) {
+        for (int x = 0; x < DirectGradient::kWidth; ++x) {
+            const std::uint8_t* p = picture->view().pixel(x, DirectGradient::kHeight - 1 - y);
+            for (std::size_t i = 0; i < 3; ++i) {
+                // The grain leaves between 0.9973 and 1.0027 of it.
+                const double difference = std::abs(p[2 - i] - 255 * std::min(expected.at(x, y)[i], 1.0));
+                largest = std::max(largest, difference);
+            }
+        }
+    }
+    EXPECT_LE(largest, 255 * 0.0027 + 1.3) << "rounding, and the blur's approximation";
 }
 
 TEST(CanvasBackground, ScalesWithTheCanvas) {
