@@ -2,6 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+
+#include "foundation/AtomicFile.h"
+#include "media/FrameSource.h"
+#include "media/MediaAsset.h"
+#include "support/MediaFixtures.h"
+#include "support/TemporaryDirectory.h"
+#include "support/XServer.h"
+
 namespace varnelle {
 namespace {
 
@@ -33,6 +43,43 @@ TEST(OrientedFrame, TurnsEveryPlane) {
     EXPECT_EQ(luma(orientedFrame(frame, {-1, 0, 0, 1, 4, 0})), (std::vector<int>{3, 2, 1, 0, 7, 6, 5, 4}));
     EXPECT_TRUE(orientedFrame(frame, {}).sharesStorage(frame));
     EXPECT_TRUE(orientedFrame(frame, {0.5, 0.5, -0.5, 0.5, 0, 0}).sharesStorage(frame));
+}
+
+/// Turned by the tag that cameras write, a picture is what another program makes of it.
+TEST(OrientedFrame, TurnsMoviesAsTheirContainerSays) {
+    const test::TemporaryDirectory directory;
+    const URL upright = directory.file("upright.mov");
+    test::writeNumberedMovie(upright, test::smallVideo(64, 48), test::regularTimes(4, 30));
+    for (const std::string degrees : {"0", "90", "180", "270"}) {
+        SCOPED_TRACE(degrees);
+        const URL turned = directory.file("turned.mov");
+        const URL decoded = directory.file("decoded.gray");
+        test::ChildProcess tag({"ffmpeg", "-v", "error", "-y", "-i", upright.string(), "-c", "copy",
+                                "-metadata:s:v:0", "rotate=" + degrees, turned.string()});
+        ASSERT_EQ(tag.waitForEnd(), 0);
+        test::ChildProcess decode({"ffmpeg", "-v", "error", "-y", "-i", turned.string(), "-frames:v", "1",
+                                   "-pix_fmt", "yuv420p", "-f", "rawvideo", decoded.string()});
+        ASSERT_EQ(decode.waitForEnd(), 0);
+        const std::string expected = readFile(decoded);
+
+        const auto asset = std::make_shared<const MediaAsset>(turned);
+        const MediaTrack track = asset->tracks(MediaType::video).at(0);
+        FrameSource source(asset, track);
+        const auto stored = source.frame(kCMTimeZero);
+        ASSERT_TRUE(stored.has_value());
+        const VideoFrame shown = orientedFrame(*stored, track.preferredTransform);
+        const bool isUpright = degrees == "0" || degrees == "180";
+        ASSERT_EQ(shown.width(), isUpright ? 64 : 48);
+        ASSERT_EQ(shown.height(), isUpright ? 48 : 64);
+        for (int y = 0; y < shown.height(); ++y) {
+            for (int x = 0; x < shown.width(); ++x) {
+                const int ours = shown.plane(0).data[y * shown.plane(0).bytesPerRow + x];
+                const int theirs =
+                    static_cast<std::uint8_t>(expected.at(static_cast<std::size_t>(y * shown.width() + x)));
+                ASSERT_NEAR(ours, theirs, 1) << x << ", " << y;
+            }
+        }
+    }
 }
 
 }  // namespace
