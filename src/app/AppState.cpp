@@ -15,7 +15,7 @@
 
 namespace varnelle {
 
-AppState::AppState(AppWindows& windows, DesktopPlatform& platform, CameraFactory makeCamera,
+AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraFactory& makeCamera,
                    const SystemPermissions& permissions, UserDefaults& defaults,
                    ProjectOpenCoordinator& openCoordinator, Directories directories)
     : windows_(windows),

@@ -60,7 +60,7 @@ public:
     /// runs: the dock bar, or the permissions window if a permission is missing.
     /// `makeCamera` sets a camera up for preview and recording. All that is referred to must outlive the
     /// object.
-    AppState(AppWindows& windows, DesktopPlatform& platform, CameraFactory makeCamera,
+    AppState(AppWindows& windows, DesktopPlatform& platform, const CameraFactory& makeCamera,
              const SystemPermissions& permissions, UserDefaults& defaults,
              ProjectOpenCoordinator& openCoordinator, Directories directories);
     ~AppState() override;

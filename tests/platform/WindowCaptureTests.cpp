@@ -10,6 +10,7 @@
 #include <optional>
 #include <thread>
 
+#include "foundation/Log.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "support/PatternWindow.h"
@@ -281,6 +282,35 @@ TEST_F(WindowCaptureTest, WindowByItselfIsShownWhateverLiesOverItAndWhereverItMo
     EXPECT_EQ(messageOf(errors.items().front()), "The window “Work” was closed.");
     makeStream(WindowFilter{window}, width, height);
     EXPECT_EQ(messageOf(tryToStart()), "The window “Work” was closed.");
+}
+
+TEST_F(WindowCaptureTest, RemovedDisplayIsToldOfAndTheStreamGoesOn) {
+    const auto arrange = [this](const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"xrandr"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(test::ChildProcess(command, {"DISPLAY=" + server->displayName()}).waitForEnd(), 0);
+    };
+    arrange({"--setmonitor", "left", "320/100x480/100+0+0", "screen"});
+    arrange({"--setmonitor", "right", "320/100x480/100+320+0", "none"});
+    const auto displays = desktop->shareableContent({}).displays;
+    const auto right = std::find_if(displays.begin(), displays.end(),
+                                    [](const ShareableDisplay& each) { return each.name == "right"; });
+    ASSERT_NE(right, displays.end());
+    Inbox<std::string> log;
+    const LogObserver observer(LogCategory::capture, [&log](const std::string& line) { log.put(line); });
+    PatternWindow pattern(server->displayName(), 0, 0, kScreenWidth, kScreenHeight);
+    makeStream(DisplayFilter{*right, {}}, 320, 480);
+    start();
+    pattern.fillCells(kCell, 0);
+    EXPECT_TRUE(
+        waitForFrame([](const VideoFrame& frame) { return pixelsOffThePattern(frame, 0, 320, 0) == 0; }));
+    arrange({"--delmonitor", "right"});
+    EXPECT_TRUE(log.waitForCount(1, 10s));
+    EXPECT_THAT(log.items(), testing::ElementsAre("The display “right” was removed while it was recorded."));
+    pattern.fillCells(kCell, 1);
+    EXPECT_TRUE(
+        waitForFrame([](const VideoFrame& frame) { return pixelsOffThePattern(frame, 1, 320, 0) == 0; }));
+    EXPECT_EQ(errors.count(), 0U);
 }
 
 TEST_F(WindowCaptureTest, HiddenWindowFailsTheStart) {

@@ -38,7 +38,8 @@ std::unique_ptr<X11Content> makeContent(X11Connection& connection, const Display
     for (const ShareableApplication& application : filter.excludedApplications) {
         excluded.push_back(application.processID);
     }
-    return std::make_unique<X11DisplayContent>(connection, capturedArea(filter, configuration), excluded);
+    return std::make_unique<X11DisplayContent>(connection, capturedArea(filter, configuration), excluded,
+                                               filter.display);
 }
 
 std::unique_ptr<X11Content> makeContent(X11Connection& connection, const WindowFilter& filter,
@@ -57,7 +58,7 @@ std::unique_ptr<X11Content> makeContent(X11Connection& connection, const WindowF
     const int left = wholePixels(window.frame.minX(), window.scale);
     const int top = wholePixels(window.frame.minY(), window.scale);
     const PixelRect area{left, top, left + configuration.widthPixels, top + configuration.heightPixels};
-    return std::make_unique<X11DisplayContent>(connection, area, std::vector<std::int64_t>{});
+    return std::make_unique<X11DisplayContent>(connection, area, std::vector<std::int64_t>{}, std::nullopt);
 }
 
 }  // namespace

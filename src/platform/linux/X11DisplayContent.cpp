@@ -2,7 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "foundation/Log.h"
+#include "platform/linux/X11Displays.h"
 
 namespace varnelle {
 namespace {
@@ -43,10 +47,12 @@ void requireVisible(X11Connection& connection, const PixelRect& area) {
 }  // namespace
 
 X11DisplayContent::X11DisplayContent(X11Connection& connection, const PixelRect& area,
-                                     const std::vector<std::int64_t>& excludedProcesses)
+                                     const std::vector<std::int64_t>& excludedProcesses,
+                                     std::optional<ShareableDisplay> display)
     : connection_(connection),
       area_(area),
-      source_(connection, connection.screen().root, area, rootBounds(connection)) {
+      source_(connection, connection.screen().root, area, rootBounds(connection)),
+      display_(std::move(display)) {
     requireVisible(connection, area);
     // The size of the root window changes when screens come and go.
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
@@ -57,8 +63,7 @@ X11DisplayContent::X11DisplayContent(X11Connection& connection, const PixelRect&
         logger(LogCategory::capture)
             .warn(
                 "The X display “{}” doesn't report what is drawn (it lacks the extension DAMAGE); recording "
-                "it takes "
-                "more work.",
+                "it takes more work.",
                 connection.displayName());
     }
     if (!excludedProcesses.empty())
@@ -86,9 +91,20 @@ PixelRegion X11DisplayContent::takeChanges() {
 }
 
 bool X11DisplayContent::fetch(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous) {
+    try {
+        return look(buffer, region, previous);
+    } catch (const PlatformError& error) {
+        if (error.code() != PlatformError::Code::requestFailed) throw;
+    }
+    // The screen may have shrunk meanwhile, which the server has told by now.
+    takeInEvents();
+    return look(buffer, region, previous);
+}
+
+bool X11DisplayContent::look(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous) {
     if (!excludedWindows_)
         return source_.fetch(buffer, region.rects(), previous, X11ImageSource::Bands::allowed);
-    for (int look = 0; look < kLooksBeforeGrab; ++look) {
+    for (int i = 0; i < kLooksBeforeGrab; ++i) {
         const bool isDifferent = fetchWithoutExcluded(buffer, region, previous);
         if (!excludedWindows_->isOutdated()) return isDifferent;
     }
@@ -111,6 +127,7 @@ bool X11DisplayContent::fetchWithoutExcluded(CaptureBuffer& buffer, const PixelR
 }
 
 void X11DisplayContent::takeInEvents() {
+    bool mayLackDisplay = false;
     while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
         if (damage_ && damage_->isReportedBy(*event)) hasDamage_ = true;
         if (excludedWindows_) excludedWindows_->noteEvent(*event);
@@ -118,8 +135,22 @@ void X11DisplayContent::takeInEvents() {
         const auto& change = reinterpret_cast<const xcb_configure_notify_event_t&>(*event);
         if (change.window == connection_.screen().root) {
             source_.setBounds({0, 0, change.width, change.height});
+            mayLackDisplay = true;
         }
     }
+    if (mayLackDisplay) lookForDisplay();
+}
+
+/// The root window is told of whenever screens come, go or change.
+void X11DisplayContent::lookForDisplay() {
+    if (!display_) return;
+    const std::vector<ShareableDisplay> displays = listDisplays(connection_);
+    const bool isThere = std::any_of(displays.begin(), displays.end(), [this](const ShareableDisplay& other) {
+        return other.displayID == display_->displayID;
+    });
+    if (isThere) return;
+    logger(LogCategory::capture).warn("The display “{}” was removed while it was recorded.", display_->name);
+    display_.reset();
 }
 
 }  // namespace varnelle

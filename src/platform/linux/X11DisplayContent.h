@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
+#include "platform/ShareableContent.h"
 #include "platform/linux/X11Content.h"
 #include "platform/linux/X11Damage.h"
 #include "platform/linux/X11ExcludedWindows.h"
@@ -15,9 +17,11 @@ namespace varnelle {
 /// server that doesn't report what is drawn is read whole each time.
 class X11DisplayContent final : public X11Content {
 public:
-    /// `area` on the root window; windows of `excludedProcesses` are left out. Throws `PlatformError`.
+    /// `area` on the root window; windows of `excludedProcesses` are left out. If `display` is removed, the
+    /// log says so, and the area goes on to show what is in its place. Throws `PlatformError`.
     X11DisplayContent(X11Connection& connection, const PixelRect& area,
-                      const std::vector<std::int64_t>& excludedProcesses);
+                      const std::vector<std::int64_t>& excludedProcesses,
+                      std::optional<ShareableDisplay> display);
 
     [[nodiscard]] bool hasChanges() override;
     [[nodiscard]] PixelRegion takeChanges() override;
@@ -26,6 +30,8 @@ public:
 
 private:
     void takeInEvents();
+    void lookForDisplay();
+    [[nodiscard]] bool look(CaptureBuffer& buffer, const PixelRegion& region, const VideoFrame& previous);
     /// One look at the picture, which windows may move in meanwhile.
     [[nodiscard]] bool fetchWithoutExcluded(CaptureBuffer& buffer, const PixelRegion& region,
                                             const VideoFrame& previous);
@@ -35,6 +41,8 @@ private:
     X11ImageSource source_;
     std::unique_ptr<X11Damage> damage_;  ///< null where the server doesn't report
     std::unique_ptr<X11ExcludedWindows> excludedWindows_;
+    std::optional<ShareableDisplay>
+        display_;  ///< absent if nobody needs to know, or it has been told already
     bool hasDamage_ = true;
 };
 
