@@ -87,9 +87,12 @@ bool X11WindowContent::hasChanges() {
             case XCB_CONFIGURE_NOTIFY: {
                 const auto& change = reinterpret_cast<const xcb_configure_notify_event_t&>(*event);
                 const int borders = 2 * change.border_width;
-                const bool hasOtherSize = change.width + borders != topLevelBounds_.width() ||
-                                          change.height + borders != topLevelBounds_.height();
-                if (change.window == topLevel_ && hasOtherSize) isOutdated_ = true;
+                const bool isOtherTopLevel =
+                    change.window == topLevel_ && (change.width + borders != topLevelBounds_.width() ||
+                                                   change.height + borders != topLevelBounds_.height());
+                const bool isOtherClient = change.window == window_ && (change.width != client_.width() ||
+                                                                        change.height != client_.height());
+                if (isOtherTopLevel || isOtherClient) isOutdated_ = true;
                 break;
             }
             case XCB_MAP_NOTIFY:
@@ -150,6 +153,7 @@ void X11WindowContent::openPixmap(const X11WindowPlace& place) {
         topLevel_ = place.topLevel;
     }
     topLevelBounds_ = place.topLevelBounds;
+    client_ = place.client;
     borderWidth_ = place.borderWidth;
     cropLeft_ = place.frame.left - place.topLevelBounds.left;
     cropTop_ = place.frame.top - place.topLevelBounds.top;

@@ -42,6 +42,7 @@ private:
     const PixelRect picture_;
     xcb_window_t topLevel_ = 0;
     PixelRect topLevelBounds_;
+    PixelRect client_;
     std::unique_ptr<Pixmap> pixmap_;
     std::unique_ptr<X11ImageSource> source_;
     std::unique_ptr<X11Damage> damage_;

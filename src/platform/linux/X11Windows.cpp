@@ -76,6 +76,11 @@ PixelRect shrunk(const PixelRect& rect, const Sides& sides) {
     return inner.isEmpty() ? rect : inner;
 }
 
+/// What users take for the window: with what the window manager drew around it, without a shadow of its own.
+PixelRect frameOf(const PixelRect& client, const Sides& decoration, const Sides& shadow) {
+    return shrunk(grown(client, decoration), shadow);
+}
+
 bool holds(const std::vector<std::uint32_t>& atoms, xcb_atom_t atom) {
     return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
 }
@@ -144,7 +149,7 @@ std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& quer
     if (options.excludingDesktopWindows && window.windowLayer == kDesktopLayer) return std::nullopt;
     const PixelRect own{origin->dst_x, origin->dst_y, origin->dst_x + geometry->width,
                         origin->dst_y + geometry->height};
-    const PixelRect frame = shrunk(grown(own, decoration), shadow);
+    const PixelRect frame = frameOf(own, decoration, shadow);
     window.scale = scale;
     window.frame = {{frame.left / window.scale, frame.top / window.scale},
                     {frame.width() / window.scale, frame.height() / window.scale}};
@@ -232,16 +237,27 @@ std::optional<X11WindowPlace> placeOfWindow(X11Connection& connection, xcb_windo
     }
     const auto geometryCookie = xcb_get_geometry(x, place.topLevel);
     const auto attributesCookie = xcb_get_window_attributes(x, place.topLevel);
+    const auto clientCookie = xcb_get_geometry(x, window);
+    const auto originCookie = xcb_translate_coordinates(x, window, root, 0, 0);
+    X11Property decorationProperty(connection, window, "_NET_FRAME_EXTENTS");
     X11Property shadowProperty(connection, window, "_GTK_FRAME_EXTENTS");
     const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry");
     const auto attributes =
         connection.replyIfGranted<xcb_get_window_attributes_reply_t>(attributesCookie, "GetWindowAttributes");
+    const auto client = connection.replyIfGranted<xcb_get_geometry_reply_t>(clientCookie, "GetGeometry");
+    const auto origin =
+        connection.replyIfGranted<xcb_translate_coordinates_reply_t>(originCookie, "TranslateCoordinates");
+    const Sides decoration = sidesFrom(decorationProperty.numbers());
     const Sides shadow = sidesFrom(shadowProperty.numbers());
-    if (geometry == nullptr || attributes == nullptr) return std::nullopt;
+    if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr)
+        return std::nullopt;
     const int border = 2 * geometry->border_width;
     place.topLevelBounds = {geometry->x, geometry->y, geometry->x + geometry->width + border,
                             geometry->y + geometry->height + border};
-    place.frame = shrunk(place.topLevelBounds, shadow);
+    place.client = {origin->dst_x, origin->dst_y, origin->dst_x + client->width,
+                    origin->dst_y + client->height};
+    place.frame = frameOf(place.client, decoration, shadow).intersection(place.topLevelBounds);
+    if (place.frame.isEmpty()) place.frame = place.topLevelBounds;  // read in the middle of a change
     place.borderWidth = geometry->border_width;
     place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
     return place;

@@ -24,6 +24,7 @@ std::optional<WindowIcon> iconOfWindow(X11Connection& connection, xcb_window_t w
 struct X11WindowPlace {
     xcb_window_t topLevel = 0;  ///< the window directly on the root: the decoration's, or the window itself
     PixelRect frame;            ///< on the root; with its decoration, without a shadow that it draws itself
+    PixelRect client;           ///< on the root; without decoration
     PixelRect topLevelBounds;   ///< of `topLevel`, on the root, its border included
     int borderWidth = 0;        ///< of `topLevel`
     bool isViewable = false;
