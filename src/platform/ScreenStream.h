@@ -38,6 +38,7 @@ struct ScreenStreamConfiguration {
     /// Whether a source of another size than the frames is scaled to them. Otherwise, and where the two
     /// differ by a pixel at most, it is shown from its top left corner pixel by pixel: cut off, or with black
     /// around.
+    /// A desktop that can't scale refuses such a stream (`PlatformError`, `unsupported`); an X display can't.
     bool scalesToFit = false;
     bool ignoreShadowsSingleWindow = false;  ///< a window by itself comes without its shadow
     CMTime minimumFrameInterval = CMTime::make(1, 60);

@@ -16,6 +16,7 @@
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
 #include "model/ProjectLifecycle.h"
+#include "recording/StorageWatch.h"
 #include "recording/TelemetryJournal.h"
 
 namespace varnelle {
@@ -97,25 +98,15 @@ RecordingSession sessionIn(const URL& directory, const MediaAsset& movie) {
     return session;
 }
 
-std::uint64_t bytesIn(const URL& directory) {
-    std::uint64_t total = 0;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(directory.path(), error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::error_code ignored;
-        const std::uintmax_t size = entry->file_size(ignored);
-        if (!ignored) total += size;
-    }
-    return total;
-}
-
 /// Absent without pictures that can be read.
 std::optional<RecoverableSession> recover(const URL& directory) {
     try {
         const MediaAsset movie(directory.appending("screen.mov"));
         const auto videos = movie.tracks(MediaType::video);
         if (videos.empty() || videos.front().sampleIndex->empty()) return std::nullopt;
-        RecoverableSession found{sessionIn(directory, movie), movie.duration(), bytesIn(directory)};
+        RecoverableSession found{
+            sessionIn(directory, movie), movie.duration(),
+            StorageWatch::readStorage(directory).value_or(StorageReading{}).writtenBytes};
         // A camera whose movie didn't get as far as its first picture would only stand in the way.
         if (found.session.cameraRecordingURL) {
             try {

@@ -11,6 +11,7 @@
 #include "platform/PixelRegion.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/LinuxDesktop.h"
+#include "support/FramePixel.h"
 #include "support/PatternWindow.h"
 #include "support/Waiting.h"
 #include "support/XServer.h"
@@ -21,13 +22,9 @@ namespace {
 using namespace std::chrono_literals;
 using test::Inbox;
 using test::PatternWindow;
+using test::pixel;
 using test::waitUntil;
 using test::XServer;
-
-std::uint32_t pixel(const VideoFrame& frame, int x, int y) {
-    const std::uint8_t* bytes = frame.plane(0).data + y * frame.plane(0).bytesPerRow + x * 4;
-    return static_cast<std::uint32_t>(bytes[2] << 16 | bytes[1] << 8 | bytes[0]);
-}
 
 /// A stream of a private X server's whole screen.
 class ScreenStreamTest : public testing::Test {

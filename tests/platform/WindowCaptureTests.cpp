@@ -13,6 +13,7 @@
 #include "foundation/Log.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/LinuxDesktop.h"
+#include "support/FramePixel.h"
 #include "support/PatternWindow.h"
 #include "support/Waiting.h"
 #include "support/XServer.h"
@@ -23,6 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::Inbox;
 using test::PatternWindow;
+using test::pixel;
 using test::waitUntil;
 using test::WindowProperties;
 using test::XServer;
@@ -32,11 +34,6 @@ constexpr int kScreenWidth = 640;
 constexpr int kScreenHeight = 480;
 constexpr std::uint32_t kLoud = 0xff00ff;
 constexpr int kCell = 16;
-
-std::uint32_t pixel(const VideoFrame& frame, int x, int y) {
-    const std::uint8_t* bytes = frame.plane(0).data + y * frame.plane(0).bytesPerRow + x * 4;
-    return static_cast<std::uint32_t>(bytes[2] << 16 | bytes[1] << 8 | bytes[0]);
-}
 
 /// How many pixels of the frame aren't what the cells show there; the frame's corner is at the given place of
 /// the cells.

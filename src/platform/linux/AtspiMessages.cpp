@@ -44,8 +44,6 @@ bool AtspiReference::isNull() const {
     return path.empty() || path == kNullPath || busName.empty();
 }
 
-/// Asks for all that the rules need at once, the first time that they need any of it: that is one wait
-/// instead of three.
 DBusMessageHandle question(const AtspiReference& object, const char* interface, const char* method) {
     return makeCall(object.busName.c_str(), object.path.c_str(), interface, method, DBUS_TYPE_INVALID);
 }

@@ -22,7 +22,8 @@ class PipeWireCameraSession final : public CameraSession,
                                     private PipeWireHub::Listener,
                                     private PipeWireStream::Client {
 public:
-    /// Throws `PlatformError` for a camera that isn't connected or offers no format that can be read.
+    /// Throws `PlatformError` for a camera that isn't connected. One that offers no format that can be
+    /// read delivers nothing.
     PipeWireCameraSession(std::shared_ptr<PipeWireHub> hub, std::string cameraID, CameraOutput output);
     ~PipeWireCameraSession() override;
     PipeWireCameraSession(const PipeWireCameraSession&) = delete;

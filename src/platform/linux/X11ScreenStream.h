@@ -11,8 +11,8 @@ namespace varnelle {
 /// something is drawn, reads what has changed and hands out a frame, at most one per minimum frame interval.
 class X11ScreenStream final : public ScreenStream {
 public:
-    /// Throws `PlatformError` for a pointer in the picture or a frame size that isn't that of the display, up
-    /// to one pixel less.
+    /// Throws `PlatformError` for a pointer in the picture or a frame size that isn't that of the display or
+    /// of its part that is shown, up to one pixel less.
     X11ScreenStream(std::string displayName, const ContentFilter& filter,
                     const ScreenStreamConfiguration& configuration,
                     std::function<void(std::exception_ptr)> onStop);
