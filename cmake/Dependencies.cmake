@@ -10,7 +10,7 @@ if(VARNELLE_FUZZERS)
 endif()
 
 find_package(PkgConfig REQUIRED)
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core DBus Gui Qml Quick QuickControls2 Svg)
 find_package(QCoro6 REQUIRED COMPONENTS Core)
 find_package(JPEG REQUIRED)
 
@@ -27,7 +27,7 @@ pkg_check_modules(ATSPI REQUIRED atspi-2)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)
-    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS QuickTest Widgets)
 endif()
 if(VARNELLE_TESTS OR VARNELLE_BENCHMARKS)
     pkg_check_modules(XCB_TEST REQUIRED IMPORTED_TARGET xcb xcb-xtest)

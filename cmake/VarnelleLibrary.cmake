@@ -45,3 +45,29 @@ function(varnelle_program name)
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE varnelle_options ${ARG_LINK})
 endfunction()
+
+# varnelle_qml_module(<folder> <URI> QML_FILES <file>... [SINGLETONS <file>...])
+#
+# Makes a folder's library a QML module: its files and its types marked for QML. It has no plugin; a program calls
+# prepareQmlEngine, and a folder's register function keeps the linker from dropping its types.
+function(varnelle_qml_module folder uri)
+    cmake_parse_arguments(ARG "" "" "QML_FILES;SINGLETONS" ${ARGN})
+    set_target_properties(${folder} PROPERTIES AUTOMOC ON)
+    set_source_files_properties(${ARG_SINGLETONS} PROPERTIES QT_QML_SINGLETON_TYPE TRUE)
+    string(REPLACE "." "/" path ${uri})
+    # A symbolic link named after the folder stands in the include root: what moc and the type registrar write includes
+    # a header by its bare name.
+    target_include_directories(${folder} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+    qt_add_qml_module(${folder}
+        URI ${uri}
+        VERSION 1.0
+        NO_PLUGIN
+        RESOURCE_PREFIX /qt/qml
+        OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/qml/${path}
+        IMPORT_PATH ${PROJECT_BINARY_DIR}/qml
+        QML_FILES ${ARG_SINGLETONS} ${ARG_QML_FILES})
+    # What Qt's tools write isn't ours to mend.
+    get_target_property(sources ${folder} SOURCES)
+    list(FILTER sources INCLUDE REGEX "qmlcache|qmltyperegistrations")
+    set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS -Wno-shadow)
+endfunction()
