@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 
+#include "FakePermissions.h"
 #include "FakeWindows.h"
 #include "app/ProjectOpenCoordinator.h"
 #include "foundation/AtomicFile.h"
@@ -26,15 +27,6 @@ namespace varnelle {
 namespace {
 
 using enum ProjectAlertAnswer;
-
-struct FakePermissions final : SystemPermissions {
-    [[nodiscard]] bool hasScreenCaptureAccess() const override { return screen; }
-    [[nodiscard]] bool isAccessibilityTrusted() const override { return accessibility; }
-    void requestScreenCaptureAccess() override {}
-    void requestAccessibilityTrust() override {}
-    bool screen = true;
-    bool accessibility = true;
-};
 
 /// Runs the event loop until the condition holds; false after ten seconds.
 template <typename Condition>
@@ -121,7 +113,7 @@ protected:
     CameraFactory makeCamera = [](const auto&) -> std::shared_ptr<CameraFeed> {
         throw Error("There is no camera.");
     };
-    FakePermissions permissions;
+    test::FakePermissions permissions;
     test::MemoryDefaults defaults;
     ProjectOpenCoordinator opener;
     std::unique_ptr<AppState> app;
@@ -135,7 +127,8 @@ TEST_F(AppStateTest, LaunchesToTheDockBar) {
 }
 
 TEST_F(AppStateTest, AsksForPermissionsFirst) {
-    for (bool FakePermissions::*missing : {&FakePermissions::screen, &FakePermissions::accessibility}) {
+    for (bool test::FakePermissions::*missing :
+         {&test::FakePermissions::screen, &test::FakePermissions::accessibility}) {
         windows = {};
         permissions = {};
         permissions.*missing = false;

@@ -13,7 +13,7 @@ namespace varnelle::test {
 class FakeWindows final : public AppWindows {
 public:
     void showDockBar() override { isDockBarShown = true; }
-    std::optional<std::string> dockBarScreenName() const override { return std::nullopt; }
+    std::optional<std::string> dockBarScreenName() const override { return screenName; }
     void hideDockBar() override { isDockBarShown = false; }
     void closeSelectionPanels() override { ++selectionPanelCloses; }
     void showRecordingPreview() override { isRecordingPreviewShown = true; }
@@ -46,6 +46,7 @@ public:
         std::exchange(onAnswer_, nullptr)(answer);
     }
 
+    std::optional<std::string> screenName;  ///< where the dock bar is
     bool isDockBarShown = false;
     bool isMainWindowShown = false;
     bool isPermissionsWindowShown = false;

@@ -112,6 +112,12 @@ std::unique_ptr<ContentObservation> FakeDesktop::observeShareableContent(std::fu
     return std::make_unique<Observation>(*this);
 }
 
+std::optional<WindowIcon> FakeDesktop::windowIcon(std::uint32_t windowID, int sizePixels) {
+    wantedIconSize = sizePixels;
+    const auto icon = windowIcons.find(windowID);
+    return icon == windowIcons.end() ? std::nullopt : std::optional(icon->second);
+}
+
 std::unique_ptr<ScreenStream> FakeDesktop::makeScreenStream(const ContentFilter& filter,
                                                             const ScreenStreamConfiguration& configuration,
                                                             std::function<void(std::exception_ptr)> onStop) {

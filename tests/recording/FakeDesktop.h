@@ -21,7 +21,7 @@ public:
     ShareableContent shareableContent(const ShareableContentOptions& options) override;
     std::unique_ptr<ContentObservation> observeShareableContent(std::function<void()> onChange) override;
     void raiseWindow(std::uint32_t windowID) override { raisedWindowID = windowID; }
-    std::optional<WindowIcon> windowIcon(std::uint32_t, int) override { return std::nullopt; }
+    std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) override;
     std::unique_ptr<ScreenStream> makeScreenStream(const ContentFilter& filter,
                                                    const ScreenStreamConfiguration& configuration,
                                                    std::function<void(std::exception_ptr)> onStop) override;
@@ -56,6 +56,9 @@ public:
     std::vector<CaptureDevice> cameraList;
     std::vector<ShareableApplication> applications;
     std::vector<ShareableWindow> windows;
+    /// The icons of windows, by their numbers. Asked for on any thread, so set them before.
+    std::map<std::uint32_t, WindowIcon> windowIcons;
+    std::atomic<int> wantedIconSize{0};
     std::function<void()> onContentChange;  ///< set while somebody observes
     ChangeHandler onDeviceChange;
     bool refusesCamera = false;
@@ -66,7 +69,7 @@ public:
     std::string usedMicrophoneID;
     std::function<void(const SampleBuffer&)> hearMicrophone;  ///< of the newest microphone session
     int runningMicrophoneSessions = 0;
-    std::uint32_t raisedWindowID = 0;
+    std::atomic<std::uint32_t> raisedWindowID{0};
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

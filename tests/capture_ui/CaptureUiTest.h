@@ -1,0 +1,81 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <memory>
+#include <string>
+
+#include "app/AppState.h"
+#include "app/FakePermissions.h"
+#include "app/FakeWindows.h"
+#include "app/ProjectOpenCoordinator.h"
+#include "foundation/Error.h"
+#include "recording/FakeDesktop.h"
+#include "support/MemoryDefaults.h"
+#include "support/TemporaryDirectory.h"
+#include "tasks/Await.h"
+
+namespace varnelle::test {
+
+inline ShareableDisplay displayOf(std::uint32_t id, const std::string& name, const CGRect& frame,
+                                  double scale = 1) {
+    return {id,    frame, static_cast<int>(frame.width() * scale), static_cast<int>(frame.height() * scale),
+            scale, name};
+}
+
+inline ShareableWindow windowOf(std::uint32_t id, const std::string& program, const std::string& title,
+                                const CGRect& frame = {{0, 0}, {100, 100}}) {
+    ShareableWindow result;
+    result.windowID = id;
+    result.title = title;
+    result.frame = frame;
+    result.owningApplication = ShareableApplication{1000 + static_cast<std::int64_t>(id), program, program};
+    return result;
+}
+
+/// The program at its dock bar, on a desktop with two displays: the primary one with 1000 x 800 points, and
+/// one to the right of it, lower by 100.
+class CaptureUiTest : public testing::Test {
+protected:
+    CaptureUiTest() {
+        desktop.displays = {displayOf(1, "left", {{0, 0}, {1000, 800}}),
+                            displayOf(2, "right", {{1000, 100}, {600, 500}}, 2)};
+    }
+
+    void launches() {
+        app =
+            std::make_unique<AppState>(windows, desktop, makeCamera, permissions, defaults, opener,
+                                       AppState::Directories{directory.file("home"), directory.file("tmp")});
+        QCoreApplication::sendPostedEvents();
+        refreshes();
+    }
+    void refreshes() { await(app->refreshCaptureSources()); }
+    [[nodiscard]] CaptureSources& sources() { return app->captureSources(); }
+
+    /// Runs the event loop until the condition holds; false after ten seconds.
+    template <typename Condition>
+    static bool eventually(Condition condition) {
+        const QDeadlineTimer deadline(10'000);
+        while (!condition()) {
+            if (deadline.hasExpired()) return false;
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+        }
+        return true;
+    }
+
+    const TemporaryDirectory directory;
+    FakeWindows windows;
+    FakeDesktop desktop;
+    CameraFactory makeCamera = [](const auto&) -> std::shared_ptr<CameraFeed> {
+        throw Error("There is no camera.");
+    };
+    FakePermissions permissions;
+    MemoryDefaults defaults;
+    ProjectOpenCoordinator opener;
+    std::unique_ptr<AppState> app;
+};
+
+}  // namespace varnelle::test
