@@ -39,7 +39,8 @@ X11GlobalShortcut::X11GlobalShortcut(const std::string& displayName, const KeyCh
                                      std::function<void()> onPress)
     : connection_(displayName), chord_(chord), onPress_(std::move(onPress)) {
     useKeyboardExtension();
-    grab();
+    strokes_ = findStrokes();
+    grab(strokes_);
     thread_ = std::make_unique<X11EventThread>(connection_, std::chrono::milliseconds{0},
                                                [this](const xcb_generic_event_t& event) { handle(event); });
 }
@@ -60,12 +61,12 @@ void X11GlobalShortcut::useKeyboardExtension() {
     extensionEvent_ = xcb_get_extension_data(x, &xcb_xkb_id)->first_event;
 }
 
-void X11GlobalShortcut::grab() {
+std::set<X11GlobalShortcut::Stroke> X11GlobalShortcut::findStrokes() {
     const std::uint16_t alternate = modifiersOf({XKB_KEY_Alt_L, XKB_KEY_Alt_R});
     const std::uint16_t command = modifiersOf({XKB_KEY_Super_L, XKB_KEY_Super_R});
     const std::uint16_t numberLock = modifiersOf({XKB_KEY_Num_Lock, XKB_KEY_Scroll_Lock});
-    keys_ = keysOf(xkb_utf32_to_keysym(chord_.key));
-    if (keys_.empty() || (chord_.hasAlternate && alternate == 0) || (chord_.hasCommand && command == 0)) {
+    const std::vector<xcb_keycode_t> keys = keysOf(xkb_utf32_to_keysym(chord_.key));
+    if (keys.empty() || (chord_.hasAlternate && alternate == 0) || (chord_.hasCommand && command == 0)) {
         throw PlatformError(PlatformError::Code::unsupported,
                             fmt::format("The keyboard of the X display “{}” has no key for {}.",
                                         connection_.displayName(), nameOf(chord_)));
@@ -76,13 +77,20 @@ void X11GlobalShortcut::grab() {
     if (chord_.hasAlternate) wanted |= alternate;
     if (chord_.hasCommand) wanted |= command;
     const unsigned int locks = (numberLock | XCB_MOD_MASK_LOCK) & ~wanted;
-    std::vector<xcb_void_cookie_t> cookies;
-    for (const xcb_keycode_t key : keys_) {
+    std::set<Stroke> strokes;
+    for (const xcb_keycode_t key : keys) {
         for (const unsigned int lock : combinations(locks)) {
-            cookies.push_back(xcb_grab_key_checked(connection_.get(), 0, connection_.screen().root,
-                                                   static_cast<std::uint16_t>(wanted | lock), key,
-                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+            strokes.emplace(key, static_cast<std::uint16_t>(wanted | lock));
         }
+    }
+    return strokes;
+}
+
+void X11GlobalShortcut::grab(const std::set<Stroke>& strokes) {
+    std::vector<xcb_void_cookie_t> cookies;
+    for (const auto& [key, modifiers] : strokes) {
+        cookies.push_back(xcb_grab_key_checked(connection_.get(), 0, connection_.screen().root, modifiers,
+                                               key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     }
     // Errors, if there are any, arrive before this answer.
     connection_.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(connection_.get()), "GetInputFocus");
@@ -92,7 +100,7 @@ void X11GlobalShortcut::grab() {
         if (error != nullptr) errorCode = error->error_code;
     }
     if (errorCode == 0) return;
-    release();
+    release(strokes);
     if (errorCode == kErrorAccess) {
         throw PlatformError(PlatformError::Code::requestFailed,
                             fmt::format("Another program has {}.", nameOf(chord_)));
@@ -102,9 +110,9 @@ void X11GlobalShortcut::grab() {
                                     connection_.displayName(), errorCode));
 }
 
-void X11GlobalShortcut::release() {
-    for (const xcb_keycode_t key : keys_) {
-        xcb_ungrab_key(connection_.get(), key, connection_.screen().root, XCB_MOD_MASK_ANY);
+void X11GlobalShortcut::release(const std::set<Stroke>& strokes) {
+    for (const auto& [key, modifiers] : strokes) {
+        xcb_ungrab_key(connection_.get(), key, connection_.screen().root, modifiers);
     }
     xcb_flush(connection_.get());
 }
@@ -120,13 +128,22 @@ void X11GlobalShortcut::handle(const xcb_generic_event_t& event) {
     }
 }
 
+/// Often nothing that matters has changed: the server tells of a keyboard already when another one is used.
+/// The chord isn't let go then, as it may be pressed just now.
 void X11GlobalShortcut::followKeyboard() {
-    release();
-    isPressed_ = false;
+    const std::set<Stroke> former = std::exchange(strokes_, {});
     try {
-        grab();
+        const std::set<Stroke> strokes = findStrokes();
+        if (strokes != former) {
+            release(former);
+            isPressed_ = false;
+            grab(strokes);
+        }
+        strokes_ = strokes;
     } catch (const PlatformError& error) {
-        logger(LogCategory::app).warn("A shortcut is lost: {}", error.what());
+        release(former);
+        isPressed_ = false;
+        if (!former.empty()) logger(LogCategory::app).warn("A shortcut is lost: {}", error.what());
     }
 }
 

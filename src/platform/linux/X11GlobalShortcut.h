@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/GlobalShortcut.h"
@@ -20,9 +22,12 @@ public:
     X11GlobalShortcut(const std::string& displayName, const KeyChord& chord, std::function<void()> onPress);
 
 private:
+    using Stroke = std::pair<xcb_keycode_t, std::uint16_t>;  ///< a key, and modifiers each a bit
+
     void useKeyboardExtension();
-    void grab();
-    void release();
+    [[nodiscard]] std::set<Stroke> findStrokes();
+    void grab(const std::set<Stroke>& strokes);
+    void release(const std::set<Stroke>& strokes);
     void handle(const xcb_generic_event_t& event);
     void followKeyboard();
     [[nodiscard]] std::vector<xcb_keycode_t> keysOf(std::uint32_t symbol);
@@ -33,7 +38,7 @@ private:
     X11Connection connection_;
     const KeyChord chord_;
     const std::function<void()> onPress_;
-    std::vector<xcb_keycode_t> keys_;
+    std::set<Stroke> strokes_;  ///< that are grabbed
     bool isPressed_ = false;
     std::uint8_t extensionEvent_ = 0;  ///< the number of the keyboard extension's events; 0 without it
 
