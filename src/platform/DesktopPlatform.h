@@ -11,11 +11,13 @@
 #include "platform/CameraSession.h"
 #include "platform/CaptureDevices.h"
 #include "platform/FocusInput.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/InputMonitors.h"
 #include "platform/MicrophoneSession.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
+#include "platform/WindowManagement.h"
 
 namespace varnelle {
 
@@ -60,6 +62,13 @@ public:
     /// Throws `PlatformError` if there is no desktop.
     [[nodiscard]] virtual std::unique_ptr<FocusInput> makeFocusInput() = 0;
     [[nodiscard]] virtual std::unique_ptr<InputMonitors> makeInputMonitors() = 0;
+    /// Throws `PlatformError` if there is no desktop.
+    [[nodiscard]] virtual std::unique_ptr<WindowManagement> makeWindowManagement() = 0;
+    /// Calls `onPress` each time the chord is pressed, once however long it is held, on a thread of the
+    /// shortcut's own. Null, with a line in the log, if the chord can't be had: another program has it, or
+    /// the keyboard has no such key.
+    [[nodiscard]] virtual std::unique_ptr<GlobalShortcut> makeGlobalShortcut(
+        const KeyChord& chord, std::function<void()> onPress) = 0;
     [[nodiscard]] virtual CaptureDevices& captureDevices() = 0;
     /// `cameraID` is the unique ID of one of the cameras. Throws `PlatformError` if it can't be used.
     [[nodiscard]] virtual std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,

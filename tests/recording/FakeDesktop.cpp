@@ -32,6 +32,32 @@ private:
     bool isRunning_ = false;
 };
 
+class FakeWindowManagement final : public WindowManagement {
+public:
+    explicit FakeWindowManagement(FakeDesktop& desktop) : desktop_(desktop) {}
+    void applyPanelBehaviour(std::uint64_t window, const PanelBehaviour& behaviour) override {
+        desktop_.panels[window] = behaviour;
+    }
+    void orderBelow(std::uint64_t window, std::uint64_t sibling) override {
+        desktop_.windowsOrderedBelow.emplace_back(window, sibling);
+    }
+
+private:
+    FakeDesktop& desktop_;
+};
+
+class FakeShortcut final : public GlobalShortcut {
+public:
+    explicit FakeShortcut(FakeDesktop& desktop) : desktop_(desktop) {}
+    ~FakeShortcut() override {
+        desktop_.shortcut = std::nullopt;
+        desktop_.pressShortcut = nullptr;
+    }
+
+private:
+    FakeDesktop& desktop_;
+};
+
 class FakeMicrophoneSession final : public MicrophoneSession {
 public:
     explicit FakeMicrophoneSession(FakeDesktop& desktop) : desktop_(desktop) {}
@@ -146,6 +172,18 @@ std::unique_ptr<MicrophoneSession> FakeDesktop::makeMicrophoneSession(
 
 std::unique_ptr<PointerInput> FakeDesktop::makePointerInput() {
     return std::make_unique<StillPointer>();
+}
+
+std::unique_ptr<WindowManagement> FakeDesktop::makeWindowManagement() {
+    return std::make_unique<FakeWindowManagement>(*this);
+}
+
+std::unique_ptr<GlobalShortcut> FakeDesktop::makeGlobalShortcut(const KeyChord& chord,
+                                                                std::function<void()> onPress) {
+    if (refusesShortcut) return nullptr;
+    shortcut = chord;
+    pressShortcut = std::move(onPress);
+    return std::make_unique<FakeShortcut>(*this);
 }
 
 void FakeDesktop::deliver(ScreenStream::OutputType type, const SampleBuffer& sample) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/DesktopPlatform.h"
@@ -30,6 +31,9 @@ public:
     std::unique_ptr<InputMonitors> makeInputMonitors() override {
         return std::make_unique<FakeInputMonitors>();
     }
+    std::unique_ptr<WindowManagement> makeWindowManagement() override;
+    std::unique_ptr<GlobalShortcut> makeGlobalShortcut(const KeyChord& chord,
+                                                       std::function<void()> onPress) override;
     CaptureDevices& captureDevices() override { return *this; }
     std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                      CameraOutput output) override;
@@ -70,6 +74,11 @@ public:
     std::function<void(const SampleBuffer&)> hearMicrophone;  ///< of the newest microphone session
     int runningMicrophoneSessions = 0;
     std::atomic<std::uint32_t> raisedWindowID{0};
+    std::map<std::uint64_t, PanelBehaviour> panels;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> windowsOrderedBelow;  ///< each with its sibling
+    std::optional<KeyChord> shortcut;                                          ///< of the one that lives
+    std::function<void()> pressShortcut;
+    bool refusesShortcut = false;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

@@ -66,7 +66,10 @@ PatternWindow::PatternWindow(const std::string& displayName, int x, int y, int w
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window_, atomOf(connection, "_NET_WM_PID"),
                             XCB_ATOM_CARDINAL, 32, 1, &properties.processID);
     }
-    show();
+    if (properties.isShown)
+        show();
+    else
+        sync();
 }
 
 PatternWindow::~PatternWindow() = default;

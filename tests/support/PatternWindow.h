@@ -11,10 +11,11 @@ namespace varnelle::test {
 /// What a window says of itself.
 struct WindowProperties {
     bool isManaged = false;  ///< the window manager, if there is one, decorates and lists it
-    std::string title;
-    std::string windowClass;
+    std::string title{};
+    std::string windowClass{};
     std::uint32_t processID = 0;
     bool hasBackground = true;  ///< the server paints black what hasn't been drawn yet
+    bool isShown = true;        ///< from the start
 };
 
 /// A window that covers a part of an X display and shows rectangles of known colours,

@@ -16,9 +16,11 @@
 #include "platform/linux/X11ContentObserver.h"
 #include "platform/linux/X11Displays.h"
 #include "platform/linux/X11FocusInput.h"
+#include "platform/linux/X11GlobalShortcut.h"
 #include "platform/linux/X11InputMonitors.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
+#include "platform/linux/X11WindowManagement.h"
 #include "platform/linux/X11WindowSeparation.h"
 #include "platform/linux/X11Windows.h"
 
@@ -112,6 +114,20 @@ std::unique_ptr<FocusInput> LinuxDesktop::makeFocusInput() {
 
 std::unique_ptr<InputMonitors> LinuxDesktop::makeInputMonitors() {
     return std::make_unique<X11InputMonitors>(displayName_);
+}
+
+std::unique_ptr<WindowManagement> LinuxDesktop::makeWindowManagement() {
+    return std::make_unique<X11WindowManagement>(displayName_);
+}
+
+std::unique_ptr<GlobalShortcut> LinuxDesktop::makeGlobalShortcut(const KeyChord& chord,
+                                                                 std::function<void()> onPress) {
+    try {
+        return std::make_unique<X11GlobalShortcut>(displayName_, chord, std::move(onPress));
+    } catch (const PlatformError& error) {
+        logger(LogCategory::app).warn("A shortcut can't be had: {}", error.what());
+        return nullptr;
+    }
 }
 
 CaptureDevices& LinuxDesktop::captureDevices() {

@@ -32,6 +32,9 @@ public:
     [[nodiscard]] std::unique_ptr<PointerInput> makePointerInput() override;
     [[nodiscard]] std::unique_ptr<FocusInput> makeFocusInput() override;
     [[nodiscard]] std::unique_ptr<InputMonitors> makeInputMonitors() override;
+    [[nodiscard]] std::unique_ptr<WindowManagement> makeWindowManagement() override;
+    [[nodiscard]] std::unique_ptr<GlobalShortcut> makeGlobalShortcut(const KeyChord& chord,
+                                                                     std::function<void()> onPress) override;
     [[nodiscard]] CaptureDevices& captureDevices() override;
     [[nodiscard]] std::unique_ptr<CameraSession> makeCameraSession(const std::string& cameraID,
                                                                    CameraOutput output) override;

@@ -68,6 +68,7 @@ void X11ContentObserver::run() {
                 isPending = false;
                 watchTitles();
                 onChange_();
+                continue;  // events may have been taken from the socket while waiting for answers
             }
             std::array<pollfd, 2> watched{pollfd{wakeUp_.get(), POLLIN, 0},
                                           pollfd{connection_.fileDescriptor(), POLLIN, 0}};

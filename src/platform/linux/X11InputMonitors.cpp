@@ -1,18 +1,16 @@
 #include "platform/linux/X11InputMonitors.h"
 
-#include <poll.h>
-#include <sys/socket.h>
 #include <xcb/xinput.h>
 
-#include <array>
+#include <chrono>
 #include <map>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "foundation/Log.h"
 #include "platform/linux/ScrollDevice.h"
 #include "platform/linux/X11Connection.h"
+#include "platform/linux/X11EventThread.h"
 #include "platform/linux/X11Keyboard.h"
 
 namespace varnelle {
@@ -38,51 +36,6 @@ double ageSeconds(xcb_timestamp_t time) {
     const std::uint32_t age = static_cast<std::uint32_t>(now.count()) - time;
     return age <= kOldestEvent.count() ? age / 1000.0 : 0;
 }
-
-/// Hands the events of a connection to a handler, on a thread of its own, until it is destroyed or the
-/// display is lost.
-class EventThread {
-public:
-    /// After each bunch of events it rests for `restTime`.
-    EventThread(X11Connection& connection, std::chrono::milliseconds restTime,
-                std::function<void(const xcb_generic_event_t&)> handler)
-        : connection_(connection),
-          descriptor_(connection.fileDescriptor()),
-          restTime_(restTime),
-          handler_(std::move(handler)),
-          thread_([this] { run(); }) {}
-    ~EventThread() {
-        // Ends every wait for the server at once, in whichever library.
-        shutdown(descriptor_, SHUT_RDWR);
-        thread_.join();
-    }
-    EventThread(const EventThread&) = delete;
-    EventThread& operator=(const EventThread&) = delete;
-
-private:
-    void run() {
-        xcb_flush(connection_.get());
-        while (!connection_.isLost()) {
-            bool isEmpty = true;
-            while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
-                isEmpty = false;
-                if ((event->response_type & 0x7F) != 0) handler_(*event);
-            }
-            if (!isEmpty && restTime_.count() > 0) {
-                std::this_thread::sleep_for(restTime_);
-            } else if (isEmpty) {
-                pollfd readable{descriptor_, POLLIN, 0};
-                poll(&readable, 1, -1);
-            }
-        }
-    }
-
-    X11Connection& connection_;
-    const int descriptor_;
-    const std::chrono::milliseconds restTime_;
-    const std::function<void(const xcb_generic_event_t&)> handler_;
-    std::thread thread_;
-};
 
 /// A connection that knows the X Input Extension.
 class InputConnection {
@@ -156,8 +109,8 @@ public:
         connection_.select(XCB_INPUT_DEVICE_ALL,
                            XCB_INPUT_XI_EVENT_MASK_HIERARCHY | XCB_INPUT_XI_EVENT_MASK_DEVICE_CHANGED);
         learnDevices();
-        thread_ = std::make_unique<EventThread>(*connection_, kBunchTime,
-                                                [this](const xcb_generic_event_t& event) { handle(event); });
+        thread_ = std::make_unique<X11EventThread>(
+            *connection_, kBunchTime, [this](const xcb_generic_event_t& event) { handle(event); });
     }
 
 private:
@@ -236,7 +189,7 @@ private:
     std::map<xcb_input_device_id_t, ScrollDevice> devices_;
     const ScrollDevice unknownDevice_;
     std::vector<ValuatorChange> changes_;
-    std::unique_ptr<EventThread> thread_;
+    std::unique_ptr<X11EventThread> thread_;
 };
 
 class KeyMonitor final : public InputMonitor {
@@ -244,8 +197,8 @@ public:
     KeyMonitor(const std::string& displayName, std::function<void(const KeyDownEvent&)> handler)
         : connection_(displayName), keyboard_(*connection_), handler_(std::move(handler)) {
         connection_.select(XCB_INPUT_DEVICE_ALL_MASTER, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS);
-        thread_ = std::make_unique<EventThread>(*connection_, kNoRest,
-                                                [this](const xcb_generic_event_t& event) { handle(event); });
+        thread_ = std::make_unique<X11EventThread>(
+            *connection_, kNoRest, [this](const xcb_generic_event_t& event) { handle(event); });
     }
 
 private:
@@ -258,7 +211,7 @@ private:
     InputConnection connection_;
     X11Keyboard keyboard_;
     const std::function<void(const KeyDownEvent&)> handler_;
-    std::unique_ptr<EventThread> thread_;
+    std::unique_ptr<X11EventThread> thread_;
 };
 
 template <typename Monitor, typename Handler>
