@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QColor>
 #include <QQmlEngine>
+#include <QQmlError>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
@@ -17,10 +19,20 @@ namespace varnelle::test {
 /// `picture` writes there what is seen.
 class ShownView {
 public:
-    /// `module` is as in "Varnelle/Ui". An empty size leaves the view its own.
-    ShownView(const QString& module, const QString& view, const QVariantMap& properties, QSize size = {}) {
+    /// What shows where a view is transparent: bright, as a desktop may be.
+    static constexpr QColor kDesktop{0xd8, 0xdd, 0xe6};
+
+    /// `module` is as in "Varnelle/Ui"; `registration` is its register function unless it is that one. An
+    /// empty size leaves the view its own.
+    ShownView(const QString& module, const QString& view, const QVariantMap& properties, QSize size = {},
+              void (*registration)() = nullptr) {
         prepareQmlEngine(engine_);
-        window.setColor(Qt::transparent);
+        if (registration != nullptr) keepQmlTypes(registration);
+        // What a binding complains of is a fault, too.
+        QObject::connect(&engine_, &QQmlEngine::warnings, &window, [](const QList<QQmlError>& warnings) {
+            for (const QQmlError& warning : warnings) ADD_FAILURE() << warning.toString().toStdString();
+        });
+        window.setColor(kDesktop);
         window.setResizeMode(size.isEmpty() ? QQuickView::SizeViewToRootObject
                                             : QQuickView::SizeRootObjectToView);
         window.setInitialProperties(properties);
