@@ -7,6 +7,7 @@
 
 #include "app/ProjectOpenCoordinator.h"
 #include "export/ExportDirectoryResolver.h"
+#include "foundation/Log.h"
 #include "model/InterruptedSaves.h"
 #include "model/ProjectFingerprint.h"
 #include "model/ProjectLifecycle.h"
@@ -16,7 +17,7 @@
 namespace varnelle {
 
 AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraFactory& makeCamera,
-                   const SystemPermissions& permissions, UserDefaults& defaults,
+                   const SystemPermissions& permissions, Updater& updater, UserDefaults& defaults,
                    ProjectOpenCoordinator& openCoordinator, Directories directories)
     : windows_(windows),
       permissions_(permissions),
@@ -37,6 +38,8 @@ AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraF
             &SetupCameraPreview::updateSetupCameraPreview);
     openCoordinator.attach(*this);
     QMetaObject::invokeMethod(this, &AppState::launch, Qt::QueuedConnection);
+    updater.setAutomaticallyChecksForUpdates(true);
+    updater.checkForUpdatesInBackground();
 }
 
 AppState::~AppState() {
@@ -158,10 +161,34 @@ void AppState::applicationShouldHandleReopen() {
 
 TerminationReply AppState::applicationShouldTerminate() {
     if (pendingProjectAlertAction_ || _isSavingProject) return TerminationReply::cancel;
+    if (recordingFlow_.recordingState() != RecordingState::idle) {
+        quitAfterRecording();
+        return TerminationReply::later;
+    }
     if (!hasUnsavedChanges()) return TerminationReply::now;
     pendingProjectAlertAction_ = QuitApplication{};
     presentProjectTransitionAlert(QuitApplication{});
     return TerminationReply::later;
+}
+
+/// What is being recorded becomes a project first, which is then asked about like any other.
+void AppState::quitAfterRecording() {
+    if (isQuittingAfterRecording_) return;
+    isQuittingAfterRecording_ = true;
+    const auto goOn = [this] {
+        if (recordingFlow_.recordingState() == RecordingState::recording) {
+            stopRecording();
+        } else if (recordingFlow_.recordingState() == RecordingState::idle) {
+            disconnect(quittingAfterRecording_);
+            isQuittingAfterRecording_ = false;
+            windows_.replyToApplicationShouldTerminate(false);
+            windows_.requestQuit();
+        }
+    };
+    // Out of the recording's own steps: they end before anything else begins.
+    quittingAfterRecording_ =
+        connect(&recordingFlow_, &RecordingFlow::recordingStateChanged, this, goOn, Qt::QueuedConnection);
+    goOn();
 }
 
 void AppState::adopt(ProjectEditorState state) {
@@ -221,6 +248,10 @@ QCoro::Task<> AppState::openProject(URL url) {
 
 QCoro::Task<> AppState::openFiles(std::vector<URL> urls) {
     const QPointer<AppState> self = this;
+    if (recordingFlow_.recordingState() != RecordingState::idle) {
+        logger(LogCategory::app).error("Projects aren't opened while a recording runs");
+        co_return;
+    }
     for (const URL& url : urls) {
         shouldSkipSetupBootstrap_ = true;
         const QCoro::Task<> transition = requestProjectTransition(OpenProject{url});

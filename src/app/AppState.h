@@ -14,6 +14,7 @@
 #include "app/ProjectTransition.h"
 #include "app/RecordingFlow.h"
 #include "app/SetupCameraPreview.h"
+#include "app/Updater.h"
 #include "export/ExportEngine.h"
 #include "foundation/DirectoryLock.h"
 #include "foundation/Queue.h"
@@ -61,7 +62,7 @@ public:
     /// `makeCamera` sets a camera up for preview and recording. All that is referred to must outlive the
     /// object.
     AppState(AppWindows& windows, DesktopPlatform& platform, const CameraFactory& makeCamera,
-             const SystemPermissions& permissions, UserDefaults& defaults,
+             const SystemPermissions& permissions, Updater& updater, UserDefaults& defaults,
              ProjectOpenCoordinator& openCoordinator, Directories directories);
     ~AppState() override;
 
@@ -177,6 +178,7 @@ private:
     void adopt(ProjectEditorState state);
     void adoptSaved(ProjectEditorState state, const URL& package);
     [[nodiscard]] bool hasUnsavedChanges() const;
+    void quitAfterRecording();
     void presentProjectTransitionAlert(const ProjectTransitionAction& action);
     void answerProjectAlert(const ProjectTransitionAction& action, ProjectAlertAnswer answer);
     QCoro::Task<> saveAndPerform(ProjectTransitionAction action);
@@ -210,6 +212,8 @@ private:
     int projectGeneration_ = 0;
     bool shouldSkipSetupBootstrap_ = false;  ///< a project was asked for, so the launch shows no dock bar
     bool allowsPermissionsWindowClose_ = false;
+    bool isQuittingAfterRecording_ = false;
+    QMetaObject::Connection quittingAfterRecording_;
     std::shared_ptr<ExportEngine> exportEngine_;
     CaptureSources captureSources_;
     SetupCameraPreview setupCameraPreview_;

@@ -45,6 +45,10 @@ CGRect dockBarFrame(const ScreenPlace& screen, CGSize contentSize) {
     return atBottom(screen, orDefault(contentSize, kDefaultDockBarSize), kBarAboveBottom);
 }
 
+CGRect noticeFrame(const ScreenPlace& screen, CGSize contentSize) {
+    return atBottom(screen, contentSize, kBarAboveBottom + kDefaultDockBarSize.height);
+}
+
 CGRect dockPointerFrame(const ScreenPlace& screen, CGSize contentSize) {
     return atBottom(screen, orDefault(contentSize, kDefaultDockPointerSize), kPointerAboveBottom);
 }

@@ -22,6 +22,8 @@ inline constexpr CGSize kCapsuleSize{240, 40};
 
 /// At the bottom of the screen, centred. An empty size means that the content hasn't told its own yet.
 CGRect dockBarFrame(const ScreenPlace& screen, CGSize contentSize);
+/// A card of the given size above where the bar is.
+CGRect noticeFrame(const ScreenPlace& screen, CGSize contentSize);
 /// Centred over the bar; its content leaves room at the bottom for the bar itself.
 CGRect dockPointerFrame(const ScreenPlace& screen, CGSize contentSize);
 /// The capsule of a running recording: in the bar's place, which is free then.

@@ -41,6 +41,8 @@ class DesktopPlatform {
 public:
     virtual ~DesktopPlatform() = default;
 
+    /// Why nothing on this desktop can be recorded, for the user to read; absent if it can. Never changes.
+    [[nodiscard]] virtual std::optional<std::string> recordingObstacle() const = 0;
     /// What can be recorded now. Throws `PlatformError` if there is no desktop.
     [[nodiscard]] virtual ShareableContent shareableContent(const ShareableContentOptions& options) = 0;
     /// Calls `onChange` whenever displays or windows may have changed, until the result is destroyed: on a

@@ -6,19 +6,35 @@
 
 namespace varnelle {
 
-PanelWindow::PanelWindow(QQmlEngine& engine, const QUrl& content, const QVariantMap& properties, Size size,
-                         Focus focus)
-    : QQuickView(&engine, nullptr) {
-    Qt::WindowFlags flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
-    if (focus == Focus::declined) flags |= Qt::WindowDoesNotAcceptFocus;
-    setFlags(flags);
+PanelWindow::PanelWindow(QQmlEngine& engine, WindowManagement& management, const QUrl& content,
+                         const QVariantMap& properties, Size size, const PanelBehaviour& behaviour)
+    : QQuickView(&engine, nullptr), management_(management), behaviour_(behaviour) {
+    setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint);
+    setFlag(Qt::WindowDoesNotAcceptFocus, !behaviour.takesKeyboardWhenClicked);
     setColor(Qt::transparent);
     setResizeMode(size == Size::followsContent ? SizeViewToRootObject : SizeRootObjectToView);
-    setInitialProperties(properties);
-    setSource(content);
-    for (const QQmlError& error : errors())
+    loadContent(*this, content, properties);
+    management_.applyPanelBehaviour(winId(), behaviour_);
+}
+
+void PanelWindow::setTakesKeyboard(bool takesKeyboard) {
+    if (behaviour_.takesKeyboardWhenClicked == takesKeyboard) return;
+    behaviour_.takesKeyboardWhenClicked = takesKeyboard;
+    setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard);
+    management_.applyPanelBehaviour(winId(), behaviour_);
+}
+
+void PanelWindow::orderBelow(const QWindow& sibling) {
+    management_.orderBelow(winId(), sibling.winId());
+}
+
+void loadContent(QQuickView& view, const QUrl& content, const QVariantMap& properties) {
+    view.setInitialProperties(properties);
+    view.setSource(content);
+    for (const QQmlError& error : view.errors()) {
         logger(LogCategory::app).critical("{}", error.toString().toStdString());
-    if (status() != Ready) qFatal("A panel's content can't be loaded");
+    }
+    if (view.status() != QQuickView::Ready) qFatal("A window's content can't be loaded");
 }
 
 }  // namespace varnelle

@@ -7,7 +7,9 @@
 #include <QDeadlineTimer>
 
 #include "FakePermissions.h"
+#include "FakeUpdater.h"
 #include "FakeWindows.h"
+#include "app/CheckForUpdatesViewModel.h"
 #include "app/ProjectOpenCoordinator.h"
 #include "foundation/AtomicFile.h"
 #include "foundation/HostClock.h"
@@ -61,7 +63,7 @@ protected:
     }
 
     void launches() {
-        app = std::make_unique<AppState>(windows, desktop, makeCamera, permissions, defaults, opener,
+        app = std::make_unique<AppState>(windows, desktop, makeCamera, permissions, updater, defaults, opener,
                                          AppState::Directories{home(), temporary()});
         QCoreApplication::sendPostedEvents();
     }
@@ -114,6 +116,7 @@ protected:
         throw Error("There is no camera.");
     };
     test::FakePermissions permissions;
+    test::FakeUpdater updater;
     test::MemoryDefaults defaults;
     ProjectOpenCoordinator opener;
     std::unique_ptr<AppState> app;
@@ -535,6 +538,43 @@ TEST_F(AppStateTest, RecordsAndLandsInTheEditor) {
     EXPECT_GE(duration.seconds(), 0.3);
     await(app->startRecording());
     EXPECT_EQ(app->recordingFlow().recordingState(), RecordingState::idle) << "a project is open";
+}
+
+TEST_F(AppStateTest, QuitsOnlyWhenTheRecordingIsAProject) {
+    desktop.onStart = [this] {
+        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+    };
+    launches();
+    await(app->refreshCaptureSources());
+    app->captureSources().setCameraEnabled(false);
+    app->captureSources().setSystemAudioEnabled(false);
+    QCoro::Task<> starting = app->startRecording();
+    ASSERT_NE(app->recordingFlow().recordingState(), RecordingState::idle);
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later);
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later) << "an impatient user asks again";
+    await(std::move(starting));
+    ASSERT_TRUE(eventually([&] { return windows.isQuitRequested; }));
+    EXPECT_EQ(windows.terminationReply, false) << "the first request; the one that follows asks to save";
+    EXPECT_EQ(app->mode(), AppMode::editing);
+    EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later);
+    answers(deleteProject);
+    EXPECT_EQ(windows.terminationReply, true);
+}
+
+TEST_F(AppStateTest, ChecksForUpdatesAtTheStartAndWhenAsked) {
+    launches();
+    EXPECT_TRUE(updater.isAutomatic);
+    EXPECT_EQ(updater.backgroundChecks, 1);
+    CheckForUpdatesViewModel menuItem(updater);
+    menuItem.checkForUpdates();
+    EXPECT_EQ(updater.checks, 0) << "without a feed there is nothing to ask";
+    int changes = 0;
+    QObject::connect(&menuItem, &CheckForUpdatesViewModel::canCheckForUpdatesChanged, [&] { ++changes; });
+    updater.setCanCheck(true);
+    updater.setCanCheck(true);
+    EXPECT_EQ(changes, 1);
+    menuItem.checkForUpdates();
+    EXPECT_EQ(updater.checks, 1);
 }
 
 TEST_F(AppStateTest, RecordingThatFailsLandsAtTheDockBar) {

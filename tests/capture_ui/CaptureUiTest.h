@@ -10,6 +10,7 @@
 
 #include "app/AppState.h"
 #include "app/FakePermissions.h"
+#include "app/FakeUpdater.h"
 #include "app/FakeWindows.h"
 #include "app/ProjectOpenCoordinator.h"
 #include "foundation/Error.h"
@@ -47,7 +48,7 @@ protected:
 
     void launches() {
         app =
-            std::make_unique<AppState>(windows, desktop, makeCamera, permissions, defaults, opener,
+            std::make_unique<AppState>(windows, desktop, makeCamera, permissions, updater, defaults, opener,
                                        AppState::Directories{directory.file("home"), directory.file("tmp")});
         QCoreApplication::sendPostedEvents();
         refreshes();
@@ -73,6 +74,7 @@ protected:
         throw Error("There is no camera.");
     };
     FakePermissions permissions;
+    FakeUpdater updater;
     MemoryDefaults defaults;
     ProjectOpenCoordinator opener;
     std::unique_ptr<AppState> app;

@@ -19,6 +19,7 @@ class FakeScreenStream;
 /// A desktop that the test plays: it delivers the samples, holds the pointer, and fails on request.
 class FakeDesktop final : public DesktopPlatform, public CaptureDevices {
 public:
+    std::optional<std::string> recordingObstacle() const override { return obstacle; }
     ShareableContent shareableContent(const ShareableContentOptions& options) override;
     std::unique_ptr<ContentObservation> observeShareableContent(std::function<void()> onChange) override;
     void raiseWindow(std::uint32_t windowID) override { raisedWindowID = windowID; }
@@ -79,6 +80,7 @@ public:
     std::optional<KeyChord> shortcut;                                          ///< of the one that lives
     std::function<void()> pressShortcut;
     bool refusesShortcut = false;
+    std::optional<std::string> obstacle;
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 
 #include "foundation/Log.h"
@@ -51,6 +53,32 @@ LinuxDesktop::LinuxDesktop(std::string displayName, std::string pipeWireName)
       captureDevices_(std::make_unique<PipeWireDevices>(*pipeWire_)) {}
 
 LinuxDesktop::~LinuxDesktop() = default;
+
+std::optional<std::string> LinuxDesktop::displayObstacle() {
+    const char* display = std::getenv("DISPLAY");
+    if (display == nullptr || *display == 0) {
+        return std::getenv("WAYLAND_DISPLAY") != nullptr
+                   ? "This Wayland session has no X11 support (Xwayland), which Varnelle needs to show "
+                     "itself."
+                   : "There is no display to show itself on: DISPLAY isn't set.";
+    }
+    try {
+        const X11Connection connection{display};
+        return std::nullopt;
+    } catch (const PlatformError& error) {
+        return error.what();
+    }
+}
+
+/// Under Wayland an X server shows the programs that were written for it, and nothing else of the screen.
+std::optional<std::string> LinuxDesktop::recordingObstacle() const {
+    const char* session = std::getenv("XDG_SESSION_TYPE");
+    const bool isWayland = session != nullptr && std::string_view(session) == "wayland";
+    if (!isWayland && std::getenv("WAYLAND_DISPLAY") == nullptr) return std::nullopt;
+    return "This is a Wayland session. For now, recording needs an X11 session, which you can choose when "
+           "you "
+           "sign in. Projects can be edited here.";
+}
 
 ShareableContent LinuxDesktop::shareableContent(const ShareableContentOptions& options) {
     X11Connection connection(displayName_);

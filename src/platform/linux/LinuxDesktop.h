@@ -21,6 +21,10 @@ public:
     explicit LinuxDesktop(std::string displayName = {}, std::string pipeWireName = {});
     ~LinuxDesktop() override;
 
+    /// Why the program can't show itself, for the user to read; absent if it can. `$DISPLAY` is tried.
+    [[nodiscard]] static std::optional<std::string> displayObstacle();
+
+    [[nodiscard]] std::optional<std::string> recordingObstacle() const override;
     [[nodiscard]] ShareableContent shareableContent(const ShareableContentOptions& options) override;
     [[nodiscard]] std::unique_ptr<ContentObservation> observeShareableContent(
         std::function<void()> onChange) override;

@@ -1,0 +1,357 @@
+#include "capture_ui/CapturePanels.h"
+
+#include <QEasingCurve>
+#include <QGuiApplication>
+#include <QQuickItem>
+#include <QTimer>
+#include <QVariantAnimation>
+#include <utility>
+
+#include "capture_ui/CameraPreviewItem.h"
+#include "capture_ui/InterfaceScreens.h"
+#include "capture_ui/PanelPlacement.h"
+
+namespace varnelle {
+namespace {
+
+constexpr std::chrono::seconds kPointerTime{6};
+constexpr std::chrono::milliseconds kPointerFade{800};
+/// Stops a recording whatever program has the keyboard.
+constexpr KeyChord kStopChord{.key = U'r', .hasControl = true, .hasAlternate = true};
+
+CGSize sizeOf(const QQuickView& view) {
+    const QSize size = view.size();
+    return {static_cast<double>(size.width()), static_cast<double>(size.height())};
+}
+
+CGRect frameOf(const QWindow& window) {
+    const QRect frame = window.geometry();
+    return {{static_cast<double>(frame.x()), static_cast<double>(frame.y())},
+            {static_cast<double>(frame.width()), static_cast<double>(frame.height())}};
+}
+
+const char* viewOf(SourceOverlay overlay) {
+    switch (overlay) {
+        case SourceOverlay::displayHighlight:
+            return "DisplayHighlightView";
+        case SourceOverlay::windowSelection:
+            return "WindowSelectionView";
+        case SourceOverlay::areaSelection:
+            return "AreaSelectionView";
+    }
+    return "";
+}
+
+/// Slow at both ends, as windows fade.
+QEasingCurve easeInEaseOut() {
+    QEasingCurve curve(QEasingCurve::BezierSpline);
+    curve.addCubicBezierSegment({0.42, 0}, {0.58, 1}, {1, 1});
+    return curve;
+}
+
+double cornerRadiusRatio(const CameraBubbleLayout& layout) {
+    switch (layout.maskType) {
+        case OverlayMaskType::circle:
+            return 0.5;
+        case OverlayMaskType::square:
+            return 0;
+        case OverlayMaskType::roundedRectangle:
+            return layout.cornerRadiusRatio;
+    }
+    return 0;
+}
+
+}  // namespace
+
+CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& windows,
+                             DesktopPlatform& platform, std::shared_ptr<CameraPreviewHub> cameras)
+    : engine_(engine),
+      app_(app),
+      platform_(platform),
+      cameras_(std::move(cameras)),
+      management_(platform.makeWindowManagement()),
+      dockBarModel_(app, windows),
+      overlays_(app),
+      startModel_(app),
+      areaModel_(app.captureSources()),
+      displayModel_(app.captureSources(),
+                    [](const ShareableDisplay& display) { return interfaceScreen(display); }),
+      windowModel_(app.captureSources(), platform),
+      indicatorModel_(app),
+      noticeModel_(app, windows, platform.recordingObstacle()) {
+    connect(&overlays_, &SourceOverlays::currentChanged, this, &CapturePanels::syncOverlay);
+    connect(&app, &AppState::modeChanged, this, &CapturePanels::syncCameraPreview);
+    connect(&app, &AppState::cameraBubbleLayoutChanged, this, &CapturePanels::syncCameraPreview);
+    connect(&app.setupCameraPreview(), &SetupCameraPreview::cameraChanged, this,
+            &CapturePanels::syncCameraPreview);
+    connect(&app.recordingFlow(), &RecordingFlow::recordingStateChanged, this,
+            &CapturePanels::recordingStateChanged);
+    connect(&app.recordingFlow(), &RecordingFlow::isRecordingMenuBarVisibleChanged, this, [this] {
+        if (app_.recordingFlow().isRecordingMenuBarVisible()) showCapsule();
+    });
+    connect(&noticeModel_, &SetupNoticeModel::changed, this, &CapturePanels::syncNotice);
+    connect(&noticeModel_, &SetupNoticeModel::openProjectRequested, this,
+            &CapturePanels::openProjectRequested);
+    connect(qApp, &QGuiApplication::screenAdded, this, &CapturePanels::screensChanged);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &CapturePanels::screensChanged);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &CapturePanels::screensChanged);
+}
+
+CapturePanels::~CapturePanels() = default;
+
+std::unique_ptr<PanelWindow> CapturePanels::makePanel(const char* view, const QVariantMap& properties,
+                                                      PanelWindow::Size size, PanelBehaviour behaviour) {
+    const QUrl content(QString("qrc:/qt/qml/Varnelle/CaptureUi/%1.qml").arg(view));
+    return std::make_unique<PanelWindow>(engine_, *management_, content, properties, size, behaviour);
+}
+
+QScreen* CapturePanels::panelScreen() const {
+    const auto display = displayOfPanels(app_.captureSources());
+    QScreen* screen = display ? screenOf(*display) : nullptr;
+    return screen != nullptr ? screen : QGuiApplication::primaryScreen();
+}
+
+// The dock bar.
+
+void CapturePanels::showDockBar() {
+    if (platform_.recordingObstacle()) {
+        // The card that says so stands in the bar's place.
+        syncNotice();
+        return;
+    }
+    if (!dockBarPanel_) {
+        dockBarPanel_ = makePanel("DockBarView", {{"model", QVariant::fromValue(&dockBarModel_)}},
+                                  PanelWindow::Size::followsContent, {.level = PanelLevel::floating});
+        connect(dockBarPanel_.get(), &QWindow::screenChanged, this, &CapturePanels::dockBarMoved);
+        connect(dockBarPanel_.get(), &QWindow::activeChanged, this, [this] {
+            if (dockBarPanel_ && !dockBarPanel_->isActive()) dockBarPanel_->setTakesKeyboard(false);
+        });
+        connect(dockBarPanel_.get(), &QWindow::widthChanged, this, [this] {
+            // Labels change with the devices; the bar's middle stays where it is.
+            if (dockBarPanel_ && !dockBarPanel_->isVisible()) placeDockBar();
+        });
+        dockBarPanel_->setTitle("Varnelle Dock");
+    }
+    if (dockBarPanel_->isVisible()) return;
+    placeDockBar();
+    dockBarPanel_->show();
+    syncOverlay();
+    syncCameraPreview();
+    noticeModel_.offerRecovery();
+    syncNotice();
+}
+
+void CapturePanels::hideDockBar() {
+    dockPointerPanel_.reset();
+    if (noticePanel_) noticePanel_->hide();
+    if (dockBarPanel_) dockBarPanel_->hide();
+}
+
+std::optional<std::string> CapturePanels::dockBarScreenName() const {
+    if (!dockBarPanel_ || !dockBarPanel_->isVisible() || dockBarPanel_->screen() == nullptr) {
+        return std::nullopt;
+    }
+    return dockBarPanel_->screen()->name().toStdString();
+}
+
+void CapturePanels::activateDockBar() {
+    if (!dockBarPanel_ || !dockBarPanel_->isVisible()) return;
+    dockBarPanel_->setTakesKeyboard(true);
+    dockBarPanel_->requestActivate();
+}
+
+void CapturePanels::placeDockBar() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen == nullptr) return;
+    dockBarPanel_->setPosition(rounded(dockBarFrame(placeOf(*screen), sizeOf(*dockBarPanel_))).topLeft());
+}
+
+void CapturePanels::dockBarMoved() {
+    if (dockBarPanel_ && dockBarPanel_->isVisible()) dockBarModel_.dockBarScreenChanged();
+}
+
+void CapturePanels::screensChanged() {
+    if (dockBarPanel_ && dockBarPanel_->isVisible()) placeDockBar();
+    syncOverlay();
+}
+
+void CapturePanels::showDockPointer() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (dockPointerPanel_ || screen == nullptr) return;
+    dockPointerPanel_ =
+        makePanel("DockPointerView", {}, PanelWindow::Size::followsContent, {.level = PanelLevel::floating});
+    const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
+    dockPointerPanel_->setPosition(rounded(frame).topLeft());
+    dockPointerPanel_->setFlag(Qt::WindowTransparentForInput);
+    dockPointerPanel_->show();
+    QTimer::singleShot(kPointerTime, dockPointerPanel_.get(), [this] {
+        auto* fade = new QVariantAnimation(dockPointerPanel_.get());
+        fade->setStartValue(1.0);
+        fade->setEndValue(0.0);
+        fade->setDuration(static_cast<int>(kPointerFade.count()));
+        connect(fade, &QVariantAnimation::valueChanged, dockPointerPanel_->rootObject(),
+                [root = dockPointerPanel_->rootObject()](const QVariant& value) {
+                    root->setOpacity(value.toDouble());
+                });
+        connect(fade, &QVariantAnimation::finished, this,
+                [this] { dockPointerPanel_.release()->deleteLater(); });
+        fade->start();
+    });
+}
+
+void CapturePanels::syncNotice() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (!noticeModel_.isShown() || screen == nullptr) {
+        // One of its own buttons may have brought this about.
+        if (noticePanel_) noticePanel_.release()->deleteLater();
+        return;
+    }
+    if (!noticePanel_) {
+        noticePanel_ = makePanel("SetupNoticeView", {{"model", QVariant::fromValue(&noticeModel_)}},
+                                 PanelWindow::Size::followsContent, {.level = PanelLevel::floating});
+        noticePanel_->setTitle("Varnelle Notice");
+    }
+    noticePanel_->setPosition(rounded(noticeFrame(placeOf(*screen), sizeOf(*noticePanel_))).topLeft());
+    noticePanel_->show();
+}
+
+// The overlay of the chosen source.
+
+void CapturePanels::syncOverlay() {
+    const auto& wanted = overlays_.current();
+    if (!wanted || !dockBarPanel_ || !dockBarPanel_->isVisible()) {
+        closeSelectionPanels();
+        return;
+    }
+    const QRect frame = interfaceRect(wanted->frame, app_.captureSources().availableDisplays());
+    if (shownOverlay_ == wanted->overlay) {
+        overlayPanel_->setGeometry(frame);
+        return;
+    }
+    closeSelectionPanels();
+    QVariantMap properties{{"startModel", QVariant::fromValue(&startModel_)}};
+    switch (wanted->overlay) {
+        case SourceOverlay::displayHighlight:
+            properties["model"] = QVariant::fromValue(&displayModel_);
+            break;
+        case SourceOverlay::windowSelection:
+            properties["model"] = QVariant::fromValue(&windowModel_);
+            break;
+        case SourceOverlay::areaSelection:
+            properties["model"] = QVariant::fromValue(&areaModel_);
+            break;
+    }
+    overlayPanel_ = makePanel(viewOf(wanted->overlay), properties, PanelWindow::Size::isSetFromOutside,
+                              {.level = PanelLevel::overlay});
+    shownOverlay_ = wanted->overlay;
+    overlayPanel_->setGeometry(frame);
+    overlayPanel_->show();
+    overlayPanel_->orderBelow(*dockBarPanel_);
+}
+
+void CapturePanels::closeSelectionPanels() {
+    shownOverlay_.reset();
+    if (!overlayPanel_) return;
+    overlayPanel_->hide();
+    overlayPanel_.release()->deleteLater();  // the press of its own button may have brought this about
+}
+
+// The camera's picture.
+
+bool CapturePanels::wantsCameraPreview() const {
+    const CaptureSources& sources = app_.captureSources();
+    if (!sources.isCameraEnabled()) return false;
+    if (isRecordingUIShown_) return sources.selectedCameraID().has_value();
+    const bool isSettingUp =
+        app_.mode() == AppMode::setup &&
+        (app_.isDockBarVisible() || app_.recordingFlow().recordingState() == RecordingState::preparing);
+    return isSettingUp &&
+           (app_.setupCameraPreview().camera() != nullptr ||
+            (recordingPreviewPanel_ && app_.recordingFlow().recordingState() != RecordingState::idle));
+}
+
+void CapturePanels::syncCameraPreview() {
+    if (!wantsCameraPreview()) {
+        if (recordingPreviewPanel_) recordingPreviewPanel_->hide();
+        return;
+    }
+    const QScreen* screen = panelScreen();
+    const std::optional<ScreenPlace> place = screen ? std::optional(placeOf(*screen)) : std::nullopt;
+    const CameraBubbleLayout& layout = app_.cameraBubbleLayout();
+    if (!recordingPreviewPanel_) {
+        recordingPreviewPanel_ = makePanel("CameraPreviewView", {}, PanelWindow::Size::isSetFromOutside,
+                                           {.level = PanelLevel::floating});
+        recordingPreviewPanel_->rootObject()->findChild<CameraPreviewItem*>()->setHub(cameras_);
+        const CGRect screenFrame = place ? place->frame : CGRect{};
+        const CGRect recorded = recordedRect(app_.captureSources(), screenFrame);
+        recordingPreviewPanel_->setGeometry(rounded(cameraPreviewFrame(recorded, place, layout)));
+    } else {
+        const double side = cameraPreviewSide(place, layout);
+        recordingPreviewPanel_->setGeometry(rounded(withSide(frameOf(*recordingPreviewPanel_), side)));
+    }
+    QQuickItem* root = recordingPreviewPanel_->rootObject();
+    root->setProperty("cornerRadiusRatio", cornerRadiusRatio(layout));
+    root->setProperty("isMirrored", layout.isMirrored);
+    root->setOpacity(1);
+    recordingPreviewPanel_->show();
+    recordingPreviewPanel_->raise();
+}
+
+// While a recording runs.
+
+void CapturePanels::showRecordingPreview() {
+    isRecordingUIShown_ = true;
+    syncCameraPreview();
+}
+
+void CapturePanels::hideRecordingPreview() {
+    isRecordingUIShown_ = false;
+    recordingPreviewPanel_.reset();
+}
+
+void CapturePanels::showCapsule() {
+    if (!capsulePanel_) {
+        capsulePanel_ = makePanel("RecordingMenuBarView", {{"model", QVariant::fromValue(&indicatorModel_)}},
+                                  PanelWindow::Size::followsContent, {.level = PanelLevel::statusBar});
+        capsulePanel_->setTitle("Varnelle Recording");
+    }
+    if (const QScreen* screen = panelScreen()) {
+        const CGRect frame = capsuleFrame(placeOf(*screen));
+        const QSize grown = (capsulePanel_->size() - rounded(frame).size()) / 2;
+        capsulePanel_->setPosition(rounded(frame).topLeft() - QPoint(grown.width(), grown.height()));
+    }
+    capsulePanel_->rootObject()->setOpacity(1);
+    capsulePanel_->show();
+}
+
+void CapturePanels::recordingStateChanged() {
+    const RecordingState state = app_.recordingFlow().recordingState();
+    if (state == RecordingState::recording) {
+        // The press comes on a thread of the desktop's.
+        const auto stop = [this] { QMetaObject::invokeMethod(this, [this] { indicatorModel_.tap(); }); };
+        stopShortcut_ = platform_.makeGlobalShortcut(kStopChord, stop);
+    } else {
+        stopShortcut_.reset();
+    }
+    if (state == RecordingState::idle && capsulePanel_) capsulePanel_->hide();
+    syncCameraPreview();
+}
+
+void CapturePanels::fadeOutRecordingUI(std::chrono::milliseconds duration, std::function<void()> onEnd) {
+    auto* fade = new QVariantAnimation(this);
+    fade->setStartValue(1.0);
+    fade->setEndValue(0.0);
+    fade->setEasingCurve(easeInEaseOut());
+    fade->setDuration(static_cast<int>(duration.count()));
+    connect(fade, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+        if (recordingPreviewPanel_) recordingPreviewPanel_->rootObject()->setOpacity(value.toDouble());
+        if (capsulePanel_) capsulePanel_->rootObject()->setOpacity(value.toDouble());
+    });
+    connect(fade, &QVariantAnimation::finished, this, [this, onEnd = std::move(onEnd)] {
+        if (capsulePanel_) capsulePanel_->hide();
+        onEnd();
+    });
+    fade->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+}  // namespace varnelle

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QObject>
+#include <QQmlEngine>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/AppState.h"
+#include "capture_ui/AreaSelectionModel.h"
+#include "capture_ui/CameraPreviewHub.h"
+#include "capture_ui/DisplayHighlightModel.h"
+#include "capture_ui/DockBarModel.h"
+#include "capture_ui/RecordingIndicatorModel.h"
+#include "capture_ui/SetupNoticeModel.h"
+#include "capture_ui/SourceOverlays.h"
+#include "capture_ui/StartRecordingModel.h"
+#include "capture_ui/WindowSelectionModel.h"
+#include "platform/DesktopPlatform.h"
+#include "ui/PanelWindow.h"
+
+namespace varnelle {
+
+/// All that floats on the desktop before and during a recording: the dock bar, the overlay of the chosen
+/// source, the camera's picture, the pointer to the bar, the capsule with the stop. Main thread.
+class CapturePanels final : public QObject {
+    Q_OBJECT
+
+public:
+    /// `app` and `windows` are each other's; all must outlive the object.
+    CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& windows, DesktopPlatform& platform,
+                  std::shared_ptr<CameraPreviewHub> cameras);
+    ~CapturePanels() override;
+
+    void showDockBar();
+    void hideDockBar();
+    /// The screen that the bar is on; absent while it isn't shown.
+    [[nodiscard]] std::optional<std::string> dockBarScreenName() const;
+    /// Gives the bar the keyboard, until the user goes elsewhere.
+    void activateDockBar();
+    /// Shows the user where the bar is, for some seconds.
+    void showDockPointer();
+    void closeSelectionPanels();
+    /// Shows the camera's picture if one is to be recorded, and the capsule.
+    void showRecordingPreview();
+    void hideRecordingPreview();
+    void fadeOutRecordingUI(std::chrono::milliseconds duration, std::function<void()> onEnd);
+
+signals:
+    /// The user wants to choose a project to open.
+    void openProjectRequested();
+
+private:
+    [[nodiscard]] std::unique_ptr<PanelWindow> makePanel(const char* view, const QVariantMap& properties,
+                                                         PanelWindow::Size size, PanelBehaviour behaviour);
+    void placeDockBar();
+    void dockBarMoved();
+    void syncNotice();
+    void syncOverlay();
+    void syncCameraPreview();
+    [[nodiscard]] bool wantsCameraPreview() const;
+    void showCapsule();
+    void recordingStateChanged();
+    void screensChanged();
+    /// The screen of the selected display, else the primary one; null only while the desktop has none.
+    [[nodiscard]] QScreen* panelScreen() const;
+
+    QQmlEngine& engine_;
+    AppState& app_;
+    DesktopPlatform& platform_;
+    const std::shared_ptr<CameraPreviewHub> cameras_;
+    std::unique_ptr<WindowManagement> management_;
+
+    DockBarModel dockBarModel_;
+    SourceOverlays overlays_;
+    StartRecordingModel startModel_;
+    AreaSelectionModel areaModel_;
+    DisplayHighlightModel displayModel_;
+    WindowSelectionModel windowModel_;
+    RecordingIndicatorModel indicatorModel_;
+    SetupNoticeModel noticeModel_;
+
+    std::unique_ptr<PanelWindow> dockBarPanel_;
+    std::unique_ptr<PanelWindow> dockPointerPanel_;
+    std::unique_ptr<PanelWindow> noticePanel_;
+    std::unique_ptr<PanelWindow> overlayPanel_;
+    std::optional<SourceOverlay> shownOverlay_;  ///< what `overlayPanel_` is
+    std::unique_ptr<PanelWindow> recordingPreviewPanel_;
+    std::unique_ptr<PanelWindow> capsulePanel_;
+    bool isRecordingUIShown_ = false;
+    std::unique_ptr<GlobalShortcut> stopShortcut_;
+};
+
+}  // namespace varnelle

@@ -1,0 +1,95 @@
+#include "capture_ui/SetupNoticeModel.h"
+
+#include <QDateTime>
+#include <QLocale>
+#include <QPointer>
+#include <algorithm>
+#include <utility>
+
+#include "app/DurationFormat.h"
+
+namespace varnelle {
+
+SetupNoticeModel::SetupNoticeModel(AppState& app, AppWindows& windows, std::optional<std::string> obstacle)
+    : app_(app), windows_(windows), obstacle_(std::move(obstacle)) {
+    connect(&app, &AppState::modeChanged, this, &SetupNoticeModel::changed);
+}
+
+bool SetupNoticeModel::isShown() const {
+    return app_.mode() == AppMode::setup && (obstacle_ || !sessions_.empty());
+}
+
+QString SetupNoticeModel::title() const {
+    if (obstacle_) return tr("Recording isn't possible here");
+    if (isAskingForDeletion_) return tr("Delete this recording for good?");
+    return tr("A recording wasn't finished");
+}
+
+QString SetupNoticeModel::text() const {
+    if (obstacle_) return QString::fromStdString(*obstacle_);
+    return sessions_.empty() ? QString() : recordingDescription(sessions_.back());
+}
+
+QString SetupNoticeModel::mainButton() const {
+    if (obstacle_) return tr("Open Project…");
+    return isAskingForDeletion_ ? tr("Delete") : tr("Recover");
+}
+
+QString SetupNoticeModel::otherButton() const {
+    if (obstacle_) return tr("Quit");
+    return isAskingForDeletion_ ? tr("Keep") : tr("Delete");
+}
+
+void SetupNoticeModel::offerRecovery() {
+    if (std::exchange(hasOfferedRecovery_, true) || obstacle_) return;
+    findSessions();
+}
+
+QCoro::Task<> SetupNoticeModel::findSessions() {
+    const QPointer<SetupNoticeModel> self = this;
+    const QCoro::Task<std::vector<RecoverableSession>> finding = app_.recoverableSessions();
+    std::vector<RecoverableSession> found = co_await finding;
+    if (!self) co_return;
+    std::reverse(found.begin(), found.end());  // they come with the newest first
+    sessions_ = std::move(found);
+    emit changed();
+}
+
+void SetupNoticeModel::pressMain() {
+    if (obstacle_) {
+        emit openProjectRequested();
+    } else if (!sessions_.empty() && app_.mode() == AppMode::setup) {
+        const RecoverableSession session = sessions_.back();
+        const bool isDeleting = isAskingForDeletion_;
+        goOn();
+        isDeleting ? app_.deleteRecoverableSession(session) : app_.recoverSession(session);
+    }
+}
+
+void SetupNoticeModel::pressOther() {
+    if (obstacle_) {
+        windows_.requestQuit();
+        return;
+    }
+    isAskingForDeletion_ = !isAskingForDeletion_;
+    emit changed();
+}
+
+void SetupNoticeModel::dismiss() {
+    if (!sessions_.empty()) goOn();
+}
+
+void SetupNoticeModel::goOn() {
+    sessions_.pop_back();
+    isAskingForDeletion_ = false;
+    emit changed();
+}
+
+QString recordingDescription(const RecoverableSession& session) {
+    const QDateTime start = QDateTime::fromSecsSinceEpoch(session.session.createdAt.secondsSinceEpoch);
+    return SetupNoticeModel::tr("%1 long, from %2")
+        .arg(QString::fromStdString(menuBarDuration(session.duration.seconds())),
+             QLocale().toString(start, QLocale::ShortFormat));
+}
+
+}  // namespace varnelle

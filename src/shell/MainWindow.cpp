@@ -1,0 +1,70 @@
+#include "shell/MainWindow.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <array>
+#include <cstdio>
+
+#include "ui/PanelWindow.h"
+
+namespace varnelle {
+namespace {
+
+constexpr const char* kFrameAutosaveName = "VarnelleMainWindow";
+constexpr QSize kContentSize{1100, 750};
+constexpr QSize kLeastSize{900, 600};
+
+}  // namespace
+
+MainWindow::MainWindow(QQmlEngine& engine, AppState& app, UserDefaults& defaults,
+                       const QVariantMap& properties)
+    : QQuickView(&engine, nullptr), app_(app), defaults_(defaults) {
+    setTitle("Varnelle");
+    setColor(QColor("#16171b"));
+    setResizeMode(SizeRootObjectToView);
+    setMinimumSize(kLeastSize);
+    restoreFrame();
+    loadContent(*this, QUrl("qrc:/qt/qml/Varnelle/Shell/MainView.qml"), properties);
+}
+
+bool MainWindow::event(QEvent* event) {
+    if (event->type() == QEvent::Close) {
+        if (app_.mainWindowShouldClose()) return QQuickView::event(event);
+        event->ignore();
+        return true;
+    }
+    if (event->type() == QEvent::Hide) saveFrame();
+    return QQuickView::event(event);
+}
+
+void MainWindow::restoreFrame() {
+    std::array<int, 4> frame{};
+    const std::string saved = defaults_.string(kFrameAutosaveName).value_or("");
+    const bool isSaved =
+        std::sscanf(saved.c_str(), "%d %d %d %d", &frame[0], &frame[1], &frame[2], &frame[3]) == 4;
+    const QRect rect(frame[0], frame[1], frame[2], frame[3]);
+    const QScreen* screen = isSaved ? QGuiApplication::screenAt(rect.center()) : nullptr;
+    if (screen != nullptr) {
+        setGeometry(rect);
+    } else if (const QScreen* primary = QGuiApplication::primaryScreen()) {
+        const QRect room = primary->availableGeometry();
+        QRect centred({}, kContentSize.boundedTo(room.size()).expandedTo(kLeastSize));
+        centred.moveCenter(room.center());
+        setGeometry(centred);
+    } else {
+        resize(kContentSize);
+    }
+}
+
+void MainWindow::saveFrame() {
+    if (windowStates() & (Qt::WindowMaximized | Qt::WindowFullScreen | Qt::WindowMinimized)) return;
+    const QRect frame = geometry();
+    defaults_.set(kFrameAutosaveName, QString("%1 %2 %3 %4")
+                                          .arg(frame.x())
+                                          .arg(frame.y())
+                                          .arg(frame.width())
+                                          .arg(frame.height())
+                                          .toStdString());
+}
+
+}  // namespace varnelle

@@ -1,0 +1,204 @@
+#include "shell/ProgramWindows.h"
+
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QQuickItem>
+#include <QScreen>
+#include <QTimer>
+#include <array>
+#include <utility>
+
+#include "app/AppState.h"
+#include "app/ProjectOpenCoordinator.h"
+#include "capture_ui/PermissionsWindow.h"
+#include "model/ProjectPackage.h"
+#include "shell/AlertWindow.h"
+#include "shell/FolderQuestion.h"
+#include "shell/MainViewModel.h"
+#include "shell/MainWindow.h"
+#include "shell/TrayItem.h"
+
+namespace varnelle {
+namespace {
+
+constexpr std::chrono::milliseconds kPointerDelay{500};
+
+QString textOf(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+}  // namespace
+
+ProgramWindows::ProgramWindows(QQmlEngine& engine, DesktopPlatform& platform, SystemPermissions& permissions,
+                               Updater& updater, UserDefaults& defaults,
+                               ProjectOpenCoordinator& openCoordinator,
+                               std::shared_ptr<CameraPreviewHub> cameras)
+    : engine_(engine),
+      platform_(platform),
+      defaults_(defaults),
+      openCoordinator_(openCoordinator),
+      cameras_(std::move(cameras)),
+      updates_(updater),
+      permissionsModel_(permissions) {
+    connect(&permissionsModel_, &PermissionsModel::allGranted, this, &ProgramWindows::permissionsGranted);
+}
+
+ProgramWindows::~ProgramWindows() = default;
+
+void ProgramWindows::attach(AppState& app) {
+    app_ = &app;
+    panels_ = std::make_unique<CapturePanels>(engine_, app, *this, platform_, cameras_);
+    connect(panels_.get(), &CapturePanels::openProjectRequested, this, &ProgramWindows::chooseProject);
+    mainViewModel_ = std::make_unique<MainViewModel>(app);
+    tray_ = std::make_unique<TrayItem>(engine_, app);
+}
+
+void ProgramWindows::detach() {
+    tray_.reset();
+    mainWindow_.reset();
+    permissionsWindow_.reset();
+    mainViewModel_.reset();
+    panels_.reset();
+}
+
+void ProgramWindows::showDockBar() {
+    panels_->showDockBar();
+}
+
+void ProgramWindows::hideDockBar() {
+    panels_->hideDockBar();
+}
+
+std::optional<std::string> ProgramWindows::dockBarScreenName() const {
+    return panels_ ? panels_->dockBarScreenName() : std::nullopt;
+}
+
+void ProgramWindows::closeSelectionPanels() {
+    panels_->closeSelectionPanels();
+}
+
+void ProgramWindows::showRecordingPreview() {
+    panels_->showRecordingPreview();
+}
+
+void ProgramWindows::hideRecordingPreview() {
+    panels_->hideRecordingPreview();
+}
+
+void ProgramWindows::fadeOutRecordingUI(std::chrono::milliseconds duration, std::function<void()> onEnd) {
+    panels_->fadeOutRecordingUI(duration, std::move(onEnd));
+}
+
+// The panels that stay while a recording runs are in no list of running programs anyway, and the others are
+// hidden.
+void ProgramWindows::becomeAccessory() {}
+void ProgramWindows::becomeRegular() {}
+
+void ProgramWindows::showMainWindow() {
+    if (!mainWindow_) {
+        mainWindow_ = std::make_unique<MainWindow>(
+            engine_, *app_, defaults_, QVariantMap{{"model", QVariant::fromValue(mainViewModel_.get())}});
+        connect(mainWindow_->rootObject(), SIGNAL(openProject()), this, SLOT(chooseProject()));
+    }
+    if (mainWindow_->windowStates().testFlag(Qt::WindowMinimized)) {
+        mainWindow_->showNormal();
+    } else {
+        mainWindow_->show();
+    }
+    mainWindow_->raise();
+    mainWindow_->requestActivate();
+}
+
+void ProgramWindows::hideMainWindow() {
+    if (mainWindow_) mainWindow_->hide();
+}
+
+QWindow* ProgramWindows::visibleMainWindow() const {
+    return mainWindow_ && mainWindow_->isVisible() ? mainWindow_.get() : nullptr;
+}
+
+void ProgramWindows::showPermissionsWindow() {
+    if (!permissionsWindow_) {
+        permissionsWindow_ = std::make_unique<PermissionsWindow>(engine_, *app_, permissionsModel_);
+    }
+    permissionsWindow_->show();
+    permissionsWindow_->raise();
+    permissionsWindow_->requestActivate();
+}
+
+void ProgramWindows::permissionsGranted() {
+    app_->finishPermissions();
+    QTimer::singleShot(kPointerDelay, this, [this] { panels_->showDockPointer(); });
+}
+
+void ProgramWindows::closePermissionsWindow() {
+    if (!permissionsWindow_) return;
+    permissionsWindow_->hide();
+    permissionsWindow_.release()->deleteLater();  // its own button has brought this about
+}
+
+void ProgramWindows::activate() {
+    if (QWindow* window = visibleMainWindow()) {
+        window->raise();
+        window->requestActivate();
+    } else {
+        panels_->activateDockBar();
+    }
+}
+
+void ProgramWindows::ask(const ProjectAlert& alert, std::function<void(ProjectAlertAnswer)> onAnswer) {
+    const AlertContent content{
+        .message = textOf(alert.message),
+        .informativeText = textOf(alert.informativeText),
+        .buttons = {textOf(alert.saveButton), textOf(alert.deleteButton), textOf(alert.cancelButton)},
+        .cancelButton = 2,
+        .destructiveButton = 1};
+    const auto answer = [onAnswer = std::move(onAnswer)](int button) {
+        static constexpr std::array kAnswers{ProjectAlertAnswer::save, ProjectAlertAnswer::deleteProject,
+                                             ProjectAlertAnswer::cancel};
+        onAnswer(kAnswers.at(static_cast<std::size_t>(button)));
+    };
+    new AlertWindow(engine_, visibleMainWindow(), content, answer);
+}
+
+void ProgramWindows::showError(const std::string& message) {
+    const AlertContent content{.message = textOf(message), .informativeText = {}, .buttons = {tr("OK")}};
+    new AlertWindow(engine_, visibleMainWindow(), content, [](int) {});
+}
+
+void ProgramWindows::chooseProject() {
+    const auto open = [this](const std::optional<URL>& folder) {
+        if (!folder) return;
+        openCoordinator_.open({*folder});
+    };
+    new FolderQuestion(engine_, visibleMainWindow(), tr("Open a project"),
+                       homeDirectory().appending(kProjectFolderName), open);
+}
+
+std::optional<URL> ProgramWindows::chooseExportDirectory(const URL& preferred) {
+    std::optional<URL> choice;
+    QEventLoop waiting;
+    const auto take = [&choice, &waiting](const std::optional<URL>& folder) {
+        choice = folder;
+        waiting.quit();
+    };
+    new FolderQuestion(engine_, visibleMainWindow(), tr("Choose a folder for exports"), preferred, take);
+    waiting.exec();
+    return choice;
+}
+
+void ProgramWindows::requestQuit() {
+    // Whoever asks may be a window that goes away.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (app_->applicationShouldTerminate() == TerminationReply::now) onTerminate();
+        },
+        Qt::QueuedConnection);
+}
+
+void ProgramWindows::replyToApplicationShouldTerminate(bool shouldTerminate) {
+    if (shouldTerminate) onTerminate();
+}
+
+}  // namespace varnelle

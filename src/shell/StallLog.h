@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QGuiApplication>
+#include <chrono>
+#include <fstream>
+
+namespace varnelle {
+
+/// The application, keeping a record of every event whose handling held up the main thread, to find what
+/// makes the program feel slow. What a slow graphics driver or another program's need for the processor takes
+/// isn't counted: drawing, and time in which the thread was ready but didn't run.
+class StallLoggingApplication final : public QGuiApplication {
+public:
+    static constexpr std::chrono::milliseconds kLongest{8};
+
+    /// One line for each event that took longer than `kLongest` is written to the file `path`: milliseconds,
+    /// the receiver's class, the event's number. Empty writes nothing and measures nothing.
+    StallLoggingApplication(int& argc, char** argv, const std::string& path);
+
+    bool notify(QObject* receiver, QEvent* event) override;
+
+private:
+    std::ofstream file_;
+    int depth_ = 0;
+};
+
+}  // namespace varnelle
