@@ -15,7 +15,8 @@ class DockBarItem final : public QObject {
     QML_UNCREATABLE("belongs to the dock bar")
     Q_PROPERTY(QString icon READ icon NOTIFY lookChanged)
     Q_PROPERTY(QString label READ label NOTIFY lookChanged)
-    Q_PROPERTY(State state READ state NOTIFY lookChanged)
+    Q_PROPERTY(bool isOn READ isOn NOTIFY lookChanged)
+    Q_PROPERTY(bool isAvailable READ isAvailable NOTIFY lookChanged)
     Q_PROPERTY(varnelle::MenuModel* menu READ menu CONSTANT)
 
 public:
@@ -24,7 +25,6 @@ public:
         on,           ///< a selected source, a device in use
         unavailable,  ///< there is no such device
     };
-    Q_ENUM(State)
 
     struct Look {
         QString icon;
@@ -49,6 +49,8 @@ public:
     [[nodiscard]] const QString& icon() const { return look_.icon; }
     [[nodiscard]] const QString& label() const { return look_.label; }
     [[nodiscard]] State state() const { return look_.state; }
+    [[nodiscard]] bool isOn() const { return look_.state == State::on; }
+    [[nodiscard]] bool isAvailable() const { return look_.state != State::unavailable; }
     /// Null for a control that acts at once.
     [[nodiscard]] MenuModel* menu() const { return menu_; }
 

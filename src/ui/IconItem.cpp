@@ -1,6 +1,7 @@
 #include "ui/IconItem.h"
 
 #include <QFile>
+#include <QLinearGradient>
 #include <QPainter>
 #include <QSvgRenderer>
 
@@ -28,6 +29,13 @@ void IconItem::setColor(const QColor& color) {
     update();
 }
 
+void IconItem::setLowerColor(const QColor& color) {
+    if (lowerColor_ == color) return;
+    lowerColor_ = color;
+    emit colorChanged();
+    update();
+}
+
 void IconItem::setSize(double size) {
     if (implicitWidth() == size) return;
     setImplicitSize(size, size);
@@ -48,7 +56,10 @@ void IconItem::paint(QPainter* painter) {
     drawing.render(painter, place);
     // The drawings are white: their coverage takes the colour.
     painter->setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter->fillRect(boundingRect(), color_);
+    QLinearGradient downwards(place.topLeft(), place.bottomLeft());
+    downwards.setColorAt(0, color_);
+    downwards.setColorAt(1, lowerColor());
+    painter->fillRect(boundingRect(), downwards);
 }
 
 }  // namespace varnelle

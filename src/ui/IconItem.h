@@ -15,6 +15,8 @@ class IconItem : public QQuickPaintedItem {
     /// The symbol's name, such as "video.slash".
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
+    /// The colour at the lower edge, where it isn't one colour throughout.
+    Q_PROPERTY(QColor lowerColor READ lowerColor WRITE setLowerColor NOTIFY colorChanged)
     /// Width and height of the drawing in points.
     Q_PROPERTY(double size READ size WRITE setSize NOTIFY sizeChanged)
 
@@ -25,6 +27,8 @@ public:
     void setName(const QString& name);
     [[nodiscard]] QColor color() const { return color_; }
     void setColor(const QColor& color);
+    [[nodiscard]] QColor lowerColor() const { return lowerColor_.isValid() ? lowerColor_ : color_; }
+    void setLowerColor(const QColor& color);
     [[nodiscard]] double size() const { return implicitWidth(); }
     void setSize(double size);
 
@@ -38,6 +42,7 @@ signals:
 private:
     QString name_;
     QColor color_ = Qt::white;
+    QColor lowerColor_;
 };
 
 }  // namespace varnelle

@@ -37,6 +37,7 @@ public:
         IsEnabledRole,            ///< "isEnabled", bool; false for dividers
         IsSeparatorRole,          ///< "isSeparator", bool
     };
+    Q_ENUM(Role)
 
     using QAbstractListModel::QAbstractListModel;
 

@@ -39,6 +39,8 @@ QtObject {
     readonly property int gap: 8
     readonly property int margin: 16
     readonly property int controlHeight: 32
+    readonly property int menuLineHeight: 28
+    readonly property int menuDividerHeight: 11
     readonly property int radius: 8
     readonly property int panelRadius: 14
 

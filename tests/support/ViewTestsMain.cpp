@@ -1,0 +1,12 @@
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+
+/// For tests of views: they are drawn, but on no desktop.
+int main(int argumentCount, char** arguments) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    const QGuiApplication application(argumentCount, arguments);
+    testing::InitGoogleTest(&argumentCount, arguments);
+    return RUN_ALL_TESTS();
+}
