@@ -1,3 +1,5 @@
+#include <QGuiApplication>
+
 #include "CaptureUiTest.h"
 #include "CaptureView.h"
 #include "capture_ui/DockBarModel.h"
@@ -45,8 +47,6 @@ TEST_F(DockBarViewTest, ClicksChooseTheSource) {
     view->pictureAtRest("dock-bar-area");
     view->click(view->item("areaButton"));
     EXPECT_EQ(sources().recordingType(), std::nullopt);
-    view->click(view->item("windowButton"));
-    EXPECT_EQ(sources().recordingType(), std::nullopt) << "that's up to the menu";
     view->click(view->item("closeButton"));
     EXPECT_TRUE(windows.isQuitRequested);
 }
@@ -68,6 +68,33 @@ TEST_F(DockBarViewTest, TheKeyboardReachesWhatCanBePressed) {
     EXPECT_EQ(sources().recordingType(), RecordingType::display);
     view->press(Qt::Key_Return);
     EXPECT_EQ(sources().recordingType(), std::nullopt);
+}
+
+TEST_F(DockBarViewTest, AMenuIsOpenedUsedAndLeftWithKeys) {
+    desktop.windows = {test::windowOf(5, "Editor", "Notes")};
+    launches();
+    const auto openMenu = []() -> QWindow* {
+        for (QWindow* window : QGuiApplication::topLevelWindows()) {
+            if (window->type() == Qt::Popup && window->isVisible()) return window;
+        }
+        return nullptr;
+    };
+    view->item("windowButton").forceActiveFocus();
+    view->press(Qt::Key_Space);
+    ASSERT_NE(openMenu(), nullptr);
+    EXPECT_EQ(sources().recordingType(), std::nullopt) << "the choice is the menu's";
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}) QTest::keyClick(openMenu(), key);
+    EXPECT_EQ(sources().recordingType(), RecordingType::window);
+    EXPECT_TRUE(eventually([&] { return openMenu() == nullptr; }));
+
+    view->activate();
+    view->press(Qt::Key_Return);
+    ASSERT_NE(openMenu(), nullptr);
+    QTest::keyClick(openMenu(), Qt::Key_Escape);
+    EXPECT_TRUE(eventually([&] { return openMenu() == nullptr; }));
+    EXPECT_EQ(sources().recordingType(), RecordingType::window);
+    view->activate();
+    EXPECT_EQ(view->focused().toStdString(), "windowButton");
 }
 
 TEST_F(DockBarViewTest, TellsAssistiveProgramsWhatItShows) {

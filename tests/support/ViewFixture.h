@@ -44,12 +44,16 @@ public:
         const auto connection =
             QObject::connect(&window, &QQuickWindow::frameSwapped, &window, [&isDrawn] { isDrawn = true; });
         window.show();
-        window.requestActivate();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        activate();
         EXPECT_TRUE(QTest::qWaitFor([&isDrawn] { return isDrawn; }));
         QObject::disconnect(connection);
     }
 
+    /// Gives the window the keyboard, as the desktop does once another has gone.
+    void activate() {
+        window.requestActivate();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    }
     [[nodiscard]] QQuickItem& root() { return *window.rootObject(); }
     /// The visible item with an object name; a test can't go on without it.
     [[nodiscard]] QQuickItem& item(const QString& objectName) {
