@@ -46,12 +46,12 @@ function(varnelle_program name)
     target_link_libraries(${name} PRIVATE varnelle_options ${ARG_LINK})
 endfunction()
 
-# varnelle_qml_module(<folder> <URI> QML_FILES <file>... [SINGLETONS <file>...])
+# varnelle_qml_module(<folder> <URI> QML_FILES <file>... [SINGLETONS <file>...] [IMPORTS <URI>...])
 #
 # Makes a folder's library a QML module: its files and its types marked for QML. It has no plugin; a program calls
 # prepareQmlEngine, and a folder's register function keeps the linker from dropping its types.
 function(varnelle_qml_module folder uri)
-    cmake_parse_arguments(ARG "" "" "QML_FILES;SINGLETONS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "QML_FILES;SINGLETONS;IMPORTS" ${ARGN})
     set_target_properties(${folder} PROPERTIES AUTOMOC ON)
     set_source_files_properties(${ARG_SINGLETONS} PROPERTIES QT_QML_SINGLETON_TYPE TRUE)
     string(REPLACE "." "/" path ${uri})
@@ -65,6 +65,7 @@ function(varnelle_qml_module folder uri)
         RESOURCE_PREFIX /qt/qml
         OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/qml/${path}
         IMPORT_PATH ${PROJECT_BINARY_DIR}/qml
+        DEPENDENCIES QtQuick ${ARG_IMPORTS}
         QML_FILES ${ARG_SINGLETONS} ${ARG_QML_FILES})
     # What Qt's tools write isn't ours to mend.
     get_target_property(sources ${folder} SOURCES)

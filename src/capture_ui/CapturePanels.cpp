@@ -246,12 +246,14 @@ void CapturePanels::syncOverlay() {
     shownOverlay_ = wanted->overlay;
     overlayPanel_->setGeometry(frame);
     overlayPanel_->show();
+    dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue(overlayPanel_->rootObject()));
     overlayPanel_->orderBelow(*dockBarPanel_);
 }
 
 void CapturePanels::closeSelectionPanels() {
     shownOverlay_.reset();
     if (!overlayPanel_) return;
+    dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue<QQuickItem*>(nullptr));
     overlayPanel_->hide();
     overlayPanel_.release()->deleteLater();  // the press of its own button may have brought this about
 }

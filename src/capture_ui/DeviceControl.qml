@@ -36,7 +36,7 @@ Pressable {
         opacity: root.isDown ? 0.12 : root.isHovered ? 0.07 : 0
         radius: 12
 
-        Behavior on opacity {
+        Behavior on opacity  {
             NumberAnimation {
                 duration: Theme.quick
             }

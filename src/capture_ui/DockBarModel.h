@@ -37,6 +37,8 @@ public:
     /// Chooses a kind of source on the bar's screen; the one that is chosen already is given up.
     Q_INVOKABLE void pressDisplay() { press(RecordingType::display); }
     Q_INVOKABLE void pressArea() { press(RecordingType::area); }
+    /// Starts a recording of what is chosen.
+    Q_INVOKABLE void toggleRecording() { app_.toggleRecording(); }
     /// Quits the program, as far as it may.
     Q_INVOKABLE void close() { windows_.requestQuit(); }
     /// The bar has been moved to another screen.

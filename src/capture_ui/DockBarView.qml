@@ -10,6 +10,9 @@ Item {
     id: root
 
     required property DockBarModel model
+    // What marks the chosen source on the screen, or null. It hasn't the keyboard itself, so the bar passes on the keys
+    // that it doesn't use.
+    property Item overlay: null
 
     readonly property real barHeight: 48
     readonly property real outerPadding: 8
@@ -21,6 +24,8 @@ Item {
 
     Accessible.name: qsTr("Recording setup")
     Accessible.role: Accessible.ToolBar
+    Keys.forwardTo: overlay ? [overlay] : []
+    focus: true
     implicitHeight: barHeight + 2 * outerPadding
     implicitWidth: content.implicitWidth + 2 * outerPadding
 

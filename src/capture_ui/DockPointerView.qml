@@ -11,11 +11,11 @@ Item {
     readonly property real roomForBar: 66
     readonly property real reach: 30
 
-    property real cardOffset: -18
-    property real pointerOffset: -12
-    property real haloScale: 0.7
-    property real haloOpacity: 0.55
-    property real glowStrength: 0
+    property real cardOffset
+    property real pointerOffset
+    property real haloScale
+    property real haloOpacity
+    property real glowStrength
 
     Accessible.description: qsTr("Choose sources, and start recording here")
     Accessible.name: qsTr("Varnelle Dock")
@@ -23,29 +23,29 @@ Item {
     implicitHeight: content.implicitHeight + 2 * reach + roomForBar
     implicitWidth: content.implicitWidth + 2 * reach
 
-    NumberAnimation on haloOpacity {
+    NumberAnimation on haloOpacity  {
         duration: 1100
         easing.type: Easing.OutQuad
         from: 0.55
         loops: Animation.Infinite
         to: 0
     }
-    NumberAnimation on haloScale {
+    NumberAnimation on haloScale  {
         duration: 1100
         easing.type: Easing.OutQuad
         from: 0.7
         loops: Animation.Infinite
         to: 1.5
     }
-    Swing on cardOffset {
+    Swing on cardOffset  {
         ends: [-18, 0]
         time: 1200
     }
-    Swing on glowStrength {
+    Swing on glowStrength  {
         ends: [0, 1]
         time: 750
     }
-    Swing on pointerOffset {
+    Swing on pointerOffset  {
         ends: [-12, 14]
         time: 1200
     }
@@ -54,17 +54,17 @@ Item {
         id: content
 
         anchors.horizontalCenter: parent.horizontalCenter
-        opacity: 0
-        scale: 0.92
         spacing: 14
         y: root.reach
 
-        SpringMotion on opacity {
+        SpringMotion on opacity  {
+            from: 0
             dampingFraction: 0.78
             response: 0.35
             to: 1
         }
-        SpringMotion on scale {
+        SpringMotion on scale  {
+            from: 0.92
             dampingFraction: 0.78
             response: 0.35
             to: 1

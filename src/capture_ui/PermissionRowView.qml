@@ -22,13 +22,13 @@ Pressable {
         color: root.isDown ? "#000000" : Theme.canvas
         radius: 12
 
-        Behavior on border.color {
+        Behavior on border.color  {
             ColorAnimation {
                 duration: 250
                 easing.type: Easing.InOutQuad
             }
         }
-        Behavior on color {
+        Behavior on color  {
             ColorAnimation {
                 duration: 250
                 easing.type: Easing.InOutQuad

@@ -91,7 +91,7 @@ Rectangle {
                 color: continueButton.isDown ? Theme.accentPressed : continueButton.isHovered ? Theme.accentHovered : root.model.canContinue ? Theme.accent : Theme.raised
                 radius: 10
 
-                Behavior on color {
+                Behavior on color  {
                     ColorAnimation {
                         duration: 200
                         easing.type: Easing.InOutQuad

@@ -33,12 +33,12 @@ Pressable {
         color: root.isHovered ? Qt.rgba(1, 0.23, 0.19, 0.12) : Qt.rgba(1, 1, 1, 0.1)
         radius: height / 2
 
-        Behavior on border.color {
+        Behavior on border.color  {
             ColorAnimation {
                 duration: Theme.normal
             }
         }
-        Behavior on color {
+        Behavior on color  {
             ColorAnimation {
                 duration: Theme.normal
             }
@@ -58,7 +58,7 @@ Pressable {
             radius: 13
             width: 26
 
-            Behavior on color {
+            Behavior on color  {
                 ColorAnimation {
                     duration: Theme.normal
                 }
@@ -71,12 +71,12 @@ Pressable {
                 radius: root.isHovered && root.isReady ? 2.5 : 5
                 width: 10
 
-                Behavior on color {
+                Behavior on color  {
                     ColorAnimation {
                         duration: Theme.normal
                     }
                 }
-                Behavior on radius {
+                Behavior on radius  {
                     NumberAnimation {
                         duration: Theme.normal
                     }

@@ -25,12 +25,12 @@ Item {
         radius: 12
         scale: root.isSelected ? 1 : 0.86
 
-        Behavior on opacity {
+        Behavior on opacity  {
             NumberAnimation {
                 duration: Theme.quick
             }
         }
-        Behavior on scale {
+        Behavior on scale  {
             SpringMotion {
             }
         }
@@ -42,7 +42,7 @@ Item {
         opacity: root.isDown ? 0.12 : root.isHovered && !root.isSelected ? 0.07 : 0
         radius: 12
 
-        Behavior on opacity {
+        Behavior on opacity  {
             NumberAnimation {
                 duration: Theme.quick
             }

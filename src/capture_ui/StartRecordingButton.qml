@@ -20,7 +20,7 @@ Pressable {
     ringRadius: cornerRadius + 2
     scale: isDown ? 0.97 : 1
 
-    Behavior on scale {
+    Behavior on scale  {
         SpringMotion {
         }
     }
@@ -46,7 +46,7 @@ Pressable {
         color: root.isDown ? Theme.accentPressed : root.isHovered ? Theme.accentHovered : Theme.accent
         radius: root.cornerRadius
 
-        Behavior on color {
+        Behavior on color  {
             ColorAnimation {
                 duration: Theme.quick
             }

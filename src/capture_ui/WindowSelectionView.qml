@@ -78,7 +78,7 @@ FocusScope {
 
             PictureItem {
                 anchors.fill: parent
-                image: root.model.icon
+                image: root.model.icon // qmllint disable
                 visible: root.model.hasIcon
             }
 

@@ -28,8 +28,9 @@ AlertWindow::AlertWindow(QQmlEngine& engine, QWindow* parent, const AlertContent
                  {"cancelButton", cancelButton_},
                  {"destructiveButton", content.destructiveButton}});
     connect(rootObject(), SIGNAL(answered(int)), this, SLOT(answer(int)));
-    setMinimumSize(size());
-    setMaximumSize(size());
+    // Texts wrap, and so change the height, only once they are laid out.
+    connect(rootObject(), &QQuickItem::heightChanged, this, &AlertWindow::fixSize);
+    fixSize();
     const QScreen* screen = parent != nullptr ? parent->screen() : QGuiApplication::primaryScreen();
     QRect frame(QPoint(), size());
     if (parent != nullptr && parent->isVisible()) {
@@ -40,6 +41,12 @@ AlertWindow::AlertWindow(QQmlEngine& engine, QWindow* parent, const AlertContent
     setPosition(frame.topLeft());
     show();
     requestActivate();
+}
+
+void AlertWindow::fixSize() {
+    const QSize fitting(static_cast<int>(rootObject()->width()), static_cast<int>(rootObject()->height()));
+    setMinimumSize(fitting);
+    setMaximumSize(fitting);
 }
 
 void AlertWindow::answer(int button) {

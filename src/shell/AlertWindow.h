@@ -31,6 +31,7 @@ private slots:
 
 private:
     bool event(QEvent* event) override;
+    void fixSize();
 
     int cancelButton_;
     std::function<void(int)> onAnswer_;

@@ -33,15 +33,15 @@ MainViewModel::MainViewModel(AppState& app) : app_(app) {
 MainViewModel::Content MainViewModel::content() const {
     switch (app_.mode()) {
         case AppMode::setup:
-            return Content::none;
+            return Content::None;
         case AppMode::recording:
-            return Content::recording;
+            return Content::Recording;
         case AppMode::editing:
-            return Content::editor;
+            return Content::Editor;
         case AppMode::exporting:
-            return Content::exportView;
+            return Content::ExportView;
     }
-    return Content::none;
+    return Content::None;
 }
 
 QString MainViewModel::projectName() const {

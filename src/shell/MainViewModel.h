@@ -28,7 +28,8 @@ class MainViewModel : public QObject {
     Q_PROPERTY(QString exportedPath READ exportedPath NOTIFY exportChanged)
 
 public:
-    enum class Content { none, recording, editor, exportView };
+    // Capitals, without which QML doesn't see them.
+    enum class Content { None, Recording, Editor, ExportView };
     Q_ENUM(Content)
 
     /// `app` must outlive the object.

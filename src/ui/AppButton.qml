@@ -26,7 +26,7 @@ Pressable {
         color: root.isDown ? (root.isProminent ? Theme.accentPressed : Theme.pressed) : root.isHovered ? (root.isProminent ? Theme.accentHovered : Theme.hovered) : root.surface
         radius: Theme.radius
 
-        Behavior on color {
+        Behavior on color  {
             ColorAnimation {
                 duration: Theme.quick
             }

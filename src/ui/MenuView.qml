@@ -87,7 +87,7 @@ FocusScope {
             root.lines = root.measured();
         }
 
-        target: root.model
+        target: root.model // qmllint disable
     }
 
     Rectangle {

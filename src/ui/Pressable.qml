@@ -48,7 +48,6 @@ Item {
 
     HoverHandler {
         id: hover
-
     }
 
     TapHandler {

@@ -29,7 +29,7 @@ Item {
             context.stroke();
         }
 
-        RotationAnimator on rotation {
+        RotationAnimator on rotation  {
             duration: 900
             from: 0
             loops: Animation.Infinite

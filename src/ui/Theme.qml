@@ -1,5 +1,4 @@
 pragma Singleton
-
 import QtQuick
 
 // Colours, sizes and motion of everything that the program shows. Dark throughout; texts keep a contrast of at
