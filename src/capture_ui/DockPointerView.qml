@@ -11,11 +11,11 @@ Item {
     readonly property real roomForBar: 66
     readonly property real reach: 30
 
-    property real cardOffset
-    property real pointerOffset
-    property real haloScale
-    property real haloOpacity
-    property real glowStrength
+    property real cardOffset: -18
+    property real pointerOffset: -12
+    property real haloScale: 0.7
+    property real haloOpacity: 0.55
+    property real glowStrength: 0
 
     Accessible.description: qsTr("Choose sources, and start recording here")
     Accessible.name: qsTr("Varnelle Dock")
@@ -23,30 +23,39 @@ Item {
     implicitHeight: content.implicitHeight + 2 * reach + roomForBar
     implicitWidth: content.implicitWidth + 2 * reach
 
-    NumberAnimation on haloOpacity  {
+    NumberAnimation {
         duration: 1100
         easing.type: Easing.OutQuad
         from: 0.55
         loops: Animation.Infinite
+        property: "haloOpacity"
+        running: true
+        target: root
         to: 0
     }
-    NumberAnimation on haloScale  {
+    NumberAnimation {
         duration: 1100
         easing.type: Easing.OutQuad
         from: 0.7
         loops: Animation.Infinite
+        property: "haloScale"
+        running: true
+        target: root
         to: 1.5
     }
-    Swing on cardOffset  {
+    Swing {
         ends: [-18, 0]
+        property: "cardOffset"
         time: 1200
     }
-    Swing on glowStrength  {
+    Swing {
         ends: [0, 1]
+        property: "glowStrength"
         time: 750
     }
-    Swing on pointerOffset  {
+    Swing {
         ends: [-12, 14]
+        property: "pointerOffset"
         time: 1200
     }
 
@@ -54,19 +63,17 @@ Item {
         id: content
 
         anchors.horizontalCenter: parent.horizontalCenter
+        opacity: 0
+        scale: 0.92
         spacing: 14
         y: root.reach
 
-        SpringMotion on opacity  {
-            from: 0
+        SpringMotion {
             dampingFraction: 0.78
+            properties: "opacity, scale"
             response: 0.35
-            to: 1
-        }
-        SpringMotion on scale  {
-            from: 0.92
-            dampingFraction: 0.78
-            response: 0.35
+            running: true
+            target: content
             to: 1
         }
 
@@ -109,14 +116,18 @@ Item {
         id: swing
 
         required property var ends
+        required property string property
         required property int time
 
         loops: Animation.Infinite
+        running: true
 
         NumberAnimation {
             duration: swing.time
             easing.type: Easing.InOutSine
             from: swing.ends[0]
+            property: swing.property
+            target: root
             to: swing.ends[1]
         }
 
@@ -124,6 +135,8 @@ Item {
             duration: swing.time
             easing.type: Easing.InOutSine
             from: swing.ends[1]
+            property: swing.property
+            target: root
             to: swing.ends[0]
         }
     }

@@ -6,6 +6,13 @@
 
 namespace varnelle {
 
+/// Makes pictures known to QML, as values that go from a view model to an item.
+struct PictureValue {
+    Q_GADGET
+    QML_FOREIGN(QImage)
+    QML_VALUE_TYPE(picture)
+};
+
 /// A picture that a view model holds, fitted into the item and centred.
 class PictureItem : public QQuickPaintedItem {
     Q_OBJECT

@@ -78,7 +78,7 @@ FocusScope {
 
             PictureItem {
                 anchors.fill: parent
-                image: root.model.icon // qmllint disable
+                image: root.model.icon
                 visible: root.model.hasIcon
             }
 

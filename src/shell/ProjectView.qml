@@ -53,7 +53,7 @@ ColumnLayout {
             Accessible.role: Accessible.Graphic
             anchors.fill: parent
             anchors.margins: Theme.margin
-            image: root.model.poster // qmllint disable
+            image: root.model.poster
         }
 
         Text {

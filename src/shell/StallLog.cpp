@@ -24,9 +24,10 @@ long waits() {
     return usage.ru_nvcsw;
 }
 
-bool isDrawing(const QEvent& event) {
+/// A window's own timer is what its next frame is drawn by.
+bool isDrawing(const QObject& receiver, const QEvent& event) {
     return event.type() == QEvent::UpdateRequest || event.type() == QEvent::Expose ||
-           event.type() == QEvent::Paint;
+           event.type() == QEvent::Paint || (event.type() == QEvent::Timer && receiver.isWindowType());
 }
 
 }  // namespace
@@ -37,7 +38,7 @@ StallLoggingApplication::StallLoggingApplication(int& argc, char** argv, const s
 }
 
 bool StallLoggingApplication::notify(QObject* receiver, QEvent* event) {
-    if (!file_.is_open() || depth_ > 0 || isDrawing(*event)) return QGuiApplication::notify(receiver, event);
+    if (!file_.is_open() || depth_ > 0 || isDrawing(*receiver, *event)) return QGuiApplication::notify(receiver, event);
     const char* receiverClass = receiver->metaObject()->className();  // it may be gone afterwards
     const int type = event->type();
     const double wallBefore = now(CLOCK_MONOTONIC);

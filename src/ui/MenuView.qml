@@ -12,7 +12,7 @@ FocusScope {
     property real minimumWidth: 180
 
     readonly property real textRoom: 340
-    property var lines: measured()
+    readonly property var lines: measured()
 
     property point pointer: Qt.point(NaN, NaN)
 
@@ -56,6 +56,8 @@ FocusScope {
     implicitHeight: Math.min(lines.height + 12, maximumHeight)
     implicitWidth: lines.width + 12
 
+    onLinesChanged: list.currentIndex = -1
+
     Keys.onDownPressed: list.currentIndex = root.model.nextRow(list.currentIndex, 1)
     Keys.onEnterPressed: root.choose(list.currentIndex)
     Keys.onEscapePressed: root.closed()
@@ -79,15 +81,6 @@ FocusScope {
         font.family: Theme.family
         font.pixelSize: Theme.body
         font.weight: Font.Medium
-    }
-
-    Connections {
-        function onItemsChanged(): void {
-            list.currentIndex = -1;
-            root.lines = root.measured();
-        }
-
-        target: root.model // qmllint disable
     }
 
     Rectangle {

@@ -43,12 +43,12 @@ int SpringCurve::durationMilliseconds(double response, double dampingFraction) {
     return static_cast<int>(std::lround(1000 * Spring(response, dampingFraction).duration()));
 }
 
-QList<qreal> SpringCurve::bezierCurve(double response, double dampingFraction) {
+QVariantList SpringCurve::bezierCurve(double response, double dampingFraction) {
     const Spring spring(response, dampingFraction);
     const double duration = spring.duration();
     // Denser at the beginning, where the spring is fast.
     const auto knot = [](int i) { return std::pow(static_cast<double>(i) / kSegments, 1.3); };
-    QList<qreal> points;
+    QVariantList points;
     // Each segment takes place and speed at its ends from the spring.
     for (int i = 0; i < kSegments; ++i) {
         const double from = knot(i);
@@ -57,10 +57,10 @@ QList<qreal> SpringCurve::bezierCurve(double response, double dampingFraction) {
         const double slopeFrom = spring.velocity(from * duration) * duration;
         const double slopeTo = spring.velocity(to * duration) * duration;
         const bool isLast = i == kSegments - 1;
-        const double end = isLast ? 1 : spring.position(to * duration);
+        const double end = isLast ? 1.0 : spring.position(to * duration);
         points << from + step / 3 << spring.position(from * duration) + slopeFrom * step / 3  //
                << to - step / 3 << end - slopeTo * step / 3                                   //
-               << (isLast ? 1 : to) << end;
+               << (isLast ? 1.0 : to) << end;
     }
     return points;
 }

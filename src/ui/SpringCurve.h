@@ -1,8 +1,8 @@
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
-#include <QList>
 #include <QObject>
+#include <QVariantList>
 
 namespace varnelle {
 
@@ -23,7 +23,7 @@ public:
     /// Until the spring is within a thousandth of its rest.
     Q_INVOKABLE static int durationMilliseconds(double response, double dampingFraction);
     /// The control points of a `BezierSpline` over that time.
-    Q_INVOKABLE static QList<qreal> bezierCurve(double response, double dampingFraction);
+    Q_INVOKABLE static QVariantList bezierCurve(double response, double dampingFraction);
 };
 
 }  // namespace varnelle

@@ -7,6 +7,6 @@ NumberAnimation {
     property real dampingFraction: 0.7
 
     duration: SpringCurve.durationMilliseconds(response, dampingFraction)
-    easing.bezierCurve: SpringCurve.bezierCurve(response, dampingFraction) // qmllint disable
+    easing.bezierCurve: SpringCurve.bezierCurve(response, dampingFraction)
     easing.type: Easing.BezierSpline
 }

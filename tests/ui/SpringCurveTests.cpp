@@ -12,10 +12,10 @@ namespace {
 
 QEasingCurve easing(double response, double dampingFraction) {
     QEasingCurve curve(QEasingCurve::BezierSpline);
-    const QList<qreal> points = SpringCurve::bezierCurve(response, dampingFraction);
+    const QVariantList points = SpringCurve::bezierCurve(response, dampingFraction);
     for (int i = 0; i + 5 < points.size(); i += 6) {
-        curve.addCubicBezierSegment({points[i], points[i + 1]}, {points[i + 2], points[i + 3]},
-                                    {points[i + 4], points[i + 5]});
+        const auto place = [&](int at) { return QPointF(points[at].toDouble(), points[at + 1].toDouble()); };
+        curve.addCubicBezierSegment(place(i), place(i + 2), place(i + 4));
     }
     return curve;
 }
