@@ -50,6 +50,18 @@ TEST_F(SourceOverlaysTest, OneMarksWhatIsChosenAndFollowsIt) {
     EXPECT_EQ(overlays.current(), std::nullopt) << "no window is left";
 }
 
+TEST_F(SourceOverlaysTest, NothingIsMarkedWithoutTheBar) {
+    permissions.screen = false;
+    launches();
+    const SourceOverlays overlays(*app);
+    sources().setRecordingType(RecordingType::display);
+    EXPECT_EQ(overlays.current(), std::nullopt) << "the permissions come first";
+    app->finishPermissions();
+    ASSERT_TRUE(eventually([&] { return app->isDockBarVisible(); }));
+    sources().setRecordingType(RecordingType::display);
+    EXPECT_EQ(overlays.current(), (PlacedOverlay{displayHighlight, kLeft}));
+}
+
 TEST_F(SourceOverlaysTest, DisplaysTellTheirNameAndSize) {
     launches();
     const auto screenOf = [](const ShareableDisplay& display) -> std::optional<ScreenDescription> {
