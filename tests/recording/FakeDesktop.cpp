@@ -41,6 +41,7 @@ public:
     void orderBelow(std::uint64_t window, std::uint64_t sibling) override {
         desktop_.windowsOrderedBelow.emplace_back(window, sibling);
     }
+    bool isCompositing() override { return true; }
 
 private:
     FakeDesktop& desktop_;
