@@ -100,12 +100,12 @@ TEST_F(SourceViewTest, ADisplayIsStartedOnce) {
     shows("DisplayHighlightView", std::make_unique<DisplayHighlightModel>(sources(), screenOf), {1000, 800});
     QSignalSpy states(&app->recordingFlow(), &RecordingFlow::recordingStateChanged);
     EXPECT_FALSE(shown->item("progress").isVisible());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shown->item("card").property("arrival") == 1.0; }));
     shown->pictureAtRest("display");
     shown->press(Qt::Key_Return);
     EXPECT_TRUE(isPreparing());
     EXPECT_TRUE(shown->item("progress").isVisible());
     shown->pictureAtRest("display-preparing");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return shown->item("card").property("arrival") == 1.0; }));
     shown->click(shown->item("startButton"));
     EXPECT_EQ(states.count(), 1);
 }
