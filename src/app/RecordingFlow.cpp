@@ -42,7 +42,9 @@ RecordingFlow::RecordingFlow(AppWindows& windows, DesktopPlatform& platform, Cam
     });
 }
 
-RecordingFlow::~RecordingFlow() = default;
+RecordingFlow::~RecordingFlow() {
+    if (_recordingCoordinator) _recordingCoordinator->settle();
+}
 
 template <typename Value>
 void RecordingFlow::set(Value& field, Value value, void (RecordingFlow::*changed)()) {
@@ -69,6 +71,7 @@ QCoro::Task<> RecordingFlow::startRecording(RecordingConfiguration configuration
         const QCoro::Task<> preparing =
             coordinator->prepareRecording(std::move(configuration), std::move(camera));
         co_await preparing;
+        if (!self) co_return;
         coordinator->currentOverlayConfiguration = std::move(look);
         const QCoro::Task<> starting = coordinator->startRecording();
         co_await starting;

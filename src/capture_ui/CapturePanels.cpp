@@ -2,6 +2,7 @@
 
 #include <QEasingCurve>
 #include <QGuiApplication>
+#include <QPixmap>
 #include <QQuickItem>
 #include <QTimer>
 #include <QVariantAnimation>
@@ -40,6 +41,14 @@ const char* viewOf(SourceOverlay overlay) {
             return "AreaSelectionView";
     }
     return "";
+}
+
+/// What the desktop shows in a rectangle now.
+QImage pictureOfScreen(const QRect& frame) {
+    QScreen* screen = QGuiApplication::screenAt(frame.center());
+    if (screen == nullptr) return {};
+    const QPoint corner = frame.topLeft() - screen->geometry().topLeft();
+    return screen->grabWindow(0, corner.x(), corner.y(), frame.width(), frame.height()).toImage();
 }
 
 /// Slow at both ends, as windows fade.
@@ -131,6 +140,7 @@ void CapturePanels::showDockBar() {
             if (dockBarPanel_ && !dockBarPanel_->isVisible()) placeDockBar();
         });
         dockBarPanel_->setTitle("Varnelle Dock");
+        makeOverlays();
     }
     if (dockBarPanel_->isVisible()) return;
     placeDockBar();
@@ -217,6 +227,22 @@ void CapturePanels::syncNotice() {
 
 // The overlay of the chosen source.
 
+void CapturePanels::makeOverlays() {
+    const auto make = [this](SourceOverlay overlay, QObject& model) {
+        const QVariantMap properties{{"startModel", QVariant::fromValue(&startModel_)},
+                                     {"model", QVariant::fromValue(&model)}};
+        overlayPanels_.at(static_cast<std::size_t>(overlay)) = makePanel(
+            viewOf(overlay), properties, PanelWindow::Size::isSetFromOutside, {.level = PanelLevel::overlay});
+    };
+    make(SourceOverlay::displayHighlight, displayModel_);
+    make(SourceOverlay::windowSelection, windowModel_);
+    make(SourceOverlay::areaSelection, areaModel_);
+}
+
+PanelWindow& CapturePanels::panelOf(SourceOverlay overlay) {
+    return *overlayPanels_.at(static_cast<std::size_t>(overlay));
+}
+
 void CapturePanels::syncOverlay() {
     const auto& wanted = overlays_.current();
     if (!wanted || !dockBarPanel_ || !dockBarPanel_->isVisible()) {
@@ -224,38 +250,22 @@ void CapturePanels::syncOverlay() {
         return;
     }
     const QRect frame = interfaceRect(wanted->frame, app_.captureSources().availableDisplays());
-    if (shownOverlay_ == wanted->overlay) {
-        overlayPanel_->setGeometry(frame);
-        return;
-    }
-    closeSelectionPanels();
-    QVariantMap properties{{"startModel", QVariant::fromValue(&startModel_)}};
-    switch (wanted->overlay) {
-        case SourceOverlay::displayHighlight:
-            properties["model"] = QVariant::fromValue(&displayModel_);
-            break;
-        case SourceOverlay::windowSelection:
-            properties["model"] = QVariant::fromValue(&windowModel_);
-            break;
-        case SourceOverlay::areaSelection:
-            properties["model"] = QVariant::fromValue(&areaModel_);
-            break;
-    }
-    overlayPanel_ = makePanel(viewOf(wanted->overlay), properties, PanelWindow::Size::isSetFromOutside,
-                              {.level = PanelLevel::overlay});
+    PanelWindow& panel = panelOf(wanted->overlay);
+    if (shownOverlay_ == wanted->overlay && panel.geometry() == frame) return;
+    if (shownOverlay_ != wanted->overlay) closeSelectionPanels();
+    panel.setGeometry(frame);
+    if (!management_->isCompositing()) panel.setBackdrop(pictureOfScreen(frame));
+    panel.show();
     shownOverlay_ = wanted->overlay;
-    overlayPanel_->setGeometry(frame);
-    overlayPanel_->show();
-    dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue(overlayPanel_->rootObject()));
-    overlayPanel_->orderBelow(*dockBarPanel_);
+    dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue(panel.rootObject()));
+    panel.orderBelow(*dockBarPanel_);
 }
 
 void CapturePanels::closeSelectionPanels() {
-    shownOverlay_.reset();
-    if (!overlayPanel_) return;
+    if (!shownOverlay_) return;
     dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue<QQuickItem*>(nullptr));
-    overlayPanel_->hide();
-    overlayPanel_.release()->deleteLater();  // the press of its own button may have brought this about
+    panelOf(*shownOverlay_).hide();
+    shownOverlay_.reset();
 }
 
 // The camera's picture.

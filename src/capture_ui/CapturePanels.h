@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QQmlEngine>
+#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -58,7 +59,9 @@ private:
     void placeDockBar();
     void dockBarMoved();
     void syncNotice();
+    void makeOverlays();
     void syncOverlay();
+    [[nodiscard]] PanelWindow& panelOf(SourceOverlay overlay);
     void syncCameraPreview();
     [[nodiscard]] bool wantsCameraPreview() const;
     void showCapsule();
@@ -85,8 +88,10 @@ private:
     std::unique_ptr<PanelWindow> dockBarPanel_;
     std::unique_ptr<PanelWindow> dockPointerPanel_;
     std::unique_ptr<PanelWindow> noticePanel_;
-    std::unique_ptr<PanelWindow> overlayPanel_;
-    std::optional<SourceOverlay> shownOverlay_;  ///< what `overlayPanel_` is
+    /// One for each `SourceOverlay`, made before the bar is shown, so that a press brings its overlay at
+    /// once.
+    std::array<std::unique_ptr<PanelWindow>, 3> overlayPanels_;
+    std::optional<SourceOverlay> shownOverlay_;
     std::unique_ptr<PanelWindow> recordingPreviewPanel_;
     std::unique_ptr<PanelWindow> capsulePanel_;
     bool isRecordingUIShown_ = false;

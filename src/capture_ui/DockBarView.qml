@@ -16,6 +16,7 @@ Item {
 
     readonly property real barHeight: 48
     readonly property real outerPadding: 8
+    readonly property real outerRadius: 24
 
     function openMenu(item: DockBarItem, control: Item): void {
         menu.model = item.menu;

@@ -8,6 +8,8 @@ Pressable {
 
     required property RecordingIndicatorModel model
 
+    readonly property real outerPadding: 0
+    readonly property real outerRadius: 20
     readonly property bool isReady: model.isRecording
     readonly property color stateColor: isReady ? Theme.recording : Theme.secondaryText
 

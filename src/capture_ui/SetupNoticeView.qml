@@ -10,6 +10,7 @@ Item {
     required property SetupNoticeModel model
 
     readonly property real outerPadding: 24
+    readonly property real outerRadius: 18
 
     Accessible.description: model.text
     Accessible.name: model.title

@@ -33,7 +33,10 @@ Item {
         y: 48 * (1 - root.arrival)
     }
 
-    Component.onCompleted: arrive()
+    // Its window is made long before it is shown.
+    Window.onVisibilityChanged: if (Window.visibility !== Window.Hidden) {
+        arrive();
+    }
 
     SpringMotion {
         id: arriving

@@ -19,7 +19,9 @@ FocusScope {
     Accessible.role: Accessible.Pane
     focus: true
 
-    Component.onCompleted: turning.start()
+    Window.onVisibilityChanged: if (Window.visibility !== Window.Hidden) {
+        turning.restart();
+    }
     Keys.onEnterPressed: if (model.hasWindow) {
         startModel.press();
     }

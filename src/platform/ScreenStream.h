@@ -20,6 +20,8 @@ struct DisplayFilter {
     ShareableDisplay display;
     /// Programs whose windows are left out: in their place the picture shows what lies beneath.
     std::vector<ShareableApplication> excludedApplications;
+    /// Whose place is shown, if it is a window's: the log tells when that is closed.
+    std::optional<ShareableWindow> window{};
 };
 
 /// A window by itself, whatever lies over it and wherever it is moved.

@@ -27,6 +27,8 @@ public:
     virtual void applyPanelBehaviour(std::uint64_t window, const PanelBehaviour& behaviour) = 0;
     /// Puts a shown window directly below another one, once. Of panels the levels count for more.
     virtual void orderBelow(std::uint64_t window, std::uint64_t sibling) = 0;
+    /// Whether what is transparent in a window shows what lies beneath it. Without that it is black.
+    [[nodiscard]] virtual bool isCompositing() = 0;
 };
 
 }  // namespace varnelle

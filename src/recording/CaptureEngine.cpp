@@ -60,7 +60,10 @@ void CaptureEngine::configureStream(const RecordingConfiguration::Source& source
     configuration.scalesToFit = configuration.sourceRect.has_value();
     ContentFilter filter;
     if (const ShareableDisplay* display = displayOf(source)) {
-        filter = DisplayFilter{*display, std::move(excludedApplications)};
+        DisplayFilter shown{*display, std::move(excludedApplications)};
+        if (const auto* window = std::get_if<RecordingConfiguration::WindowSource>(&source))
+            shown.window = window->window;
+        filter = std::move(shown);
     } else {
         configuration.ignoreShadowsSingleWindow = true;
         filter = WindowFilter{std::get<RecordingConfiguration::WindowSource>(source).window};
@@ -92,15 +95,22 @@ void CaptureEngine::addOutputs(ScreenStream& stream, const CaptureStreamOptions&
 
 QCoro::Task<> CaptureEngine::startCapture() {
     if (stream_ == nullptr) throw CaptureError(CaptureError::Code::notConfigured);
-    const QFuture<void> started = futureOf([this](auto completion) { stream_->startCapture(completion); });
+    const auto start = [this](auto completion) {
+        controlQueue_.async([stream = stream_.get(), completion] { stream->startCapture(completion); });
+    };
+    const QFuture<void> started = futureOf(start);
     co_await started;
 }
 
 QCoro::Task<> CaptureEngine::stopCapture() {
     if (stream_ == nullptr) co_return;
-    const QFuture<void> stopped = futureOf([this](auto completion) { stream_->stopCapture(completion); });
+    const auto stop = [this](auto completion) {
+        controlQueue_.async([stream = stream_.get(), completion] { stream->stopCapture(completion); });
+    };
+    const QFuture<void> stopped = futureOf(stop);
     co_await stopped;
-    stream_ = nullptr;
+    // What is left of it ends beside the main thread.
+    controlQueue_.async([stream = std::shared_ptr(std::move(stream_))]() mutable { stream = nullptr; });
 }
 
 void CaptureEngine::receiveScreenSample(const SampleBuffer& sample) {

@@ -45,8 +45,8 @@ ScreenStreamConfiguration streamConfiguration(const CaptureStreamOptions& option
 /// Owns the stream of the screen with its sound, leaves out pictures that aren't complete, and forwards the
 /// rest.
 ///
-/// Set-up, start and stop are for the main thread. The callbacks are set before the start and are called on
-/// the engine's queues.
+/// Set-up waits for the desktop and is for one thread at a time; start and stop are for the main thread and
+/// don't hold it up. The callbacks are set before the start and are called on the engine's queues.
 class CaptureEngine {
 public:
     using SampleCallback = std::function<void(const SampleBuffer&)>;
@@ -78,8 +78,10 @@ private:
     std::uint64_t filteredScreenFrames_ = 0;  // video queue only
     SerialQueue videoQueue_{"com.varnelle.capture.video"};
     SerialQueue audioQueue_{"com.varnelle.capture.audio"};
-    // Last, so that it stops before the queues and callbacks that it uses go.
+    // After the queues and callbacks that it uses.
     std::unique_ptr<ScreenStream> stream_;
+    // Last: its blocks use the stream.
+    SerialQueue controlQueue_{"com.varnelle.capture.control"};
 };
 
 }  // namespace varnelle

@@ -4,6 +4,7 @@
 #include <QCoro/QCoroTimer>
 #include <algorithm>
 #include <filesystem>
+#include <string>
 #include <system_error>
 #include <utility>
 #include <variant>
@@ -13,6 +14,7 @@
 #include "platform/PlatformError.h"
 #include "recording/RecordingError.h"
 #include "recording/SessionRecovery.h"
+#include "tasks/Completion.h"
 
 namespace varnelle {
 namespace {
@@ -51,39 +53,78 @@ RecordingCoordinator::RecordingCoordinator(DesktopPlatform& platform, URL tempor
       processingQueue_(std::make_shared<SerialQueue>("com.varnelle.recording.pipeline")) {}
 
 RecordingCoordinator::~RecordingCoordinator() {
-    cleanUp();
+    releaseCamera();
+    setupQueue_.sync([this] { cleanUp(); });
+}
+
+void RecordingCoordinator::settle() {
+    setupQueue_.sync([] {});
+}
+
+QCoro::Task<> RecordingCoordinator::perform(std::function<void()> block) {
+    const auto failure = std::make_shared<std::exception_ptr>();
+    const QFuture<void> ended = futureOf([&](auto completion) {
+        setupQueue_.async([block = std::move(block), failure, completion] {
+            try {
+                block();
+            } catch (...) {
+                *failure = std::current_exception();
+            }
+            completion(nullptr);
+        });
+    });
+    co_await ended;
+    // Nothing of the block is left, and the exception is this thread's alone.
+    setupQueue_.sync([] {});
+    if (*failure) std::rethrow_exception(std::exchange(*failure, nullptr));
 }
 
 QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration configuration,
                                                      std::shared_ptr<CameraFeed> reusableCamera) {
     configuration_ = std::move(configuration);
-    recordingSessionDirectory_ =
-        sessionsDirectory(temporaryDirectory_).appending(sessionDirectoryName(Date::now()));
-    // A directory that can't be made shows as the writer's failure, which names the file.
-    std::error_code ignored;
-    std::filesystem::create_directories(recordingSessionDirectory_->path(), ignored);
-    try {
-        sessionLock_ = DirectoryLock::shared(*recordingSessionDirectory_);
-    } catch (const FileError& error) {
-        logger(LogCategory::recording).warn("The session can't be locked: {}", error.what());
-    }
-
-    try {
-        prepareStreams(std::move(reusableCamera));
-    } catch (...) {
-        cancelWriters();
-        removeSessionDirectoryIfEmpty();
-        throw;
-    }
-    co_return;
+    if (configuration_->captureCamera) cameraManager_ = std::move(reusableCamera);
+    const auto prepare = [this] {
+        makeSessionDirectory();
+        try {
+            prepareStreams();
+        } catch (...) {
+            cancelWriters();
+            removeSessionDirectoryIfEmpty();
+            cleanUp();
+            throw;
+        }
+    };
+    QCoro::Task<> preparing = perform(prepare);
+    co_await std::move(preparing);
+    if (cameraManager_) cameraManager_->setOnCameraFrame(forward(StreamKind::cameraVideo));
+    isPrepared_ = true;
 }
 
-void RecordingCoordinator::prepareStreams(std::shared_ptr<CameraFeed> reusableCamera) {
+/// Another recording may have begun in the same second. A directory that can't be made shows as the writer's
+/// failure, which names the file.
+void RecordingCoordinator::makeSessionDirectory() {
+    const URL sessions = sessionsDirectory(temporaryDirectory_);
+    const std::string name = sessionDirectoryName(Date::now());
+    std::error_code error;
+    std::filesystem::create_directories(sessions.path(), error);
+    recordingSessionDirectory_ = sessions.appending(name);
+    for (int number = 2;
+         !std::filesystem::create_directory(recordingSessionDirectory_->path(), error) && !error; ++number) {
+        recordingSessionDirectory_ = sessions.appending(name + "-" + std::to_string(number));
+    }
+    try {
+        sessionLock_ = DirectoryLock::shared(*recordingSessionDirectory_);
+    } catch (const FileError& lockError) {
+        logger(LogCategory::recording).warn("The session can't be locked: {}", lockError.what());
+    }
+}
+
+void RecordingCoordinator::prepareStreams() {
     const bool usesMicrophone =
         configuration_->captureMicrophone && !platform_.captureDevices().microphones().empty();
     findWindow();
     makeEngine(usesMicrophone);
-    makeCamera(std::move(reusableCamera));
+    makeCamera();
     makeRecorders(usesMicrophone);
     makeSession(usesMicrophone);
     startRequirements_ = {true, cameraRecorder_ != nullptr, configuration_->captureSystemAudio,
@@ -108,51 +149,76 @@ void RecordingCoordinator::findWindow() {
 }
 
 QCoro::Task<> RecordingCoordinator::startRecording() {
-    if (screenRecorder_ == nullptr) throw RecordingError::notRecording();
+    if (!isPrepared_) throw RecordingError::notRecording();
     std::exception_ptr failure;
     try {
         withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::warmingUp); });
         if (cameraManager_ && !cameraManager_->isRunning()) cameraManager_->start();
-        co_await captureEngine_->startCapture();
-        co_await passStartBarrier();
-        goLive();
-        leaveNote();
-        watchStorage();
+        QCoro::Task<> starting = captureEngine_->startCapture();
+        co_await std::move(starting);
+        QCoro::Task<> waiting = passStartBarrier();
+        co_await std::move(waiting);
+        const auto goOn = [this] {
+            goLive();
+            leaveNote();
+            watchStorage();
+        };
+        QCoro::Task<> goingLive = perform(goOn);
+        co_await std::move(goingLive);
     } catch (...) {
         failure = std::current_exception();
     }
     if (!failure) co_return;
-    if (!isStopping_) co_await failedStartCleanup();
+    if (!isStopping_) {
+        QCoro::Task<> cleaning = failedStartCleanup();
+        co_await std::move(cleaning);
+    }
     std::rethrow_exception(failure);
 }
 
 QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
-    if (!recordingSession_ || isStopping_) throw RecordingError::notRecording();
+    if (!isPrepared_ || isStopping_) throw RecordingError::notRecording();
     isStopping_ = true;
-    storageWatch_ = nullptr;
-    const CMTime stopTime = withTimeline([this](SampleTimeline& timeline) {
-        timeline.beginStopping();
-        return hostClock_();
-    });
-    co_await stopStreams("Capture engine stop threw error (ignoring): ");
-    const std::optional<CMTime> origin =
-        withTimeline([](const SampleTimeline& timeline) { return timeline.state().timelineOriginHostTime; });
-    if (!origin) {
-        cancelWriters();
-        removeSessionDirectoryIfEmpty();
-        cleanUp();
-        throw RecordingError::writerFailed(kStoppedBeforeStart);
-    }
-    saveCursor();
-    dropSilentCamera();
+    CMTime stopTime;
+    const auto end = [this, &stopTime] {
+        stopTime = withTimeline([this](SampleTimeline& timeline) {
+            timeline.beginStopping();
+            return hostClock_();
+        });
+        storageWatch_ = nullptr;
+    };
+    QCoro::Task<> ending = perform(end);
+    co_await std::move(ending);
+    QCoro::Task<> stopping = stopStreams("Capture engine stop threw error (ignoring): ");
+    co_await std::move(stopping);
+    releaseCamera();
+
+    std::optional<CMTime> origin;
+    const auto save = [this, &origin] {
+        origin = withTimeline(
+            [](const SampleTimeline& timeline) { return timeline.state().timelineOriginHostTime; });
+        if (origin) {
+            saveCursor();
+            dropSilentCamera();
+        } else {
+            cancelWriters();
+            removeSessionDirectoryIfEmpty();
+        }
+    };
+    QCoro::Task<> saving = perform(save);
+    co_await std::move(saving);
     std::exception_ptr failure;
     try {
-        co_await finishWriters(stopTime - *origin);
+        if (!origin) throw RecordingError::writerFailed(kStoppedBeforeStart);
+        QCoro::Task<> finishing = finishWriters(stopTime - *origin);
+        co_await std::move(finishing);
     } catch (...) {
         failure = std::current_exception();
     }
     const RecordingSession session = *recordingSession_;
-    cleanUp();
+    const auto clean = [this] { cleanUp(); };
+    QCoro::Task<> cleaning = perform(clean);
+    co_await std::move(cleaning);
     if (failure) std::rethrow_exception(failure);
     co_return session;
 }
@@ -187,10 +253,8 @@ void RecordingCoordinator::makeEngine(bool usesMicrophone) {
     captureEngine_ = std::move(engine);
 }
 
-void RecordingCoordinator::makeCamera(std::shared_ptr<CameraFeed> reusableCamera) {
-    if (!configuration_->captureCamera) return;
-    cameraManager_ = std::move(reusableCamera);
-    if (cameraManager_) return;
+void RecordingCoordinator::makeCamera() {
+    if (!configuration_->captureCamera || cameraManager_) return;
     try {
         if (!makeCamera_) throw Error("There is no camera.");
         cameraManager_ = makeCamera_(configuration_->preferredCameraID);
@@ -250,7 +314,6 @@ void RecordingCoordinator::connectStreams() {
     captureEngine_->onVideoFrame = forward(StreamKind::screenVideo);
     captureEngine_->onSystemAudio = forward(StreamKind::systemAudio);
     captureEngine_->onMicAudio = forward(StreamKind::microphoneAudio);
-    if (cameraManager_) cameraManager_->setOnCameraFrame(forward(StreamKind::cameraVideo));
 }
 
 std::function<void(const SampleBuffer&)> RecordingCoordinator::forward(StreamKind kind) {
@@ -270,10 +333,11 @@ QCoro::Task<> RecordingCoordinator::passStartBarrier() {
     while (std::chrono::steady_clock::now() <= deadline) {
         const bool isReady = withTimeline(
             [&](const SampleTimeline& timeline) { return timeline.haveAllDelivered(requirements); });
+        if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
         if (isReady) co_return;
         co_await QCoro::sleepFor(kBarrierPollInterval);
-        if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
     }
+    if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
     const auto [status, hasScreen] = withTimeline([&](const SampleTimeline& timeline) {
         return std::pair(timeline.statusText(requirements), timeline.hasDelivered(StreamKind::screenVideo));
     });
@@ -283,7 +347,6 @@ QCoro::Task<> RecordingCoordinator::passStartBarrier() {
 }
 
 void RecordingCoordinator::goLive() {
-    if (isStopping_) throw RecordingError::writerFailed(kStoppedBeforeStart);
     const CMTime origin = hostClock_();
     screenRecorder_->start();
     if (cameraRecorder_) cameraRecorder_->start();
@@ -294,10 +357,16 @@ void RecordingCoordinator::goLive() {
 QCoro::Task<> RecordingCoordinator::failedStartCleanup() {
     isStopping_ = true;  // a stop has nothing to stop any more, and would take away what is being cleaned up
     withTimeline([](SampleTimeline& timeline) { timeline.beginStopping(); });
-    co_await stopStreams("Failed start cleanup stopCapture error: ");
-    cancelWriters();
-    withTimeline([](SampleTimeline& timeline) { timeline.reset(PipelinePhase::idle); });
-    removeSessionDirectoryIfEmpty();
+    QCoro::Task<> stopping = stopStreams("Failed start cleanup stopCapture error: ");
+    co_await std::move(stopping);
+    releaseCamera();
+    const auto clean = [this] {
+        cancelWriters();
+        removeSessionDirectoryIfEmpty();
+        cleanUp();
+    };
+    QCoro::Task<> cleaning = perform(clean);
+    co_await std::move(cleaning);
 }
 
 void RecordingCoordinator::removeSessionDirectoryIfEmpty() {
@@ -317,7 +386,7 @@ void RecordingCoordinator::leaveNote() {
 void RecordingCoordinator::watchStorage() {
     const auto tell = [this, alive = std::weak_ptr(timeline_)] {
         const auto onMainThread = [this, alive] {
-            if (!alive.expired() && storageWatch_ && !isStopping_ && onNeedsStop) onNeedsStop();
+            if (!alive.expired() && !isStopping_ && onNeedsStop) onNeedsStop();
         };
         QMetaObject::invokeMethod(QCoreApplication::instance(), onMainThread, Qt::QueuedConnection);
     };
@@ -332,7 +401,8 @@ void RecordingCoordinator::watchStorage() {
 
 QCoro::Task<> RecordingCoordinator::stopStreams(std::string captureFailurePrefix) {
     try {
-        if (captureEngine_) co_await captureEngine_->stopCapture();
+        QCoro::Task<> stopping = captureEngine_->stopCapture();
+        co_await std::move(stopping);
     } catch (const std::exception& error) {
         logger(LogCategory::recording).warn("{}{}", captureFailurePrefix, error.what());
     }
@@ -379,9 +449,12 @@ QCoro::Task<> RecordingCoordinator::finishWriters(CMTime endTime) {
     if (failure) std::rethrow_exception(failure);
 }
 
+void RecordingCoordinator::releaseCamera() {
+    if (cameraManager_) cameraManager_->setOnCameraFrame({});
+}
+
 void RecordingCoordinator::cleanUp() {
     storageWatch_ = nullptr;
-    if (cameraManager_) cameraManager_->setOnCameraFrame({});
     captureEngine_ = nullptr;
     cameraManager_ = nullptr;
     withTimeline([](SampleTimeline& timeline) {

@@ -31,8 +31,9 @@ namespace varnelle {
 /// minus that origin, and hands back the session with its files. One object for one recording.
 ///
 /// The operations are for the Qt main thread, one after the other (`stopRecording` may overtake a
-/// `startRecording` that still waits for its streams, which then fails). The object must outlive the tasks
-/// that it has returned.
+/// `startRecording` that still waits for its streams, which then fails). They never hold it up: whatever
+/// waits for the desktop, the disk, an encoder or a thread runs on a queue of the recording's own. The object
+/// must outlive the tasks that it has returned.
 class RecordingCoordinator {
 public:
     /// `temporaryDirectory` is where session directories are made. `makeCamera` may be empty if no camera can
@@ -69,31 +70,43 @@ public:
     /// How many samples each stream has recorded and lost so far; still there after the stop.
     [[nodiscard]] RecordingStatistics statistics();
 
+    /// Waits until nothing runs any more that an unfinished task has asked for. For a program that ends: its
+    /// desktop must not go before.
+    void settle();
+
 private:
-    void prepareStreams(std::shared_ptr<CameraFeed> reusableCamera);
+    /// Runs a block on the set-up queue; once it has ended, what it has written is this thread's to read.
+    /// Throws what the block throws.
+    QCoro::Task<> perform(std::function<void()> block);
+
+    // On the set-up queue.
+    void makeSessionDirectory();
+    void prepareStreams();
     void findWindow();
     void makeEngine(bool usesMicrophone);
-    void makeCamera(std::shared_ptr<CameraFeed> reusableCamera);
+    void makeCamera();
     void makeRecorders(bool usesMicrophone);
     void makeSession(bool usesMicrophone);
     void connectStreams();
-    [[nodiscard]] std::function<void(const SampleBuffer&)> forward(StreamKind kind);
-
-    QCoro::Task<> passStartBarrier();
     void goLive();
-    void removeSessionDirectoryIfEmpty();
     void leaveNote();
     void watchStorage();
-    QCoro::Task<> failedStartCleanup();
-    QCoro::Task<> stopStreams(std::string captureFailurePrefix);
+    void removeSessionDirectoryIfEmpty();
     void cancelWriters();
     void saveCursor();
     /// A movie without pictures can't be finished, and is no reason to lose the recording.
     void dropSilentCamera();
+    void cleanUp();
+
+    // On the main thread.
+    [[nodiscard]] std::function<void(const SampleBuffer&)> forward(StreamKind kind);
+    QCoro::Task<> passStartBarrier();
+    QCoro::Task<> failedStartCleanup();
+    QCoro::Task<> stopStreams(std::string captureFailurePrefix);
     /// Finishes both movies even if one fails, so that what the other holds is kept; throws the first
     /// failure.
     QCoro::Task<> finishWriters(CMTime endTime);
-    void cleanUp();
+    void releaseCamera();
 
     /// Runs a block with the timeline on the processing queue and waits for it.
     template <typename Block>
@@ -104,6 +117,11 @@ private:
     const CameraFactory makeCamera_;
     const std::function<CMTime()> hostClock_;
 
+    // Main thread only.
+    bool isPrepared_ = false;
+    bool isStopping_ = false;  ///< a stop has taken over, and cleans up after a start that still runs
+
+    // The set-up queue's while `perform` waits for it, the main thread's otherwise.
     std::optional<RecordingConfiguration> configuration_;
     std::vector<ShareableDisplay> displays_;  ///< as they were at the preparation
     std::optional<URL> recordingSessionDirectory_;
@@ -111,7 +129,6 @@ private:
     std::optional<DirectoryLock> sessionLock_;
     std::optional<RecordingSession> recordingSession_;
     StreamRequirements startRequirements_;
-    bool isStopping_ = false;  ///< a stop has taken over, and cleans up after a start that still runs
     std::unique_ptr<MovieTrackRecorder> screenRecorder_;
     std::unique_ptr<MovieTrackRecorder> cameraRecorder_;
     std::unique_ptr<CursorRecorder> cursorRecorder_;
@@ -120,8 +137,10 @@ private:
     std::shared_ptr<SampleTimeline> timeline_;
     std::shared_ptr<SerialQueue> processingQueue_;
     std::unique_ptr<StorageWatch> storageWatch_;
-    // Last: it forwards to the queue until it is gone.
+    // It forwards to the processing queue until it is gone.
     std::unique_ptr<CaptureEngine> captureEngine_;
+    // Last: its blocks use all of the above.
+    SerialQueue setupQueue_{"com.varnelle.recording.setup"};
 };
 
 }  // namespace varnelle

@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Layouts
-import Varnelle.CaptureUi
 import Varnelle.Shell
 import Varnelle.Ui
 

@@ -1,6 +1,9 @@
 #include "ui/PanelWindow.h"
 
+#include <QPainterPath>
 #include <QQmlError>
+#include <QQuickItem>
+#include <QRegion>
 
 #include "foundation/Log.h"
 
@@ -22,6 +25,31 @@ void PanelWindow::setTakesKeyboard(bool takesKeyboard) {
     behaviour_.takesKeyboardWhenClicked = takesKeyboard;
     setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard);
     management_.applyPanelBehaviour(winId(), behaviour_);
+}
+
+void PanelWindow::setBackdrop(const QImage& picture) {
+    if (!backdrop_) {
+        backdrop_ = new PictureItem(contentItem());
+        backdrop_->setZ(-1);
+    }
+    backdrop_->setSize(size());
+    backdrop_->setImage(picture);
+}
+
+void PanelWindow::resizeEvent(QResizeEvent* event) {
+    QQuickView::resizeEvent(event);
+    if (backdrop_) backdrop_->setSize(size());
+    cutToShape();
+}
+
+void PanelWindow::cutToShape() {
+    const QVariant radius = rootObject() != nullptr ? rootObject()->property("outerRadius") : QVariant();
+    if (!radius.isValid() || management_.isCompositing()) return;
+    const double padding = rootObject()->property("outerPadding").toDouble();
+    const QRectF solid = QRectF(QPointF(), QSizeF(size())).adjusted(padding, padding, -padding, -padding);
+    QPainterPath shape;
+    shape.addRoundedRect(solid, radius.toDouble(), radius.toDouble());
+    setMask(QRegion(shape.toFillPolygon().toPolygon()));
 }
 
 void PanelWindow::orderBelow(const QWindow& sibling) {

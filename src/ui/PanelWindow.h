@@ -1,16 +1,21 @@
 #pragma once
 
+#include <QImage>
+#include <QPointer>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QUrl>
 #include <QVariantMap>
 
 #include "platform/WindowManagement.h"
+#include "ui/PictureItem.h"
 
 namespace varnelle {
 
 /// A window without a frame that floats over the user's desktop: transparent where its content is, and as
-/// large as that unless it is told otherwise. Main thread.
+/// large as that unless it is told otherwise. On a desktop that knows no transparency it is cut to the
+/// rounded rectangle that its root item tells of by `outerPadding` and `outerRadius`, if it has them. Main
+/// thread.
 class PanelWindow : public QQuickView {
     Q_OBJECT
 
@@ -24,11 +29,17 @@ public:
 
     /// Whether showing it, or a click, gives it the keyboard.
     void setTakesKeyboard(bool takesKeyboard);
+    /// Shows a picture behind the content, for a desktop on which what is transparent would be black.
+    void setBackdrop(const QImage& picture);
     /// Puts it directly below another one; both are shown.
     void orderBelow(const QWindow& sibling);
 
 private:
+    void resizeEvent(QResizeEvent* event) override;
+    void cutToShape();
+
     WindowManagement& management_;
+    QPointer<PictureItem> backdrop_;
     PanelBehaviour behaviour_;
 };
 

@@ -3,9 +3,9 @@
 
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/X11FrontWindows.h"
-#include "support/AccessibilitySession.h"
 #include "support/AccessibleWindowContent.h"
 #include "support/PatternWindow.h"
+#include "support/PrivateDesktop.h"
 #include "support/Waiting.h"
 
 namespace varnelle {
@@ -24,27 +24,22 @@ CGPoint middleOf(const CGRect& rect) {
 class FocusInputTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
-        if (!test::AccessibilitySession::isAvailable()) GTEST_SKIP() << test::AccessibilitySession::kMissing;
-        server_ = std::make_unique<test::XServer>(800, 600);
-        server_->startWindowManager();
-        session_ = std::make_unique<test::AccessibilitySession>(*server_);
-        window_ = std::make_unique<test::AccessibleWindow>(*server_);
-        robot_ = std::make_unique<test::PointerRobot>(server_->displayName());
-        focus_ = LinuxDesktop(server_->displayName()).makeFocusInput();
+        if (const char* reason = test::PrivateDesktop::missing()) GTEST_SKIP() << reason;
+        desktop_ = std::make_unique<test::PrivateDesktop>();
+        focus_ = LinuxDesktop(desktop_->server.displayName()).makeFocusInput();
     }
     /// Where the program's window has put something, by what the X server says about the window.
     CGRect global(const ContentRect& rect) {
-        X11FrontWindows windows(server_->displayName());
+        X11FrontWindows windows(desktop_->server.displayName());
         windows.beginSample(std::chrono::steady_clock::now() + kDeadline);
-        const auto window = windows.topmostWindow(window_->processID());
+        const auto window = windows.topmostWindow(desktop_->window->processID());
         if (!window) return {};
         return {{window->frame.minX() + rect.x, window->frame.minY() + rect.y},
                 {static_cast<double>(rect.width), static_cast<double>(rect.height)}};
     }
     void pointAt(const CGRect& rect) {
         const CGPoint place = middleOf(rect);
-        robot_->moveTo(static_cast<int>(place.x), static_cast<int>(place.y));
+        desktop_->robot.moveTo(static_cast<int>(place.x), static_cast<int>(place.y));
     }
     /// Takes samples until one has what is wanted: programs tell changes when they get round to it.
     template <typename Condition>
@@ -63,14 +58,11 @@ protected:
     }
     bool seesKeyboardAt(const std::string& role, const CGRect& frame) {
         lastSeen_ = "nothing";
-        const auto element = focus_->focusedElement(window_->processID());
+        const auto element = focus_->focusedElement(desktop_->window->processID());
         return element != nullptr && isAt(*element, role, frame);
     }
 
-    std::unique_ptr<test::XServer> server_;
-    std::unique_ptr<test::AccessibilitySession> session_;
-    std::unique_ptr<test::AccessibleWindow> window_;
-    std::unique_ptr<test::PointerRobot> robot_;
+    std::unique_ptr<test::PrivateDesktop> desktop_;
     std::unique_ptr<FocusInput> focus_;
     std::string lastSeen_;
 
@@ -88,8 +80,8 @@ private:
 
 TEST_F(FocusInputTest, TellsTheFrontWindowWithItsDecoration) {
     focus_->beginSample();
-    ASSERT_EQ(focus_->frontmostProcess(), window_->processID());
-    const auto frame = focus_->windowFrame(window_->processID());
+    ASSERT_EQ(focus_->frontmostProcess(), desktop_->window->processID());
+    const auto frame = focus_->windowFrame(desktop_->window->processID());
     ASSERT_TRUE(frame.has_value());
     const CGRect content = global({0, 0, test::kWindowContent.width, test::kWindowContent.height});
     EXPECT_EQ(content.unionWith(*frame), *frame);
@@ -116,7 +108,7 @@ TEST_F(FocusInputTest, TellsRoleAndFrameOfWhatIsUnderThePointer) {
     }
     ASSERT_GE(roles.size(), 2U);
     EXPECT_EQ(roles.back(), "AXApplication");
-    robot_->moveTo(790, 590);
+    desktop_->robot.moveTo(790, 590);
     EXPECT_TRUE(sampleUntil([&] { return focus_->elementUnderPointer() == nullptr; })) << "the bare screen";
 }
 
@@ -124,7 +116,7 @@ TEST_F(FocusInputTest, FollowsTheKeyboardAndItsSelection) {
     const CGRect lineEdit = global(test::kLineEditContent);
     ASSERT_TRUE(sampleUntil([&] { return seesKeyboardAt("AXTextField", lineEdit); })) << lastSeen_;
     focus_->beginSample();
-    const auto element = focus_->focusedElement(window_->processID());
+    const auto element = focus_->focusedElement(desktop_->window->processID());
     ASSERT_NE(element, nullptr);
     const auto selection = element->selectedTextBounds();
     ASSERT_TRUE(selection.has_value());
@@ -134,32 +126,33 @@ TEST_F(FocusInputTest, FollowsTheKeyboardAndItsSelection) {
 
     // The button gives the text edit the focus; that comes as an event.
     pointAt(global(test::kButtonContent));
-    robot_->setButton(1, true);
-    robot_->setButton(1, false);
+    desktop_->robot.setButton(1, true);
+    desktop_->robot.setButton(1, false);
     EXPECT_TRUE(sampleUntil([&] { return seesKeyboardAt("AXTextArea", global(test::kTextEditContent)); }))
         << lastSeen_;
     focus_->beginSample();
-    EXPECT_EQ(focus_->focusedElement(window_->processID())->selectedTextBounds(), std::nullopt);
+    EXPECT_EQ(focus_->focusedElement(desktop_->window->processID())->selectedTextBounds(), std::nullopt);
 }
 
 TEST_F(FocusInputTest, ProgramThatHangsTakesLittleTime) {
     const CGRect button = global(test::kButtonContent);
     pointAt(button);
     ASSERT_TRUE(sampleUntil([&] { return seesUnderPointer("AXButton", button); })) << lastSeen_;
-    window_->freeze();
+    desktop_->window->freeze();
     const auto begin = std::chrono::steady_clock::now();
     constexpr int kSamples = 20;
     for (int i = 0; i < kSamples; ++i) {
         focus_->beginSample();
-        EXPECT_TRUE(focus_->windowFrame(window_->processID()).has_value()) << "windows are told without it";
+        EXPECT_TRUE(focus_->windowFrame(desktop_->window->processID()).has_value())
+            << "windows are told without it";
         const auto pointed = focus_->elementUnderPointer();
         EXPECT_TRUE(pointed == nullptr || !pointed->frame().has_value());
-        EXPECT_EQ(focus_->focusedElement(window_->processID()), nullptr);
+        EXPECT_EQ(focus_->focusedElement(desktop_->window->processID()), nullptr);
     }
     // Asked in vain once a second, at a tenth of a second each. A call that waited for as long as the
     // library's own default would take 25 seconds.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
-    window_->thaw();
+    desktop_->window->thaw();
     EXPECT_TRUE(sampleUntil([&] { return seesUnderPointer("AXButton", button); })) << lastSeen_;
 }
 
@@ -167,12 +160,12 @@ TEST_F(FocusInputTest, BusThatDiesTakesTheElementsOnlyUntilItReturns) {
     const CGRect button = global(test::kButtonContent);
     pointAt(button);
     ASSERT_TRUE(sampleUntil([&] { return seesUnderPointer("AXButton", button); })) << lastSeen_;
-    session_->endService();
+    desktop_->session->endService();
     EXPECT_TRUE(sampleUntil([&] { return focus_->elementUnderPointer() == nullptr; }));
-    EXPECT_TRUE(focus_->windowFrame(window_->processID()).has_value());
-    session_->startService();
+    EXPECT_TRUE(focus_->windowFrame(desktop_->window->processID()).has_value());
+    desktop_->session->startService();
     // The toolkit doesn't look for a new bus, but a new program finds it.
-    window_ = std::make_unique<test::AccessibleWindow>(*server_);
+    desktop_->window = std::make_unique<test::AccessibleWindow>(desktop_->server);
     const CGRect buttonAgain = global(test::kButtonContent);
     pointAt(buttonAgain);
     EXPECT_TRUE(sampleUntil([&] { return seesUnderPointer("AXButton", buttonAgain); })) << lastSeen_;

@@ -310,6 +310,26 @@ TEST_F(WindowCaptureTest, RemovedDisplayIsToldOfAndTheStreamGoesOn) {
     EXPECT_EQ(errors.count(), 0U);
 }
 
+TEST_F(WindowCaptureTest, WindowOnItsDisplayThatClosesIsLoggedAndItsPlaceGoesOn) {
+    PatternWindow pattern(server->displayName(), 0, 0, kScreenWidth, kScreenHeight);
+    pattern.fillCells(kCell, 0);
+    WindowProperties properties;
+    properties.title = "Notes";
+    PatternWindow notes(server->displayName(), 100, 80, 200, 100, properties);
+    const ShareableWindow window = *windowTitled("Notes");
+    Inbox<std::string> log;
+    const LogObserver observer(LogCategory::capture, [&log](const std::string& line) { log.put(line); });
+    makeStream(DisplayFilter{display(), {}, window}, 200, 100, window.frame);
+    start();
+    notes.close();
+    EXPECT_TRUE(
+        waitForFrame([](const VideoFrame& frame) { return pixelsOffThePattern(frame, 0, 100, 80) == 0; }));
+    EXPECT_TRUE(log.waitForCount(1, 10s));
+    EXPECT_THAT(log.items(), testing::ElementsAre("The window “Notes” was closed while it was recorded. The "
+                                                  "recording goes on with its place."));
+    EXPECT_EQ(errors.count(), 0U);
+}
+
 TEST_F(WindowCaptureTest, HiddenWindowFailsTheStart) {
     WindowProperties properties;
     properties.title = "Hidden";

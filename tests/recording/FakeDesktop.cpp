@@ -1,5 +1,7 @@
 #include "recording/FakeDesktop.h"
 
+#include <thread>
+
 #include "platform/PlatformError.h"
 
 namespace varnelle::test {
@@ -41,6 +43,7 @@ public:
     void orderBelow(std::uint64_t window, std::uint64_t sibling) override {
         desktop_.windowsOrderedBelow.emplace_back(window, sibling);
     }
+    bool isCompositing() override { return true; }
 
 private:
     FakeDesktop& desktop_;
@@ -76,7 +79,10 @@ public:
         : onStop_(std::move(onStop)), desktop_(desktop) {
         desktop_.stream_ = this;
     }
-    ~FakeScreenStream() override { desktop_.stream_ = nullptr; }
+    ~FakeScreenStream() override {
+        desktop_.takeTime();
+        desktop_.stream_ = nullptr;
+    }
 
     void addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) override {
         if (type == OutputType::microphone && desktop_.refusesMicrophone) {
@@ -85,6 +91,7 @@ public:
         outputs_[type] = {&queue, std::move(handler)};
     }
     void startCapture(Completion completion) override {
+        desktop_.takeTime();
         if (desktop_.failsStart) {
             completion(std::make_exception_ptr(
                 PlatformError(PlatformError::Code::displayUnavailable, "The display is gone.")));
@@ -95,6 +102,7 @@ public:
         if (desktop_.onStart) desktop_.onStart();
     }
     void stopCapture(Completion completion) override {
+        desktop_.takeTime();
         isRunning_ = false;
         completion(desktop_.failsStop ? std::make_exception_ptr(PlatformError(
                                             PlatformError::Code::requestFailed, "The stream won't stop."))
@@ -120,7 +128,12 @@ private:
     bool isRunning_ = false;
 };
 
+void FakeDesktop::takeTime() const {
+    std::this_thread::sleep_for(delay);
+}
+
 ShareableContent FakeDesktop::shareableContent(const ShareableContentOptions&) {
+    takeTime();
     if (refusesContent) throw PlatformError(PlatformError::Code::requestFailed, "Nothing to see.");
     return {displays, applications, windows};
 }
@@ -147,6 +160,7 @@ std::optional<WindowIcon> FakeDesktop::windowIcon(std::uint32_t windowID, int si
 std::unique_ptr<ScreenStream> FakeDesktop::makeScreenStream(const ContentFilter& filter,
                                                             const ScreenStreamConfiguration& configuration,
                                                             std::function<void(std::exception_ptr)> onStop) {
+    takeTime();
     usedFilter = filter;
     usedConfiguration = configuration;
     return std::make_unique<FakeScreenStream>(*this, std::move(onStop));
@@ -171,7 +185,28 @@ std::unique_ptr<MicrophoneSession> FakeDesktop::makeMicrophoneSession(
 }
 
 std::unique_ptr<PointerInput> FakeDesktop::makePointerInput() {
+    takeTime();
     return std::make_unique<StillPointer>();
+}
+
+std::unique_ptr<FocusInput> FakeDesktop::makeFocusInput() {
+    takeTime();
+    return std::make_unique<FakeFocusInput>();
+}
+
+std::unique_ptr<InputMonitors> FakeDesktop::makeInputMonitors() {
+    takeTime();
+    return std::make_unique<FakeInputMonitors>();
+}
+
+std::vector<CaptureDevice> FakeDesktop::microphones() {
+    takeTime();
+    return microphoneList;
+}
+
+std::vector<CaptureDevice> FakeDesktop::cameras() {
+    takeTime();
+    return cameraList;
 }
 
 std::unique_ptr<WindowManagement> FakeDesktop::makeWindowManagement() {

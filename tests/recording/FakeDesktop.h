@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -28,10 +29,8 @@ public:
                                                    const ScreenStreamConfiguration& configuration,
                                                    std::function<void(std::exception_ptr)> onStop) override;
     std::unique_ptr<PointerInput> makePointerInput() override;
-    std::unique_ptr<FocusInput> makeFocusInput() override { return std::make_unique<FakeFocusInput>(); }
-    std::unique_ptr<InputMonitors> makeInputMonitors() override {
-        return std::make_unique<FakeInputMonitors>();
-    }
+    std::unique_ptr<FocusInput> makeFocusInput() override;
+    std::unique_ptr<InputMonitors> makeInputMonitors() override;
     std::unique_ptr<WindowManagement> makeWindowManagement() override;
     std::unique_ptr<GlobalShortcut> makeGlobalShortcut(const KeyChord& chord,
                                                        std::function<void()> onPress) override;
@@ -41,8 +40,8 @@ public:
     std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
         const std::string& microphoneID, SerialQueue& queue,
         MicrophoneSession::SampleHandler handler) override;
-    std::vector<CaptureDevice> microphones() override { return microphoneList; }
-    std::vector<CaptureDevice> cameras() override { return cameraList; }
+    std::vector<CaptureDevice> microphones() override;
+    std::vector<CaptureDevice> cameras() override;
     std::shared_ptr<void> observeChanges(ChangeHandler onChange) override {
         onDeviceChange = std::move(onChange);
         return nullptr;
@@ -81,6 +80,8 @@ public:
     std::function<void()> pressShortcut;
     bool refusesShortcut = false;
     std::optional<std::string> obstacle;
+    /// What each question to the desktop takes; all of them hold up the thread that asks.
+    std::chrono::milliseconds delay{0};
     bool refusesContent = false;
     bool refusesMicrophone = false;
     bool failsStart = false;
@@ -91,6 +92,8 @@ public:
 
 private:
     friend class FakeScreenStream;
+
+    void takeTime() const;
 
     FakeScreenStream* stream_ = nullptr;
 };

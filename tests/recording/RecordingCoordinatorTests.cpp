@@ -17,6 +17,7 @@
 #include "recording/FakeDesktop.h"
 #include "recording/RecordingError.h"
 #include "recording/SyntheticMedia.h"
+#include "support/EventLoopWatch.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
 #include "tasks/Await.h"
@@ -320,6 +321,48 @@ TEST_F(RecordingCoordinatorTest, CursorFileThatCannotBeWrittenDoesNotFailTheReco
     setClock(101);
     EXPECT_EQ(await(coordinator.stopRecording()).directoryURL, session);
     EXPECT_THAT(log.items(), Contains(HasSubstr("Cursor metadata save failed: ")));
+}
+
+TEST_F(RecordingCoordinatorTest, SlowDesktopDoesNotHoldUpTheMainThread) {
+    desktop.delay = 300ms;
+    desktop.microphoneList = {{"mic", "Microphone"}};
+    desktop.onStart = [this] {
+        desktop.deliver(Output::screen, screenSample(hostSeconds(99.9)));
+        desktop.deliver(Output::microphone, soundSample(hostSeconds(99.9), 1));
+    };
+    ShareableWindow window;
+    window.windowID = 7;
+    window.frame = {{10, 10}, {64, 64}};
+    desktop.windows = {window};
+    RecordingConfiguration wanted = configuration();
+    wanted.source = RecordingConfiguration::WindowSource{window, desktop.displays.front()};
+    wanted.captureMicrophone = true;
+    const test::EventLoopWatch watch;
+    prepare(wanted);
+    EXPECT_LT(watch.longestGap(), 150ms) << "while it was prepared";
+    await(coordinator.startRecording());
+    EXPECT_LT(watch.longestGap(), 150ms) << "at the start";
+    setClock(101);
+    EXPECT_TRUE(await(coordinator.stopRecording()).screenRecordingURL.exists());
+    EXPECT_LT(watch.longestGap(), 150ms) << "at the stop";
+    desktop.windows.clear();
+    {
+        RecordingCoordinator failing(desktop, directory.url());
+        EXPECT_THROW(await(failing.prepareRecording(wanted)), PlatformError);
+    }
+    EXPECT_LT(watch.longestGap(), 150ms) << "when it fails";
+}
+
+TEST_F(RecordingCoordinatorTest, SessionsOfOneSecondHaveDirectoriesOfTheirOwn) {
+    std::vector<std::unique_ptr<RecordingCoordinator>> coordinators;
+    // At least two of three begin in the same second, or the machine takes longer than that for each.
+    for (int i = 0; i < 3; ++i) {
+        coordinators.push_back(std::make_unique<RecordingCoordinator>(desktop, directory.url()));
+        await(coordinators.back()->prepareRecording(configuration()));
+    }
+    const URL sessions = directory.url().appending("Varnelle").appending("Sessions");
+    const std::filesystem::directory_iterator entries(sessions.path());
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 3);
 }
 
 TEST_F(RecordingCoordinatorTest, CanBeDroppedWhileItRecords) {

@@ -7,10 +7,10 @@
 #include "camera/CursorRecordingFile.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "recording/CursorRecorder.h"
-#include "support/AccessibilitySession.h"
 #include "support/AccessibleWindowContent.h"
 #include "support/KeyRobot.h"
 #include "support/PatternWindow.h"
+#include "support/PrivateDesktop.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Waiting.h"
 
@@ -116,14 +116,9 @@ private:
 class TelemetryTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
-        if (!test::AccessibilitySession::isAvailable()) GTEST_SKIP() << test::AccessibilitySession::kMissing;
-        server_ = std::make_unique<test::XServer>(800, 600);
-        server_->startWindowManager();
-        session_ = std::make_unique<test::AccessibilitySession>(*server_);
-        window_ = std::make_unique<test::AccessibleWindow>(*server_);
-        robot_ = std::make_unique<test::PointerRobot>(server_->displayName());
-        LinuxDesktop desktop(server_->displayName());
+        if (const char* reason = test::PrivateDesktop::missing()) GTEST_SKIP() << reason;
+        desktop_ = std::make_unique<test::PrivateDesktop>();
+        LinuxDesktop desktop(desktop_->server.displayName());
         recorder_ = std::make_unique<CursorRecorder>(
             directory_.file("cursor.json"), 120, kRegion,
             CursorInputs{std::make_unique<CountedPointer>(desktop.makePointerInput(), counts_),
@@ -137,14 +132,14 @@ protected:
     /// A press long enough to be seen.
     void click() {
         for (const bool isPressed : {true, false}) {
-            robot_->setButton(1, isPressed);
+            desktop_->robot.setButton(1, isPressed);
             EXPECT_TRUE(test::waitUntil([&] { return counts_.isLeftPressed == isPressed; }, kDeadline));
         }
     }
     void turnWheel(int button) {
         const int before = counts_.scrolls;
-        robot_->setButton(button, true);
-        robot_->setButton(button, false);
+        desktop_->robot.setButton(button, true);
+        desktop_->robot.setButton(button, false);
         EXPECT_TRUE(test::waitUntil([&] { return counts_.scrolls > before; }, kDeadline));
     }
     CursorRecording save() {
@@ -153,10 +148,7 @@ protected:
     }
 
     test::TemporaryDirectory directory_;
-    std::unique_ptr<test::XServer> server_;
-    std::unique_ptr<test::AccessibilitySession> session_;
-    std::unique_ptr<test::AccessibleWindow> window_;
-    std::unique_ptr<test::PointerRobot> robot_;
+    std::unique_ptr<test::PrivateDesktop> desktop_;
     ReadCounts counts_;
     std::unique_ptr<CursorRecorder> recorder_;
 };
@@ -168,12 +160,12 @@ bool isAbout(const std::optional<CGRect>& frame, const test::ContentRect& conten
 }
 
 TEST_F(TelemetryTest, FileTellsWhatWasDone) {
-    robot_->moveTo(780, 580);
+    desktop_->robot.moveTo(780, 580);
     recorder_->start(hostTimeNow());
     awaitMore(counts_.windowSamples, 3);
-    robot_->moveTo(400, 150);
+    desktop_->robot.moveTo(400, 150);
     turnWheel(5);
-    test::KeyRobot keys(server_->displayName());
+    test::KeyRobot keys(desktop_->server.displayName());
     keys.type(kSymbolA);
     keys.type(kSymbolLeft);
     keys.type(kSymbolA, {kControl});
@@ -204,13 +196,13 @@ TEST_F(TelemetryTest, FileTellsWhatWasDone) {
 }
 
 TEST_F(TelemetryTest, ProgramThatHangsDoesNotDelayThePointer) {
-    robot_->moveTo(400, 300);
+    desktop_->robot.moveTo(400, 300);
     recorder_->start(hostTimeNow());
     awaitMore(counts_.windowSamples, 3);
     // A stopped program holds up one question each second, for twelve intervals of the pointer's. If the
     // pointer waited for that question it would never be looked at during one; on a busy machine it still is
     // during some.
-    window_->freeze();
+    desktop_->window->freeze();
     const auto sampledThroughout = [this] {
         return counts_.slowCalls >= 3 && counts_.mostLooksDuringSlowCall >= 4;
     };
@@ -221,7 +213,7 @@ TEST_F(TelemetryTest, ProgramThatHangsDoesNotDelayThePointer) {
     const CursorRecording recording = save();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s) << "nor does it hold up the stop";
     EXPECT_GE(counts_.windowSamples, windowSamples + 1);
-    window_->thaw();
+    desktop_->window->thaw();
     ASSERT_FALSE(recording.windowContextSamples.empty());
     EXPECT_TRUE(recording.windowContextSamples.back().activeWindowFrame.has_value());
     EXPECT_FALSE(recording.windowContextSamples.back().keyboardFocusedElementFrame.has_value());

@@ -39,7 +39,7 @@ std::unique_ptr<X11Content> makeContent(X11Connection& connection, const Display
         excluded.push_back(application.processID);
     }
     return std::make_unique<X11DisplayContent>(connection, capturedArea(filter, configuration), excluded,
-                                               filter.display);
+                                               filter.display, filter.window);
 }
 
 std::unique_ptr<X11Content> makeContent(X11Connection& connection, const WindowFilter& filter,
@@ -58,7 +58,8 @@ std::unique_ptr<X11Content> makeContent(X11Connection& connection, const WindowF
     const int left = wholePixels(window.frame.minX(), window.scale);
     const int top = wholePixels(window.frame.minY(), window.scale);
     const PixelRect area{left, top, left + configuration.widthPixels, top + configuration.heightPixels};
-    return std::make_unique<X11DisplayContent>(connection, area, std::vector<std::int64_t>{}, std::nullopt);
+    return std::make_unique<X11DisplayContent>(connection, area, std::vector<std::int64_t>{}, std::nullopt,
+                                               window);
 }
 
 }  // namespace

@@ -48,15 +48,19 @@ void requireVisible(X11Connection& connection, const PixelRect& area) {
 
 X11DisplayContent::X11DisplayContent(X11Connection& connection, const PixelRect& area,
                                      const std::vector<std::int64_t>& excludedProcesses,
-                                     std::optional<ShareableDisplay> display)
+                                     std::optional<ShareableDisplay> display,
+                                     std::optional<ShareableWindow> window)
     : connection_(connection),
       area_(area),
       source_(connection, connection.screen().root, area, rootBounds(connection)),
-      display_(std::move(display)) {
+      display_(std::move(display)),
+      window_(std::move(window)) {
     requireVisible(connection, area);
     // The size of the root window changes when screens come and go.
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection.get(), connection.screen().root, XCB_CW_EVENT_MASK, &events);
+    if (window_)
+        xcb_change_window_attributes(connection.get(), window_->windowID, XCB_CW_EVENT_MASK, &events);
     if (X11Damage::isSupported(connection)) {
         damage_ = std::make_unique<X11Damage>(connection, connection.screen().root);
     } else {
@@ -131,7 +135,10 @@ void X11DisplayContent::takeInEvents() {
     while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
         if (damage_ && damage_->isReportedBy(*event)) hasDamage_ = true;
         if (excludedWindows_) excludedWindows_->noteEvent(*event);
-        if ((event->response_type & 0x7f) != XCB_CONFIGURE_NOTIFY) continue;
+        const int type = event->response_type & 0x7f;
+        if (type == XCB_DESTROY_NOTIFY)
+            noteClosed(reinterpret_cast<const xcb_destroy_notify_event_t&>(*event).window);
+        if (type != XCB_CONFIGURE_NOTIFY) continue;
         const auto& change = reinterpret_cast<const xcb_configure_notify_event_t&>(*event);
         if (change.window == connection_.screen().root) {
             source_.setBounds({0, 0, change.width, change.height});
@@ -139,6 +146,14 @@ void X11DisplayContent::takeInEvents() {
         }
     }
     if (mayLackDisplay) lookForDisplay();
+}
+
+void X11DisplayContent::noteClosed(xcb_window_t window) {
+    if (!window_ || window_->windowID != window) return;
+    logger(LogCategory::capture)
+        .warn("The window “{}” was closed while it was recorded. The recording goes on with its place.",
+              window_->title);
+    window_.reset();
 }
 
 /// The root window is told of whenever screens come, go or change.

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "platform/linux/X11Displays.h"
+#include "platform/linux/X11Properties.h"
 
 namespace varnelle {
 namespace {
@@ -17,32 +17,18 @@ constexpr std::uint32_t kLongestProperty = 4096;
 /// A decorated window is the child of its frame, in some window managers its grandchild.
 constexpr int kDeepestClient = 5;
 
-constexpr std::array<std::string_view, 9> kAtomNames{
-    "_NET_ACTIVE_WINDOW",  "_NET_CLIENT_LIST_STACKING",  "_NET_SUPPORTING_WM_CHECK",
-    "_NET_WM_PID",         "_NET_FRAME_EXTENTS",         "_GTK_FRAME_EXTENTS",
-    "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_DIALOG"};
-
-/// `sides` are left, right, top and bottom; none if the window doesn't tell them.
-CGRect grown(const CGRect& rect, const std::vector<std::uint32_t>& sides, double factor) {
-    if (sides.size() != 4) return rect;
-    return {{rect.minX() - sides[0] * factor, rect.minY() - sides[2] * factor},
-            {rect.width() + (sides[0] + sides[1]) * factor, rect.height() + (sides[2] + sides[3]) * factor}};
-}
+constexpr std::array kAtomNames{"_NET_ACTIVE_WINDOW", "_NET_CLIENT_LIST_STACKING", "_NET_SUPPORTING_WM_CHECK",
+                                "_NET_WM_PID",        "_NET_FRAME_EXTENTS",        "_GTK_FRAME_EXTENTS",
+                                "_NET_WM_WINDOW_TYPE"};
 
 }  // namespace
 
 X11FrontWindows::X11FrontWindows(const std::string& displayName)
     : connection_(displayName), pixelsPerPoint_(pointPixelScale(connection_)) {
     static_assert(kAtomNames.size() == static_cast<std::size_t>(AtomName::count));
-    std::vector<xcb_intern_atom_cookie_t> cookies;
-    cookies.reserve(kAtomNames.size());
-    for (const std::string_view name : kAtomNames) {
-        cookies.push_back(
-            xcb_intern_atom(connection_.get(), 0, static_cast<std::uint16_t>(name.size()), name.data()));
-    }
-    for (const auto cookie : cookies) {
-        atoms_.push_back(connection_.reply<xcb_intern_atom_reply_t>(cookie, "InternAtom")->atom);
-    }
+    for (const char* const name : kAtomNames) atoms_.push_back(connection_.atom(name));
+    // Learns the names of types, for which there is no time later.
+    (void)kindOfWindow(connection_, {}, false);
 }
 
 void X11FrontWindows::beginSample(Clock::time_point deadline) {
@@ -81,7 +67,7 @@ std::optional<std::int64_t> X11FrontWindows::frontmostProcess() {
 std::optional<X11FrontWindows::Window> X11FrontWindows::topmostWindow(std::int64_t processID) {
     for (const xcb_window_t window : stackedWindows()) {
         const Traits& known = traits(window);
-        if (known.processID != processID || !known.isNormal) continue;
+        if (known.processID != processID || !known.isOrdinary) continue;
         if (const auto& placed = place(window)) return placed;
     }
     return std::nullopt;
@@ -163,15 +149,24 @@ const X11FrontWindows::Traits& X11FrontWindows::traits(xcb_window_t window) {
     if (known != knownWindows_.end()) return known->second;
     const auto processCookie = request(window, AtomName::processID, XCB_ATOM_CARDINAL);
     const auto typeCookie = request(window, AtomName::windowType, XCB_ATOM_ATOM);
+    const auto attributesCookie = xcb_get_window_attributes(connection_.get(), window);
     const auto process = values(processCookie);
     const auto types = values(typeCookie);
+    bool overridesManager = false;
+    try {
+        overridesManager = connection_
+                               .reply<xcb_get_window_attributes_reply_t>(attributesCookie,
+                                                                         "GetWindowAttributes", remaining())
+                               ->override_redirect != 0;
+    } catch (const PlatformError&) {
+        // It has just gone, and is asked again when its number is used again.
+    }
     Traits traits;
     traits.tellsProcess = !process.empty() && process.front() != 0;
     const std::uint32_t programBits = ~xcb_get_setup(connection_.get())->resource_id_mask;
     traits.processID =
         traits.tellsProcess ? std::int64_t{process.front()} : -std::int64_t{window & programBits};
-    traits.isNormal = types.empty() || types.front() == atom(AtomName::typeNormal) ||
-                      types.front() == atom(AtomName::typeDialog);
+    traits.isOrdinary = kindOfWindow(connection_, types, overridesManager) == X11WindowKind::ordinary;
     return knownWindows_.emplace(window, traits).first->second;
 }
 
@@ -198,11 +193,10 @@ std::optional<X11FrontWindows::Window> X11FrontWindows::askPlace(xcb_window_t wi
         const auto frameSides = values(frameCookie);
         const auto shadowSides = values(shadowCookie);
         if (attributes->map_state != XCB_MAP_STATE_VIEWABLE) return std::nullopt;
-        const CGRect frame{{origin->dst_x / pixelsPerPoint_, origin->dst_y / pixelsPerPoint_},
-                           {geometry->width / pixelsPerPoint_, geometry->height / pixelsPerPoint_}};
-        return Window{
-            window, traits(window).processID, frame,
-            grown(grown(frame, frameSides, 1 / pixelsPerPoint_), shadowSides, -1 / pixelsPerPoint_)};
+        const PixelRect own{origin->dst_x, origin->dst_y, origin->dst_x + geometry->width,
+                            origin->dst_y + geometry->height};
+        return Window{window, traits(window).processID, points(own),
+                      points(frameOfWindow(own, frameSides, shadowSides))};
     } catch (const PlatformError&) {
         // A window that has just gone fails all of them; their answers must not pile up.
         for (const unsigned int sequence :
@@ -212,6 +206,11 @@ std::optional<X11FrontWindows::Window> X11FrontWindows::askPlace(xcb_window_t wi
         }
         return std::nullopt;
     }
+}
+
+CGRect X11FrontWindows::points(const PixelRect& rect) const {
+    return {{rect.left / pixelsPerPoint_, rect.top / pixelsPerPoint_},
+            {rect.width() / pixelsPerPoint_, rect.height() / pixelsPerPoint_}};
 }
 
 /// The window that tells its program: the top-level one itself, or what a window manager put into it where

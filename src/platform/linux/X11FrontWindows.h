@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/Geometry.h"
+#include "platform/PixelRegion.h"
 #include "platform/linux/X11Connection.h"
 
 namespace varnelle {
@@ -41,7 +42,7 @@ public:
     /// Forgets what was learned for the sample before, and answers until the deadline only.
     void beginSample(std::chrono::steady_clock::time_point deadline);
     [[nodiscard]] std::optional<std::int64_t> frontmostProcess();
-    /// The topmost normal window of a process that is on the screen.
+    /// The topmost ordinary window of a process that is on the screen.
     [[nodiscard]] std::optional<Window> topmostWindow(std::int64_t processID);
     [[nodiscard]] std::optional<Pointed> windowUnderPointer();
 
@@ -54,15 +55,13 @@ private:
         frameExtents,
         shadowExtents,
         windowType,
-        typeNormal,
-        typeDialog,
         count
     };
     /// What doesn't change while a window is there.
     struct Traits {
         std::int64_t processID = 0;
         bool tellsProcess = false;
-        bool isNormal = false;
+        bool isOrdinary = false;
     };
 
     [[nodiscard]] xcb_atom_t atom(AtomName name) const { return atoms_[static_cast<std::size_t>(name)]; }
@@ -80,6 +79,7 @@ private:
     /// Absent if the window isn't on the screen.
     const std::optional<Window>& place(xcb_window_t window);
     [[nodiscard]] std::optional<Window> askPlace(xcb_window_t window);
+    [[nodiscard]] CGRect points(const PixelRect& rect) const;
     [[nodiscard]] xcb_window_t clientIn(xcb_window_t topLevel);
 
     X11Connection connection_;

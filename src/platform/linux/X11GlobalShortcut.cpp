@@ -88,6 +88,7 @@ std::set<X11GlobalShortcut::Stroke> X11GlobalShortcut::findStrokes() {
 
 void X11GlobalShortcut::grab(const std::set<Stroke>& strokes) {
     std::vector<xcb_void_cookie_t> cookies;
+    cookies.reserve(strokes.size());
     for (const auto& [key, modifiers] : strokes) {
         cookies.push_back(xcb_grab_key_checked(connection_.get(), 0, connection_.screen().root, modifiers,
                                                key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));

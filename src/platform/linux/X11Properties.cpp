@@ -1,6 +1,9 @@
 #include "platform/linux/X11Properties.h"
 
+#include <algorithm>
+#include <array>
 #include <string_view>
+#include <utility>
 
 namespace varnelle {
 
@@ -19,6 +22,24 @@ std::string fromLatin1(std::string_view text) {
         }
     }
     return utf8;
+}
+
+/// What is added on each side.
+struct Sides {
+    int left = 0;
+    int right = 0;
+    int top = 0;
+    int bottom = 0;
+};
+
+Sides sidesFrom(const std::vector<std::uint32_t>& numbers) {
+    if (numbers.size() < 4) return {};
+    // No sensible window has margins that large; such numbers are negative ones or worse.
+    constexpr std::uint32_t most = 1000;
+    if (std::any_of(numbers.begin(), numbers.begin() + 4, [](std::uint32_t side) { return side > most; }))
+        return {};
+    return {static_cast<int>(numbers[0]), static_cast<int>(numbers[1]), static_cast<int>(numbers[2]),
+            static_cast<int>(numbers[3])};
 }
 
 }  // namespace
@@ -41,6 +62,39 @@ std::string X11Property::text() {
     const std::string_view bytes{static_cast<const char*>(xcb_get_property_value(reply.get())),
                                  reply->value_len};
     return reply->type == XCB_ATOM_STRING ? fromLatin1(bytes) : std::string(bytes);
+}
+
+X11WindowKind kindOfWindow(X11Connection& connection, const std::vector<std::uint32_t>& types,
+                           bool overridesManager) {
+    constexpr std::array kinds{
+        std::pair{"_NET_WM_WINDOW_TYPE_DESKTOP", X11WindowKind::desktop},
+        std::pair{"_NET_WM_WINDOW_TYPE_DOCK", X11WindowKind::panel},
+        std::pair{"_NET_WM_WINDOW_TYPE_NOTIFICATION", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_TOOLTIP", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_SPLASH", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_POPUP_MENU", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_COMBO", X11WindowKind::popUp},
+        std::pair{"_NET_WM_WINDOW_TYPE_DND", X11WindowKind::popUp},
+    };
+    std::optional<X11WindowKind> known;
+    // All are looked up, so that the server need not be asked again.
+    for (const auto& [name, kind] : kinds) {
+        const xcb_atom_t type = connection.atom(name);
+        if (!known && std::find(types.begin(), types.end(), type) != types.end()) known = kind;
+    }
+    return known.value_or(overridesManager ? X11WindowKind::popUp : X11WindowKind::ordinary);
+}
+
+PixelRect frameOfWindow(const PixelRect& client, const std::vector<std::uint32_t>& decoration,
+                        const std::vector<std::uint32_t>& shadow) {
+    const Sides added = sidesFrom(decoration);
+    const Sides removed = sidesFrom(shadow);
+    const PixelRect outer{client.left - added.left, client.top - added.top, client.right + added.right,
+                          client.bottom + added.bottom};
+    const PixelRect inner{outer.left + removed.left, outer.top + removed.top, outer.right - removed.right,
+                          outer.bottom - removed.bottom};
+    return inner.isEmpty() ? outer : inner;
 }
 
 std::vector<xcb_window_t> managedWindows(X11Connection& connection) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/PixelRegion.h"
 #include "platform/linux/X11Connection.h"
 
 namespace varnelle {
@@ -27,6 +28,19 @@ private:
     X11Connection& connection_;
     xcb_get_property_cookie_t cookie_;
 };
+
+/// What users take a window for.
+enum class X11WindowKind { ordinary, desktop, panel, popUp };
+
+/// `types` are the atoms of its _NET_WM_WINDOW_TYPE. Throws `PlatformError` (`displayLost`) unless it has
+/// been called on the connection before.
+X11WindowKind kindOfWindow(X11Connection& connection, const std::vector<std::uint32_t>& types,
+                           bool overridesManager);
+
+/// What users take for a window: with what the window manager drew around it, without a shadow of its own.
+/// `decoration` and `shadow` are its _NET_FRAME_EXTENTS and _GTK_FRAME_EXTENTS.
+PixelRect frameOfWindow(const PixelRect& client, const std::vector<std::uint32_t>& decoration,
+                        const std::vector<std::uint32_t>& shadow);
 
 /// The windows that the window manager manages, from the lowest to the topmost; without a window manager the
 /// visible windows directly on the root. Throws `PlatformError` (`displayLost`).

@@ -57,6 +57,17 @@ void X11WindowManagement::orderBelow(std::uint64_t window, std::uint64_t sibling
     });
 }
 
+/// Compositing managers own a selection by which they are known (EWMH, "Compositing Managers").
+bool X11WindowManagement::isCompositing() {
+    perform([this] {
+        const xcb_atom_t selection = connection_.atom("_NET_WM_CM_S0");
+        const auto owner = connection_.reply<xcb_get_selection_owner_reply_t>(
+            xcb_get_selection_owner(connection_.get(), selection), "GetSelectionOwner");
+        isCompositing_ = owner->owner != XCB_WINDOW_NONE;
+    });
+    return isCompositing_;
+}
+
 void X11WindowManagement::perform(std::function<void()> action) {
     std::unique_lock lock(mutex_);
     if (hasEnded_) return;

@@ -31,6 +31,7 @@ public:
 
     void applyPanelBehaviour(std::uint64_t window, const PanelBehaviour& behaviour) override;
     void orderBelow(std::uint64_t window, std::uint64_t sibling) override;
+    [[nodiscard]] bool isCompositing() override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -58,6 +59,7 @@ private:
     int attempts_ = 0;  ///< to bring the panels into their order
     std::optional<Clock::time_point> lookAgainAt_;
 
+    std::atomic<bool> isCompositing_{false};  ///< as it was when it was last asked for
     std::atomic<bool> isEnding_{false};
     const int descriptor_;
     Descriptor wakeUp_;

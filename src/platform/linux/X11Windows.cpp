@@ -47,55 +47,22 @@ struct WindowQuery {
     X11Property shadow;
 };
 
-/// What is added on each side: left, right, top, bottom.
-struct Sides {
-    int left = 0;
-    int right = 0;
-    int top = 0;
-    int bottom = 0;
-};
-
-Sides sidesFrom(const std::vector<std::uint32_t>& numbers) {
-    if (numbers.size() < 4) return {};
-    // No sensible window has margins that large; such numbers are negative ones or worse.
-    constexpr std::uint32_t most = 1000;
-    if (std::any_of(numbers.begin(), numbers.begin() + 4, [](std::uint32_t side) { return side > most; }))
-        return {};
-    return {static_cast<int>(numbers[0]), static_cast<int>(numbers[1]), static_cast<int>(numbers[2]),
-            static_cast<int>(numbers[3])};
-}
-
-PixelRect grown(const PixelRect& rect, const Sides& sides) {
-    return {rect.left - sides.left, rect.top - sides.top, rect.right + sides.right,
-            rect.bottom + sides.bottom};
-}
-
-PixelRect shrunk(const PixelRect& rect, const Sides& sides) {
-    const PixelRect inner{rect.left + sides.left, rect.top + sides.top, rect.right - sides.right,
-                          rect.bottom - sides.bottom};
-    return inner.isEmpty() ? rect : inner;
-}
-
-/// What users take for the window: with what the window manager drew around it, without a shadow of its own.
-PixelRect frameOf(const PixelRect& client, const Sides& decoration, const Sides& shadow) {
-    return shrunk(grown(client, decoration), shadow);
-}
-
 bool holds(const std::vector<std::uint32_t>& atoms, xcb_atom_t atom) {
     return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
 }
 
-int layerOf(X11Connection& connection, const std::vector<std::uint32_t>& types, bool overridesManager) {
-    const auto isOf = [&](const char* type) { return holds(types, connection.atom(type)); };
-    if (isOf("_NET_WM_WINDOW_TYPE_DESKTOP")) return kDesktopLayer;
-    if (isOf("_NET_WM_WINDOW_TYPE_DOCK")) return kPanelLayer;
-    for (const char* type :
-         {"_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_TOOLTIP", "_NET_WM_WINDOW_TYPE_SPLASH",
-          "_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", "_NET_WM_WINDOW_TYPE_POPUP_MENU", "_NET_WM_WINDOW_TYPE_COMBO",
-          "_NET_WM_WINDOW_TYPE_DND"}) {
-        if (isOf(type)) return kPopUpLayer;
+int layerOf(X11WindowKind kind) {
+    switch (kind) {
+        case X11WindowKind::desktop:
+            return kDesktopLayer;
+        case X11WindowKind::panel:
+            return kPanelLayer;
+        case X11WindowKind::popUp:
+            return kPopUpLayer;
+        case X11WindowKind::ordinary:
+            return 0;
     }
-    return overridesManager ? kPopUpLayer : 0;
+    return 0;
 }
 
 /// The name of the program of a process, as the system shows it.
@@ -135,21 +102,21 @@ std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& quer
     const std::string plainName = query.plainName.text();
     const std::vector<std::uint32_t> types = query.types.numbers();
     const std::vector<std::uint32_t> states = query.states.numbers();
-    const Sides decoration = sidesFrom(query.decoration.numbers());
-    const Sides shadow = sidesFrom(query.shadow.numbers());
+    const std::vector<std::uint32_t> decoration = query.decoration.numbers();
+    const std::vector<std::uint32_t> shadow = query.shadow.numbers();
     std::optional<ShareableApplication> application = applicationOf(query);
     if (attributes == nullptr || geometry == nullptr || origin == nullptr) return std::nullopt;
 
     ShareableWindow window;
     window.windowID = query.windowID;
-    window.windowLayer = layerOf(connection, types, attributes->override_redirect != 0);
+    window.windowLayer = layerOf(kindOfWindow(connection, types, attributes->override_redirect != 0));
     window.isOnScreen = attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
                         !holds(states, connection.atom("_NET_WM_STATE_HIDDEN"));
     if (options.onScreenWindowsOnly && !window.isOnScreen) return std::nullopt;
     if (options.excludingDesktopWindows && window.windowLayer == kDesktopLayer) return std::nullopt;
     const PixelRect own{origin->dst_x, origin->dst_y, origin->dst_x + geometry->width,
                         origin->dst_y + geometry->height};
-    const PixelRect frame = frameOf(own, decoration, shadow);
+    const PixelRect frame = frameOfWindow(own, decoration, shadow);
     window.scale = scale;
     window.frame = {{frame.left / window.scale, frame.top / window.scale},
                     {frame.width() / window.scale, frame.height() / window.scale}};
@@ -247,8 +214,8 @@ std::optional<X11WindowPlace> placeOfWindow(X11Connection& connection, xcb_windo
     const auto client = connection.replyIfGranted<xcb_get_geometry_reply_t>(clientCookie, "GetGeometry");
     const auto origin =
         connection.replyIfGranted<xcb_translate_coordinates_reply_t>(originCookie, "TranslateCoordinates");
-    const Sides decoration = sidesFrom(decorationProperty.numbers());
-    const Sides shadow = sidesFrom(shadowProperty.numbers());
+    const std::vector<std::uint32_t> decoration = decorationProperty.numbers();
+    const std::vector<std::uint32_t> shadow = shadowProperty.numbers();
     if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr)
         return std::nullopt;
     const int border = 2 * geometry->border_width;
@@ -256,7 +223,7 @@ std::optional<X11WindowPlace> placeOfWindow(X11Connection& connection, xcb_windo
                             geometry->y + geometry->height + border};
     place.client = {origin->dst_x, origin->dst_y, origin->dst_x + client->width,
                     origin->dst_y + client->height};
-    place.frame = frameOf(place.client, decoration, shadow).intersection(place.topLevelBounds);
+    place.frame = frameOfWindow(place.client, decoration, shadow).intersection(place.topLevelBounds);
     if (place.frame.isEmpty()) place.frame = place.topLevelBounds;  // read in the middle of a change
     place.borderWidth = geometry->border_width;
     place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;

@@ -1,4 +1,4 @@
-#include "capture_ui/PictureItem.h"
+#include "ui/PictureItem.h"
 
 #include <QPainter>
 
