@@ -27,6 +27,7 @@ pkg_check_modules(ATSPI REQUIRED atspi-2)
 
 if(VARNELLE_TESTS)
     find_package(GTest REQUIRED)
+    pkg_check_modules(ATSPI_TEST REQUIRED IMPORTED_TARGET atspi-2 gobject-2.0)
     find_package(Qt6 6.4 REQUIRED COMPONENTS QuickTest Widgets)
 endif()
 if(VARNELLE_TESTS OR VARNELLE_BENCHMARKS)

@@ -44,6 +44,11 @@ public:
 
     virtual void ask(const ProjectAlert& alert, std::function<void(ProjectAlertAnswer)> onAnswer) = 0;
     virtual void showError(const std::string& message) = 0;
+    /// Lets the user choose a project, and opens it.
+    virtual void chooseProject() = 0;
+    /// Looks for a newer version of the program, as far as that can be done here.
+    virtual void checkForUpdates() = 0;
+    [[nodiscard]] virtual bool canCheckForUpdates() const = 0;
     /// Lets the user choose a folder for exports, waiting for the choice; absent if it was cancelled.
     [[nodiscard]] virtual std::optional<URL> chooseExportDirectory(const URL& preferred) = 0;
 

@@ -99,8 +99,6 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
         if (app_.recordingFlow().isRecordingMenuBarVisible()) showCapsule();
     });
     connect(&noticeModel_, &SetupNoticeModel::changed, this, &CapturePanels::syncNotice);
-    connect(&noticeModel_, &SetupNoticeModel::openProjectRequested, this,
-            &CapturePanels::openProjectRequested);
     connect(qApp, &QGuiApplication::screenAdded, this, &CapturePanels::screensChanged);
     connect(qApp, &QGuiApplication::screenRemoved, this, &CapturePanels::screensChanged);
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &CapturePanels::screensChanged);
@@ -109,9 +107,10 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
 CapturePanels::~CapturePanels() = default;
 
 std::unique_ptr<PanelWindow> CapturePanels::makePanel(const char* view, const QVariantMap& properties,
-                                                      PanelWindow::Size size, PanelBehaviour behaviour) {
+                                                      PanelWindow::Size size, PanelBehaviour behaviour,
+                                                      PanelWindow::Clicks clicks) {
     const QUrl content(QString("qrc:/qt/qml/Varnelle/CaptureUi/%1.qml").arg(view));
-    return std::make_unique<PanelWindow>(engine_, *management_, content, properties, size, behaviour);
+    return std::make_unique<PanelWindow>(engine_, *management_, content, properties, size, behaviour, clicks);
 }
 
 QScreen* CapturePanels::panelScreen() const {
@@ -188,11 +187,11 @@ void CapturePanels::screensChanged() {
 void CapturePanels::showDockPointer() {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (dockPointerPanel_ || screen == nullptr) return;
-    dockPointerPanel_ =
-        makePanel("DockPointerView", {}, PanelWindow::Size::followsContent, {.level = PanelLevel::floating});
+    dockPointerPanel_ = makePanel("DockPointerView", {}, PanelWindow::Size::followsContent,
+                                  {.level = PanelLevel::floating}, PanelWindow::Clicks::passedThrough);
     const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
     dockPointerPanel_->setPosition(rounded(frame).topLeft());
-    dockPointerPanel_->setFlag(Qt::WindowTransparentForInput);
+    if (!management_->isCompositing()) dockPointerPanel_->setBackdrop(pictureOfScreen(rounded(frame)));
     dockPointerPanel_->show();
     QTimer::singleShot(kPointerTime, dockPointerPanel_.get(), [this] {
         auto* fade = new QVariantAnimation(dockPointerPanel_.get());
@@ -233,6 +232,7 @@ void CapturePanels::makeOverlays() {
                                      {"model", QVariant::fromValue(&model)}};
         overlayPanels_.at(static_cast<std::size_t>(overlay)) = makePanel(
             viewOf(overlay), properties, PanelWindow::Size::isSetFromOutside, {.level = PanelLevel::overlay});
+        panelOf(overlay).setTitle("Varnelle Source");
     };
     make(SourceOverlay::displayHighlight, displayModel_);
     make(SourceOverlay::windowSelection, windowModel_);
@@ -253,6 +253,7 @@ void CapturePanels::syncOverlay() {
     PanelWindow& panel = panelOf(wanted->overlay);
     if (shownOverlay_ == wanted->overlay && panel.geometry() == frame) return;
     if (shownOverlay_ != wanted->overlay) closeSelectionPanels();
+    dockPointerPanel_.reset();  // the user has found the bar
     panel.setGeometry(frame);
     if (!management_->isCompositing()) panel.setBackdrop(pictureOfScreen(frame));
     panel.show();
@@ -293,6 +294,7 @@ void CapturePanels::syncCameraPreview() {
     if (!recordingPreviewPanel_) {
         recordingPreviewPanel_ = makePanel("CameraPreviewView", {}, PanelWindow::Size::isSetFromOutside,
                                            {.level = PanelLevel::floating});
+        recordingPreviewPanel_->setTitle("Varnelle Camera");
         recordingPreviewPanel_->rootObject()->findChild<CameraPreviewItem*>()->setHub(cameras_);
         const CGRect screenFrame = place ? place->frame : CGRect{};
         const CGRect recorded = recordedRect(app_.captureSources(), screenFrame);

@@ -49,13 +49,10 @@ public:
     void hideRecordingPreview();
     void fadeOutRecordingUI(std::chrono::milliseconds duration, std::function<void()> onEnd);
 
-signals:
-    /// The user wants to choose a project to open.
-    void openProjectRequested();
-
 private:
-    [[nodiscard]] std::unique_ptr<PanelWindow> makePanel(const char* view, const QVariantMap& properties,
-                                                         PanelWindow::Size size, PanelBehaviour behaviour);
+    [[nodiscard]] std::unique_ptr<PanelWindow> makePanel(
+        const char* view, const QVariantMap& properties, PanelWindow::Size size, PanelBehaviour behaviour,
+        PanelWindow::Clicks clicks = PanelWindow::Clicks::taken);
     void placeDockBar();
     void dockBarMoved();
     void syncNotice();

@@ -70,9 +70,19 @@ DockBarModel::DockBarModel(AppState& app, AppWindows& windows)
     connect(&sources_, &CaptureSources::selectionChanged, this, &DockBarModel::updateWindowMenu);
     connect(&sources_, &CaptureSources::devicesChanged, this, &DockBarModel::updateDevices);
     connect(&sources_, &CaptureSources::selectionChanged, this, &DockBarModel::updateDevices);
+    makeProgramMenu();
     updateSourceModes();
     updateWindowMenu();
     updateDevices();
+}
+
+void DockBarModel::makeProgramMenu() {
+    programMenu_.setItems({{.text = tr("Open Project…"), .action = [this] { windows_.chooseProject(); }},
+                           {.text = tr("Check for Updates…"),
+                            .isEnabled = windows_.canCheckForUpdates(),
+                            .action = [this] { windows_.checkForUpdates(); }},
+                           MenuItem::separator(),
+                           {.text = tr("Quit Varnelle"), .action = [this] { windows_.requestQuit(); }}});
 }
 
 void DockBarModel::press(RecordingType type) {

@@ -22,6 +22,8 @@ class DockBarModel final : public QObject {
     Q_PROPERTY(varnelle::DockBarItem* camera READ camera CONSTANT)
     Q_PROPERTY(varnelle::DockBarItem* microphone READ microphone CONSTANT)
     Q_PROPERTY(varnelle::DockBarItem* systemAudio READ systemAudio CONSTANT)
+    /// What concerns the program and not the recording.
+    Q_PROPERTY(varnelle::MenuModel* programMenu READ programMenu CONSTANT)
 
 public:
     /// Both must outlive the object.
@@ -39,6 +41,8 @@ public:
     Q_INVOKABLE void pressArea() { press(RecordingType::area); }
     /// Starts a recording of what is chosen.
     Q_INVOKABLE void toggleRecording() { app_.toggleRecording(); }
+    [[nodiscard]] MenuModel* programMenu() { return &programMenu_; }
+    Q_INVOKABLE void openProject() { windows_.chooseProject(); }
     /// Quits the program, as far as it may.
     Q_INVOKABLE void close() { windows_.requestQuit(); }
     /// The bar has been moved to another screen.
@@ -47,6 +51,7 @@ public:
 private:
     void press(RecordingType type);
     void chooseWindow(const ShareableWindow& window);
+    void makeProgramMenu();
     void updateSourceModes();
     void updateWindowMenu();
     void updateDevices();
@@ -57,6 +62,7 @@ private:
     AppState& app_;
     CaptureSources& sources_;
     AppWindows& windows_;
+    MenuModel programMenu_;
     DockBarItem display_{DockBarItem::Press::act, this};
     DockBarItem window_{DockBarItem::Press::openMenu, this};
     DockBarItem area_{DockBarItem::Press::act, this};

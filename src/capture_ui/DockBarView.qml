@@ -30,6 +30,36 @@ Item {
     implicitHeight: barHeight + 2 * outerPadding
     implicitWidth: content.implicitWidth + 2 * outerPadding
 
+    Shortcut {
+        sequence: "Ctrl+R"
+
+        onActivated: root.model.toggleRecording()
+    }
+    Shortcut {
+        sequence: "Ctrl+O"
+
+        onActivated: root.model.openProject()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+
+        onActivated: root.model.close()
+    }
+    Shortcut {
+        sequences: ["Menu", "Shift+F10"]
+
+        onActivated: programMenu.open(root)
+    }
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+
+        onTapped: programMenu.open(root)
+    }
+    PopupMenu {
+        id: programMenu
+
+        model: root.model.programMenu
+    }
     PopupMenu {
         id: menu
     }

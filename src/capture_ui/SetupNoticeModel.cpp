@@ -57,7 +57,7 @@ QCoro::Task<> SetupNoticeModel::findSessions() {
 
 void SetupNoticeModel::pressMain() {
     if (obstacle_) {
-        emit openProjectRequested();
+        windows_.chooseProject();
     } else if (!sessions_.empty() && app_.mode() == AppMode::setup) {
         const RecoverableSession session = sessions_.back();
         const bool isDeleting = isAskingForDeletion_;

@@ -49,8 +49,6 @@ public:
 
 signals:
     void changed();
-    /// The user wants to choose a project to open.
-    void openProjectRequested();
 
 private:
     QCoro::Task<> findSessions();

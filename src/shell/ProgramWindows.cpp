@@ -48,7 +48,6 @@ ProgramWindows::~ProgramWindows() = default;
 void ProgramWindows::attach(AppState& app) {
     app_ = &app;
     panels_ = std::make_unique<CapturePanels>(engine_, app, *this, platform_, cameras_);
-    connect(panels_.get(), &CapturePanels::openProjectRequested, this, &ProgramWindows::chooseProject);
     mainViewModel_ = std::make_unique<MainViewModel>(app);
     tray_ = std::make_unique<TrayItem>(engine_, app);
 }

@@ -54,13 +54,14 @@ public:
     void activate() override;
     void ask(const ProjectAlert& alert, std::function<void(ProjectAlertAnswer)> onAnswer) override;
     void showError(const std::string& message) override;
+    void checkForUpdates() override { updates_.checkForUpdates(); }
+    [[nodiscard]] bool canCheckForUpdates() const override { return updates_.canCheckForUpdates(); }
     [[nodiscard]] std::optional<URL> chooseExportDirectory(const URL& preferred) override;
     void requestQuit() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
 
 public slots:
-    /// Lets the user choose a project to open.
-    void chooseProject();
+    void chooseProject() override;
 
 private:
     void permissionsGranted();

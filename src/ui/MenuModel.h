@@ -10,12 +10,12 @@ namespace varnelle {
 
 /// One line of a menu: something to choose, a divider, or (disabled) a text to read.
 struct MenuItem {
-    QString text;
-    QString icon;  ///< a symbol's name; empty for none
+    QString text{};
+    QString icon{};  ///< a symbol's name; empty for none
     bool isChecked = false;
     bool isEnabled = true;
     bool isSeparator = false;
-    std::function<void()> action;  ///< what choosing it does
+    std::function<void()> action{};  ///< what choosing it does
 
     static MenuItem separator();
     /// A text that can't be chosen.

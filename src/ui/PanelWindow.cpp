@@ -10,13 +10,21 @@
 namespace varnelle {
 
 PanelWindow::PanelWindow(QQmlEngine& engine, WindowManagement& management, const QUrl& content,
-                         const QVariantMap& properties, Size size, const PanelBehaviour& behaviour)
+                         const QVariantMap& properties, Size size, const PanelBehaviour& behaviour,
+                         Clicks clicks)
     : QQuickView(&engine, nullptr), management_(management), behaviour_(behaviour) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint);
     setFlag(Qt::WindowDoesNotAcceptFocus, !behaviour.takesKeyboardWhenClicked);
+    if (clicks == Clicks::passedThrough) {
+        // A window manager's frame around it would still take the clicks.
+        setFlags(flags() | Qt::WindowTransparentForInput | Qt::BypassWindowManagerHint);
+    }
     setColor(Qt::transparent);
     setResizeMode(size == Size::followsContent ? SizeViewToRootObject : SizeRootObjectToView);
     loadContent(*this, content, properties);
+    // For assistive programs, what is in a hidden window isn't there.
+    rootObject()->setVisible(false);
+    connect(this, &QWindow::visibleChanged, rootObject(), &QQuickItem::setVisible);
     management_.applyPanelBehaviour(winId(), behaviour_);
 }
 

@@ -21,11 +21,14 @@ class PanelWindow : public QQuickView {
 
 public:
     enum class Size { followsContent, isSetFromOutside };
+    /// What happens to clicks on it.
+    enum class Clicks { taken, passedThrough };
 
     /// `content` is the QML file of the content's root item, which gets `properties`. A file that can't be
     /// loaded is a bug and ends the program. `management` must outlive the window.
     PanelWindow(QQmlEngine& engine, WindowManagement& management, const QUrl& content,
-                const QVariantMap& properties, Size size, const PanelBehaviour& behaviour);
+                const QVariantMap& properties, Size size, const PanelBehaviour& behaviour,
+                Clicks clicks = Clicks::taken);
 
     /// Whether showing it, or a click, gives it the keyboard.
     void setTakesKeyboard(bool takesKeyboard);

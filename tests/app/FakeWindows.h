@@ -35,6 +35,9 @@ public:
         onAnswer_ = std::move(onAnswer);
     }
     void showError(const std::string& message) override { errors.push_back(message); }
+    void chooseProject() override { ++projectChoices; }
+    void checkForUpdates() override {}
+    bool canCheckForUpdates() const override { return false; }
     std::optional<URL> chooseExportDirectory(const URL&) override { return exportDirectory; }
     void requestQuit() override { isQuitRequested = true; }
     void replyToApplicationShouldTerminate(bool shouldTerminate) override {
@@ -56,6 +59,7 @@ public:
     int selectionPanelCloses = 0;
     int activations = 0;
     int alertCount = 0;
+    int projectChoices = 0;
     std::optional<ProjectAlert> alert;  ///< the one on the screen
     std::vector<std::string> errors;
     std::optional<URL> exportDirectory;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <string_view>
 #include <utility>
 
 #include "foundation/Log.h"
@@ -28,6 +27,12 @@
 
 namespace varnelle {
 namespace {
+
+/// Empty if it isn't set.
+std::string environmentValue(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
 
 class PipeWireMicrophone final : public MicrophoneSession {
 public:
@@ -55,9 +60,9 @@ LinuxDesktop::LinuxDesktop(std::string displayName, std::string pipeWireName)
 LinuxDesktop::~LinuxDesktop() = default;
 
 std::optional<std::string> LinuxDesktop::displayObstacle() {
-    const char* display = std::getenv("DISPLAY");
-    if (display == nullptr || *display == 0) {
-        return std::getenv("WAYLAND_DISPLAY") != nullptr
+    const std::string display = environmentValue("DISPLAY");
+    if (display.empty()) {
+        return !environmentValue("WAYLAND_DISPLAY").empty()
                    ? "This Wayland session has no X11 support (Xwayland), which Varnelle needs to show "
                      "itself."
                    : "There is no display to show itself on: DISPLAY isn't set.";
@@ -72,9 +77,9 @@ std::optional<std::string> LinuxDesktop::displayObstacle() {
 
 /// Under Wayland an X server shows the programs that were written for it, and nothing else of the screen.
 std::optional<std::string> LinuxDesktop::recordingObstacle() const {
-    const char* session = std::getenv("XDG_SESSION_TYPE");
-    const bool isWayland = session != nullptr && std::string_view(session) == "wayland";
-    if (!isWayland && std::getenv("WAYLAND_DISPLAY") == nullptr) return std::nullopt;
+    const bool isWayland =
+        environmentValue("XDG_SESSION_TYPE") == "wayland" || !environmentValue("WAYLAND_DISPLAY").empty();
+    if (!isWayland) return std::nullopt;
     return "This is a Wayland session. For now, recording needs an X11 session, which you can choose when "
            "you "
            "sign in. Projects can be edited here.";

@@ -1,0 +1,192 @@
+#include "end_to_end/ProgramUnderTest.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/Waiting.h"
+
+namespace varnelle::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kDeadline = 30s;
+
+std::vector<URL> entriesOf(const URL& directory) {
+    std::vector<URL> entries;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path(), error)) {
+        entries.emplace_back(entry.path());
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const URL& left, const URL& right) { return left.string() < right.string(); });
+    return entries;
+}
+
+/// A file to print to, open in this process until the end of the object.
+class OutputFile {
+public:
+    explicit OutputFile(const URL& url)
+        : descriptor_(open(url.path().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
+    ~OutputFile() { close(descriptor_); }
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    [[nodiscard]] int get() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+}  // namespace
+
+std::optional<std::string> Desktop::obstacle() {
+    if (!XServer::isAvailable()) return XServer::kMissing;
+    if (!AccessibilitySession::isAvailable()) return AccessibilitySession::kMissing;
+    if (!PipeWireServer::isAvailable()) return PipeWireServer::kMissing;
+    return std::nullopt;
+}
+
+Desktop::Desktop() {
+    server.startWindowManager();
+}
+
+void Desktop::click(int x, int y) {
+    pointer.moveTo(x, y);
+    pointer.setButton(1, true);
+    pointer.setButton(1, false);
+}
+
+void Desktop::drag(int fromX, int fromY, int toX, int toY) {
+    pointer.moveTo(fromX, fromY);
+    pointer.setButton(1, true);
+    // Toolkits take no gesture from a single jump.
+    for (int step = 1; step <= 10; ++step) {
+        pointer.moveTo(fromX + (toX - fromX) * step / 10, fromY + (toY - fromY) * step / 10);
+    }
+    pointer.setButton(1, false);
+}
+
+ProgramUnderTest::ProgramUnderTest(Desktop& desktop) : desktop_(desktop) {
+    for (const char* name : {"home", "config", "tmp"}) {
+        std::filesystem::create_directories(directory_.file(name).path());
+    }
+}
+
+ProgramUnderTest::~ProgramUnderTest() {
+    if (testing::Test::HasFailure()) std::fprintf(stderr, "The program printed:\n%s", output().c_str());
+}
+
+std::vector<std::string> ProgramUnderTest::environment() const {
+    return {"DISPLAY=" + desktop_.server.displayName(),
+            "HOME=" + home().string(),
+            "XDG_CONFIG_HOME=" + directory_.file("config").string(),
+            "TMPDIR=" + directory_.file("tmp").string(),
+            "PIPEWIRE_REMOTE=" + desktop_.sound.remoteName(),
+            "VARNELLE_STALL_LOG=" + directory_.file("stalls").string(),
+            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1",
+            "XDG_SESSION_TYPE=x11",
+            "WAYLAND_DISPLAY=",
+            "XDG_CURRENT_DESKTOP="};
+}
+
+void ProgramUnderTest::start(const std::vector<std::string>& arguments,
+                             const std::vector<std::string>& further) {
+    std::vector<std::string> command{VARNELLE_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> all = environment();
+    all.insert(all.end(), further.begin(), further.end());
+    const OutputFile file(directory_.file("output"));
+    program_ = std::make_unique<ChildProcess>(command, all, -1, file.get());
+}
+
+int ProgramUnderTest::startSecond(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{VARNELLE_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const OutputFile file(directory_.file("output"));
+    ChildProcess second(command, environment(), -1, file.get());
+    int status = 0;
+    const bool hasEnded =
+        waitUntil([&] { return waitpid(second.processID(), &status, WNOHANG) != 0; }, kDeadline);
+    return hasEnded && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+bool ProgramUnderTest::hasEnded() {
+    siginfo_t info{};
+    return waitUntil(
+        [&] {
+            info.si_pid = 0;
+            return waitid(P_PID, static_cast<id_t>(processID()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+                   info.si_pid != 0;
+        },
+        kDeadline);
+}
+
+bool ProgramUnderTest::shows(const std::string& name) const {
+    return waitUntil([&] { return shownElement(processID(), name).has_value(); }, kDeadline);
+}
+
+bool ProgramUnderTest::showsNoMore(const std::string& name) const {
+    return waitUntil([&] { return !shownElement(processID(), name); }, kDeadline);
+}
+
+AccessibleElement ProgramUnderTest::element(const std::string& name) const {
+    EXPECT_TRUE(shows(name)) << name;
+    return shownElement(processID(), name).value_or(AccessibleElement{});
+}
+
+void ProgramUnderTest::click(const std::string& name) {
+    // What has just come is still on its way to its place.
+    AccessibleElement last = element(name);
+    const bool rests = waitUntil(
+        [&] {
+            std::this_thread::sleep_for(50ms);
+            const AccessibleElement now = element(name);
+            const bool isSame = now.midX() == last.midX() && now.midY() == last.midY();
+            last = now;
+            return isSame && now.width > 0;
+        },
+        kDeadline);
+    EXPECT_TRUE(rests) << name;
+    desktop_.click(last.midX(), last.midY());
+}
+
+std::vector<std::string> ProgramUnderTest::namelessControls() const {
+    std::vector<std::string> nameless;
+    for (const AccessibleElement& element : accessibleElements(processID())) {
+        if (element.isShowing && element.isFocusable && element.name.empty())
+            nameless.push_back(element.role);
+    }
+    return nameless;
+}
+
+std::vector<URL> ProgramUnderTest::sessions() const {
+    return entriesOf(directory_.file("tmp").appending("Varnelle").appending("Sessions"));
+}
+
+std::vector<URL> ProgramUnderTest::packages() const {
+    return entriesOf(projects());
+}
+
+std::vector<double> ProgramUnderTest::stalls() const {
+    std::ifstream file(directory_.file("stalls").path());
+    std::vector<double> stalls;
+    for (std::string line; std::getline(file, line);) stalls.push_back(std::stod(line));
+    return stalls;
+}
+
+std::string ProgramUnderTest::output() const {
+    std::ifstream file(directory_.file("output").path());
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+}  // namespace varnelle::test
