@@ -67,10 +67,10 @@ int main(int argc, char** argv) {
     keepQmlTypes(&qml_register_types_Varnelle_Shell);
     ProgramWindows windows(engine, desktop, permissions, updater, defaults, openCoordinator, cameras);
     windows.onTerminate = [] { QGuiApplication::exit(); };
-    openCoordinator.open(files);
     AppState app(windows, desktop, cameras->watched(cameraManagerFactory(desktop)), permissions, updater,
                  defaults, openCoordinator, {});
     windows.attach(app);
+    openCoordinator.open(files);
     service.setHandlers({[&app] { app.applicationShouldHandleReopen(); },
                          [&openCoordinator](const auto& urls) { openCoordinator.open(urls); }});
     const TerminationSignals termination([&windows] { windows.requestQuit(); });

@@ -26,10 +26,13 @@ AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraF
       _cameraBubbleLayout(defaultCameraBubbleLayout(defaults)),
       captureSources_(platform, [&windows] { return windows.dockBarScreenName(); }),
       setupCameraPreview_(makeCamera, [this] { return wantedSetupCamera(); }),
-      recordingFlow_(
-          windows, platform, makeCamera, directories_.temporary,
-          {[this] { set(_mode, AppMode::recording, &AppState::modeChanged); }, [this] { returnToSetup(); },
-           [this](const FinishedRecording& finished) { beginRecordedProject(finished); }}) {
+      recordingFlow_(windows, platform, makeCamera, directories_.temporary,
+                     {[this] {
+                          set(_isDockBarVisible, false, &AppState::isDockBarVisibleChanged);
+                          set(_mode, AppMode::recording, &AppState::modeChanged);
+                      },
+                      [this] { returnToSetup(); },
+                      [this](const FinishedRecording& finished) { beginRecordedProject(finished); }}) {
     // Before any package is read: the queue is serial.
     fileQueue_.async(
         [projects = directories_.home.appending(kProjectFolderName)] { finishInterruptedSaves(projects); });
@@ -89,7 +92,7 @@ QCoro::Task<> AppState::toggleRecording() {
 }
 
 QCoro::Task<> AppState::startRecording() {
-    if (_currentProject || recordingFlow_.recordingState() != RecordingState::idle) co_return;
+    if (_currentProject || !isIdle()) co_return;
     captureSources_.updateSelectedDisplay();
     const auto configuration = captureSources_.makeRecordingConfiguration();
     if (!configuration) co_return;
@@ -105,7 +108,7 @@ void AppState::beginRecordedProject(const FinishedRecording& finished) {
 
 /// A recording brings its own camera, and what is edited needs none.
 std::optional<std::string> AppState::wantedSetupCamera() const {
-    if (_mode != AppMode::setup || !captureSources_.isCameraEnabled()) return std::nullopt;
+    if (_mode != AppMode::setup || !isIdle() || !captureSources_.isCameraEnabled()) return std::nullopt;
     return captureSources_.selectedCameraID();
 }
 
@@ -135,7 +138,13 @@ void AppState::showPermissionsWindow() {
 void AppState::finishPermissions() {
     allowsPermissionsWindowClose_ = true;
     windows_.closePermissionsWindow();
-    const auto goOn = [this] { _currentProject ? windows_.showMainWindow() : returnToSetup(); };
+    const auto goOn = [this] {
+        if (_currentProject) {
+            windows_.showMainWindow();
+        } else if (isIdle()) {
+            returnToSetup();
+        }
+    };
     QMetaObject::invokeMethod(this, goOn, Qt::QueuedConnection);
 }
 
@@ -154,6 +163,8 @@ void AppState::applicationShouldHandleReopen() {
         showPermissionsWindow();
     } else if (_mode == AppMode::setup && !_isDockBarVisible) {
         returnToSetup();
+    } else if (_mode == AppMode::setup) {
+        windows_.activate();
     } else if (_mode == AppMode::editing || _mode == AppMode::exporting) {
         windows_.showMainWindow();
     }
@@ -161,7 +172,7 @@ void AppState::applicationShouldHandleReopen() {
 
 TerminationReply AppState::applicationShouldTerminate() {
     if (pendingProjectAlertAction_ || _isSavingProject) return TerminationReply::cancel;
-    if (recordingFlow_.recordingState() != RecordingState::idle) {
+    if (!isIdle()) {
         quitAfterRecording();
         return TerminationReply::later;
     }
@@ -234,7 +245,8 @@ QCoro::Task<> AppState::openProject(URL url) {
         };
         const QFuture<ProjectEditorState> reading = resultOn(fileQueue_, read);
         ProjectEditorState state = co_await reading;
-        if (!self || generation != projectGeneration_) co_return;
+        // A recording that was started meanwhile goes first.
+        if (!self || generation != projectGeneration_ || !isIdle()) co_return;
         adoptSaved(std::move(state), url);
         set(_exportFilename, _currentProject->name, &AppState::exportFilenameChanged);
         enterEditor();
@@ -248,7 +260,7 @@ QCoro::Task<> AppState::openProject(URL url) {
 
 QCoro::Task<> AppState::openFiles(std::vector<URL> urls) {
     const QPointer<AppState> self = this;
-    if (recordingFlow_.recordingState() != RecordingState::idle) {
+    if (!isIdle()) {
         logger(LogCategory::app).error("Projects aren't opened while a recording runs");
         co_return;
     }
@@ -308,6 +320,8 @@ void AppState::closeCurrentProject(bool deletingRecording) {
     lastSavedProjectFingerprint_.reset();
     set(_currentProject, {}, &AppState::currentProjectChanged);
     set(_exportFilename, {}, &AppState::exportFilenameChanged);
+    set(_exportProgress, 0.0, &AppState::exportProgressChanged);
+    set(_exportError, {}, &AppState::exportErrorChanged);
     set(_currentRecordingURL, {}, &AppState::currentRecordingURLChanged);
     if (deletingRecording && project) deleteSessionDirectory(project->recordingSession);
 }
@@ -331,7 +345,7 @@ QCoro::Task<std::vector<RecoverableSession>> AppState::recoverableSessions() {
 }
 
 void AppState::recoverSession(const RecoverableSession& session) {
-    if (!_currentProject) beginRecordedProject({session.session, session.duration});
+    if (!_currentProject && isIdle()) beginRecordedProject({session.session, session.duration});
 }
 
 void AppState::deleteRecoverableSession(const RecoverableSession& session) {
@@ -416,7 +430,10 @@ QCoro::Task<> AppState::startExport(ExportSettings settings) {
     if (!_currentProject || _isExporting) co_return;
     ExportDirectoryResolver resolver(
         defaults_, [this](const URL& preferred) { return windows_.chooseExportDirectory(preferred); });
+    const UUID projectID = _currentProject->id;
     const std::optional<URL> directory = resolver.resolveExportDirectory(settings.outputDirectory);
+    // The user may have been asked, and may have done anything else meanwhile.
+    if (!_currentProject || _currentProject->id != projectID || _isExporting) co_return;
     if (!directory) {
         set(_exportError, std::optional<std::string>("Please allow access to your Movies folder to export."),
             &AppState::exportErrorChanged);

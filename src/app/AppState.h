@@ -178,6 +178,8 @@ private:
     void adopt(ProjectEditorState state);
     void adoptSaved(ProjectEditorState state, const URL& package);
     [[nodiscard]] bool hasUnsavedChanges() const;
+    /// Nothing is recorded, or about to be.
+    [[nodiscard]] bool isIdle() const { return recordingFlow_.recordingState() == RecordingState::idle; }
     void quitAfterRecording();
     void presentProjectTransitionAlert(const ProjectTransitionAction& action);
     void answerProjectAlert(const ProjectTransitionAction& action, ProjectAlertAnswer answer);

@@ -51,6 +51,16 @@ QImage pictureOfScreen(const QRect& frame) {
     return screen->grabWindow(0, corner.x(), corner.y(), frame.width(), frame.height()).toImage();
 }
 
+/// What is recorded, in the interface's places; the screen if it isn't a part of it.
+CGRect recordedRectOnScreen(const CaptureSources& sources, const CGRect& screenFrame) {
+    const CGRect unknown;
+    const CGRect recorded = recordedRect(sources, unknown);
+    if (recorded == unknown) return screenFrame;
+    const QRect rect = interfaceRect(recorded, sources.availableDisplays());
+    return {{static_cast<double>(rect.x()), static_cast<double>(rect.y())},
+            {static_cast<double>(rect.width()), static_cast<double>(rect.height())}};
+}
+
 /// Slow at both ends, as windows fade.
 QEasingCurve easeInEaseOut() {
     QEasingCurve curve(QEasingCurve::BezierSpline);
@@ -99,7 +109,8 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
         if (app_.recordingFlow().isRecordingMenuBarVisible()) showCapsule();
     });
     connect(&noticeModel_, &SetupNoticeModel::changed, this, &CapturePanels::syncNotice);
-    connect(qApp, &QGuiApplication::screenAdded, this, &CapturePanels::screensChanged);
+    connect(qApp, &QGuiApplication::screenAdded, this, &CapturePanels::followScreen);
+    for (QScreen* screen : QGuiApplication::screens()) followScreen(screen);
     connect(qApp, &QGuiApplication::screenRemoved, this, &CapturePanels::screensChanged);
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &CapturePanels::screensChanged);
 }
@@ -136,7 +147,9 @@ void CapturePanels::showDockBar() {
         });
         connect(dockBarPanel_.get(), &QWindow::widthChanged, this, [this] {
             // Labels change with the devices; the bar's middle stays where it is.
-            if (dockBarPanel_ && !dockBarPanel_->isVisible()) placeDockBar();
+            const int grown = dockBarPanel_->width() - dockBarWidth_;
+            dockBarWidth_ = dockBarPanel_->width();
+            dockBarPanel_->setX(dockBarPanel_->x() - grown / 2);
         });
         dockBarPanel_->setTitle("Varnelle Dock");
         makeOverlays();
@@ -164,14 +177,19 @@ std::optional<std::string> CapturePanels::dockBarScreenName() const {
 }
 
 void CapturePanels::activateDockBar() {
-    if (!dockBarPanel_ || !dockBarPanel_->isVisible()) return;
-    dockBarPanel_->setTakesKeyboard(true);
-    dockBarPanel_->requestActivate();
+    // The card has the more urgent question, or stands in the bar's place.
+    for (PanelWindow* panel : {noticePanel_.get(), dockBarPanel_.get()}) {
+        if (panel == nullptr || !panel->isVisible()) continue;
+        panel->setTakesKeyboard(true);
+        panel->requestActivate();
+        return;
+    }
 }
 
 void CapturePanels::placeDockBar() {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (screen == nullptr) return;
+    dockBarWidth_ = dockBarPanel_->width();
     dockBarPanel_->setPosition(rounded(dockBarFrame(placeOf(*screen), sizeOf(*dockBarPanel_))).topLeft());
 }
 
@@ -179,14 +197,22 @@ void CapturePanels::dockBarMoved() {
     if (dockBarPanel_ && dockBarPanel_->isVisible()) dockBarModel_.dockBarScreenChanged();
 }
 
+void CapturePanels::followScreen(QScreen* screen) {
+    connect(screen, &QScreen::availableGeometryChanged, this, &CapturePanels::screensChanged);
+    screensChanged();
+}
+
 void CapturePanels::screensChanged() {
     if (dockBarPanel_ && dockBarPanel_->isVisible()) placeDockBar();
+    if (capsulePanel_ && capsulePanel_->isVisible()) showCapsule();
+    syncNotice();
     syncOverlay();
 }
 
 void CapturePanels::showDockPointer() {
     const QScreen* screen = QGuiApplication::primaryScreen();
-    if (dockPointerPanel_ || screen == nullptr) return;
+    const bool isBarThere = dockBarPanel_ && dockBarPanel_->isVisible();
+    if (dockPointerPanel_ || screen == nullptr || !isBarThere) return;
     dockPointerPanel_ = makePanel("DockPointerView", {}, PanelWindow::Size::followsContent,
                                   {.level = PanelLevel::floating}, PanelWindow::Clicks::passedThrough);
     const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
@@ -212,13 +238,21 @@ void CapturePanels::syncNotice() {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (!noticeModel_.isShown() || screen == nullptr) {
         // One of its own buttons may have brought this about.
-        if (noticePanel_) noticePanel_.release()->deleteLater();
+        if (noticePanel_) {
+            noticePanel_->hide();
+            noticePanel_.release()->deleteLater();
+            activateDockBar();
+        }
         return;
     }
     if (!noticePanel_) {
         noticePanel_ = makePanel("SetupNoticeView", {{"model", QVariant::fromValue(&noticeModel_)}},
                                  PanelWindow::Size::followsContent, {.level = PanelLevel::floating});
         noticePanel_->setTitle("Varnelle Notice");
+        connect(noticePanel_.get(), &QWindow::activeChanged, noticePanel_.get(),
+                [panel = noticePanel_.get()] {
+                    if (!panel->isActive()) panel->setTakesKeyboard(false);
+                });
     }
     noticePanel_->setPosition(rounded(noticeFrame(placeOf(*screen), sizeOf(*noticePanel_))).topLeft());
     noticePanel_->show();
@@ -297,7 +331,7 @@ void CapturePanels::syncCameraPreview() {
         recordingPreviewPanel_->setTitle("Varnelle Camera");
         recordingPreviewPanel_->rootObject()->findChild<CameraPreviewItem*>()->setHub(cameras_);
         const CGRect screenFrame = place ? place->frame : CGRect{};
-        const CGRect recorded = recordedRect(app_.captureSources(), screenFrame);
+        const CGRect recorded = recordedRectOnScreen(app_.captureSources(), screenFrame);
         recordingPreviewPanel_->setGeometry(rounded(cameraPreviewFrame(recorded, place, layout)));
     } else {
         const double side = cameraPreviewSide(place, layout);
@@ -307,6 +341,7 @@ void CapturePanels::syncCameraPreview() {
     root->setProperty("cornerRadiusRatio", cornerRadiusRatio(layout));
     root->setProperty("isMirrored", layout.isMirrored);
     root->setOpacity(1);
+    if (recordingPreviewPanel_->isVisible()) return;
     recordingPreviewPanel_->show();
     recordingPreviewPanel_->raise();
 }

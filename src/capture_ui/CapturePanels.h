@@ -63,6 +63,7 @@ private:
     [[nodiscard]] bool wantsCameraPreview() const;
     void showCapsule();
     void recordingStateChanged();
+    void followScreen(QScreen* screen);
     void screensChanged();
     /// The screen of the selected display, else the primary one; null only while the desktop has none.
     [[nodiscard]] QScreen* panelScreen() const;
@@ -83,6 +84,7 @@ private:
     SetupNoticeModel noticeModel_;
 
     std::unique_ptr<PanelWindow> dockBarPanel_;
+    int dockBarWidth_ = 0;
     std::unique_ptr<PanelWindow> dockPointerPanel_;
     std::unique_ptr<PanelWindow> noticePanel_;
     /// One for each `SourceOverlay`, made before the bar is shown, so that a press brings its overlay at

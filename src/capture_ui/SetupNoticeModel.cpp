@@ -13,10 +13,13 @@ namespace varnelle {
 SetupNoticeModel::SetupNoticeModel(AppState& app, AppWindows& windows, std::optional<std::string> obstacle)
     : app_(app), windows_(windows), obstacle_(std::move(obstacle)) {
     connect(&app, &AppState::modeChanged, this, &SetupNoticeModel::changed);
+    connect(&app.recordingFlow(), &RecordingFlow::recordingStateChanged, this, &SetupNoticeModel::changed);
 }
 
 bool SetupNoticeModel::isShown() const {
-    return app_.mode() == AppMode::setup && (obstacle_ || !sessions_.empty());
+    const bool isSettingUp =
+        app_.mode() == AppMode::setup && app_.recordingFlow().recordingState() == RecordingState::idle;
+    return isSettingUp && (obstacle_ || !sessions_.empty());
 }
 
 QString SetupNoticeModel::title() const {
@@ -58,7 +61,7 @@ QCoro::Task<> SetupNoticeModel::findSessions() {
 void SetupNoticeModel::pressMain() {
     if (obstacle_) {
         windows_.chooseProject();
-    } else if (!sessions_.empty() && app_.mode() == AppMode::setup) {
+    } else if (!sessions_.empty()) {
         const RecoverableSession session = sessions_.back();
         const bool isDeleting = isAskingForDeletion_;
         goOn();

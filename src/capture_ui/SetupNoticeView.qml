@@ -18,6 +18,7 @@ Item {
     Keys.onEscapePressed: if (model.canBeDismissed) {
         model.dismiss();
     }
+    focus: true
     implicitHeight: content.implicitHeight + 28 + 2 * outerPadding
     implicitWidth: 460 + 2 * outerPadding
 

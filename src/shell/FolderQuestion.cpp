@@ -7,13 +7,13 @@
 
 namespace varnelle {
 
-FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parent, const QString& title, const URL& start,
-                               OnChoice onChoice)
-    : onChoice_(std::move(onChoice)) {
+FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& title,
+                               const URL& start, OnChoice onChoice, QObject* parent)
+    : QObject(parent), onChoice_(std::move(onChoice)) {
     QQmlComponent component(&engine, QUrl("qrc:/qt/qml/Varnelle/Shell/FolderQuestionView.qml"));
     QObject* view = component.createWithInitialProperties(
         {{"title", title},
-         {"parentWindow", QVariant::fromValue(parent)},
+         {"parentWindow", QVariant::fromValue(parentWindow)},
          {"currentFolder", QUrl::fromLocalFile(QString::fromStdString(start.string()))}});
     if (view == nullptr) {
         logger(LogCategory::app).error("No question for a folder: {}", component.errorString().toStdString());

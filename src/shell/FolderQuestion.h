@@ -18,10 +18,10 @@ class FolderQuestion final : public QObject {
 public:
     using OnChoice = std::function<void(const std::optional<URL>&)>;
 
-    /// `parent` may be null. `onChoice` is called once, from the event loop: with the folder, or with nothing
-    /// if the question was cancelled or can't be asked.
-    FolderQuestion(QQmlEngine& engine, QWindow* parent, const QString& title, const URL& start,
-                   OnChoice onChoice);
+    /// `parentWindow` may be null. `onChoice` is called once, from the event loop: with the folder, or with
+    /// nothing if the question was cancelled or can't be asked.
+    FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& title, const URL& start,
+                   OnChoice onChoice, QObject* parent);
 
 private slots:
     void choose(const QUrl& folder);

@@ -1,5 +1,3 @@
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import Varnelle.Shell
 import Varnelle.Ui
@@ -33,46 +31,21 @@ Rectangle {
         onActivated: root.openProject()
     }
 
-    Loader {
+    RecordingActiveView {
         anchors.fill: parent
-        focus: true
-        sourceComponent: {
-            switch (root.model.content) {
-            case MainViewModel.Recording:
-                return recording;
-            case MainViewModel.Editor:
-                return editor;
-            case MainViewModel.ExportView:
-                return exportView;
-            default:
-                return null;
-            }
-        }
+        time: root.model.recordingTime
+        visible: root.model.content === MainViewModel.Recording
+
+        onStop: root.model.toggleRecording()
     }
-
-    Component {
-        id: recording
-
-        RecordingActiveView {
-            time: root.model.recordingTime
-
-            onStop: root.model.toggleRecording()
-        }
+    ProjectView {
+        anchors.fill: parent
+        model: root.model
+        visible: root.model.content === MainViewModel.Editor
     }
-
-    Component {
-        id: editor
-
-        ProjectView {
-            model: root.model
-        }
-    }
-
-    Component {
-        id: exportView
-
-        ExportProgressView {
-            model: root.model
-        }
+    ExportProgressView {
+        anchors.fill: parent
+        model: root.model
+        visible: root.model.content === MainViewModel.ExportView
     }
 }

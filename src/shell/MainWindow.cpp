@@ -27,6 +27,10 @@ MainWindow::MainWindow(QQmlEngine& engine, AppState& app, UserDefaults& defaults
     loadContent(*this, QUrl("qrc:/qt/qml/Varnelle/Shell/MainView.qml"), properties);
 }
 
+MainWindow::~MainWindow() {
+    if (isVisible()) saveFrame();
+}
+
 bool MainWindow::event(QEvent* event) {
     if (event->type() == QEvent::Close) {
         if (app_.mainWindowShouldClose()) return QQuickView::event(event);

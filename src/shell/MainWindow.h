@@ -15,6 +15,7 @@ class MainWindow final : public QQuickView {
 public:
     /// All must outlive the window. `properties` are the root item's.
     MainWindow(QQmlEngine& engine, AppState& app, UserDefaults& defaults, const QVariantMap& properties);
+    ~MainWindow() override;
 
 private:
     bool event(QEvent* event) override;

@@ -53,6 +53,8 @@ void ProgramWindows::attach(AppState& app) {
 }
 
 void ProgramWindows::detach() {
+    for (const QPointer<AlertWindow>& alert : alerts_) delete alert;
+    alerts_.clear();
     tray_.reset();
     mainWindow_.reset();
     permissionsWindow_.reset();
@@ -157,12 +159,18 @@ void ProgramWindows::ask(const ProjectAlert& alert, std::function<void(ProjectAl
                                              ProjectAlertAnswer::cancel};
         onAnswer(kAnswers.at(static_cast<std::size_t>(button)));
     };
-    new AlertWindow(engine_, visibleMainWindow(), content, answer);
+    showAlert(content, answer);
 }
 
 void ProgramWindows::showError(const std::string& message) {
     const AlertContent content{.message = textOf(message), .informativeText = {}, .buttons = {tr("OK")}};
-    new AlertWindow(engine_, visibleMainWindow(), content, [](int) {});
+    showAlert(content, [](int) {});
+}
+
+/// It deletes itself when it has been answered.
+void ProgramWindows::showAlert(const AlertContent& content, const std::function<void(int)>& onAnswer) {
+    alerts_.emplace_back(new AlertWindow(engine_, visibleMainWindow(), content, onAnswer));
+    std::erase_if(alerts_, [](const QPointer<AlertWindow>& alert) { return alert.isNull(); });
 }
 
 void ProgramWindows::chooseProject() {
@@ -171,7 +179,7 @@ void ProgramWindows::chooseProject() {
         openCoordinator_.open({*folder});
     };
     new FolderQuestion(engine_, visibleMainWindow(), tr("Open a project"),
-                       homeDirectory().appending(kProjectFolderName), open);
+                       homeDirectory().appending(kProjectFolderName), open, this);
 }
 
 std::optional<URL> ProgramWindows::chooseExportDirectory(const URL& preferred) {
@@ -181,7 +189,8 @@ std::optional<URL> ProgramWindows::chooseExportDirectory(const URL& preferred) {
         choice = folder;
         waiting.quit();
     };
-    new FolderQuestion(engine_, visibleMainWindow(), tr("Choose a folder for exports"), preferred, take);
+    new FolderQuestion(engine_, visibleMainWindow(), tr("Choose a folder for exports"), preferred, take,
+                       this);
     waiting.exec();
     return choice;
 }

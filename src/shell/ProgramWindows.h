@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QPointer>
 #include <QQmlEngine>
 #include <memory>
+#include <vector>
 
 #include "app/AppWindows.h"
 #include "app/CheckForUpdatesViewModel.h"
@@ -14,7 +16,9 @@
 
 namespace varnelle {
 
+class AlertWindow;
 class MainViewModel;
+struct AlertContent;
 class MainWindow;
 class PermissionsWindow;
 class ProjectOpenCoordinator;
@@ -65,6 +69,7 @@ public slots:
 
 private:
     void permissionsGranted();
+    void showAlert(const AlertContent& content, const std::function<void(int)>& onAnswer);
     [[nodiscard]] QWindow* visibleMainWindow() const;
 
     QQmlEngine& engine_;
@@ -80,6 +85,7 @@ private:
     PermissionsModel permissionsModel_;
     std::unique_ptr<PermissionsWindow> permissionsWindow_;
     std::unique_ptr<TrayItem> tray_;
+    std::vector<QPointer<AlertWindow>> alerts_;
 };
 
 }  // namespace varnelle

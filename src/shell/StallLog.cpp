@@ -34,11 +34,14 @@ bool isDrawing(const QObject& receiver, const QEvent& event) {
 
 StallLoggingApplication::StallLoggingApplication(int& argc, char** argv, const std::string& path)
     : QGuiApplication(argc, argv) {
-    if (!path.empty()) file_.open(path, std::ios::app);
+    if (path.empty()) return;
+    file_.open(path, std::ios::app);
+    file_ << "milliseconds receiver event" << std::endl;
 }
 
 bool StallLoggingApplication::notify(QObject* receiver, QEvent* event) {
-    if (!file_.is_open() || depth_ > 0 || isDrawing(*receiver, *event)) return QGuiApplication::notify(receiver, event);
+    if (!file_.is_open() || depth_ > 0 || isDrawing(*receiver, *event))
+        return QGuiApplication::notify(receiver, event);
     const char* receiverClass = receiver->metaObject()->className();  // it may be gone afterwards
     const int type = event->type();
     const double wallBefore = now(CLOCK_MONOTONIC);

@@ -13,8 +13,8 @@ class StallLoggingApplication final : public QGuiApplication {
 public:
     static constexpr std::chrono::milliseconds kLongest{8};
 
-    /// One line for each event that took longer than `kLongest` is written to the file `path`: milliseconds,
-    /// the receiver's class, the event's number. Empty writes nothing and measures nothing.
+    /// A heading and one line for each event that took longer than `kLongest` are written to the file `path`:
+    /// milliseconds, the receiver's class, the event's number. Empty writes nothing and measures nothing.
     StallLoggingApplication(int& argc, char** argv, const std::string& path);
 
     bool notify(QObject* receiver, QEvent* event) override;

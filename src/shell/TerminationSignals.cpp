@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <utility>
@@ -16,8 +17,10 @@ constexpr std::array kSignals{SIGTERM, SIGINT, SIGHUP};
 volatile std::sig_atomic_t signalDescriptor = -1;
 
 void handle(int) {
+    const int interruptedError = errno;
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(signalDescriptor, &one, sizeof one);
+    errno = interruptedError;
 }
 
 }  // namespace

@@ -32,7 +32,11 @@ void PopupMenu::setModel(MenuModel* model) {
 void PopupMenu::open(QQuickItem* anchor) {
     if (isOpen() || model_ == nullptr || anchor == nullptr || anchor->window() == nullptr) return;
     window_ = std::make_unique<QQuickView>(qmlEngine(this), nullptr);
-    window_->setFlags(Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
+    // No window manager has a say in a menu. It isn't of the type "popup", which assistive programs aren't
+    // told of.
+    window_->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
+                      Qt::NoDropShadowWindowHint);
+    window_->setTitle("Varnelle Menu");
     window_->setColor(Qt::transparent);
     window_->setTransientParent(anchor->window());
     window_->setScreen(anchor->window()->screen());
@@ -41,6 +45,8 @@ void PopupMenu::open(QQuickItem* anchor) {
                 {{"model", QVariant::fromValue(model_.data())},
                  {"maximumHeight", window_->screen()->availableGeometry().height() / 2}});
     connect(window_->rootObject(), SIGNAL(closed()), this, SLOT(close()), Qt::QueuedConnection);
+    // A menu doesn't outlive what it belongs to.
+    connect(anchor->window(), &QWindow::visibleChanged, this, &PopupMenu::close);
     place(*anchor);
     window_->show();
     window_->setMouseGrabEnabled(true);
@@ -57,6 +63,7 @@ void PopupMenu::close() {
     qApp->removeEventFilter(this);
     window_->setKeyboardGrabEnabled(false);
     window_->setMouseGrabEnabled(false);
+    disconnect(window_->transientParent(), &QWindow::visibleChanged, this, &PopupMenu::close);
     window_->hide();
     window_.release()->deleteLater();  // it may be in the middle of an event
     emit isOpenChanged();

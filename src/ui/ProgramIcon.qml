@@ -14,7 +14,7 @@ Item {
         anchors.margins: -extent
         blur: root.width * 0.06
         cornerRadius: tile.radius
-        opacity: 0.35
+        opacity: 0.15
     }
 
     Rectangle {

@@ -47,16 +47,4 @@ QtObject {
     readonly property int quick: 120
     readonly property int normal: 200
     readonly property int calm: 280
-
-    // A spring with the given response (seconds of one undamped period) and damping fraction, as SpringAnimation
-    // takes it: force per distance and loss of speed.
-    function springConstant(response: real): real {
-        const angularFrequency = 2 * Math.PI / response;
-        // SpringAnimation moves in steps of 16 ms with the velocity in units of one second.
-        return angularFrequency * angularFrequency * 0.016;
-    }
-
-    function springDamping(response: real, dampingFraction: real): real {
-        return 2 * dampingFraction * 2 * Math.PI / response * 0.016;
-    }
 }

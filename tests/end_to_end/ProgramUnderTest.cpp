@@ -81,7 +81,13 @@ ProgramUnderTest::ProgramUnderTest(Desktop& desktop) : desktop_(desktop) {
 }
 
 ProgramUnderTest::~ProgramUnderTest() {
-    if (testing::Test::HasFailure()) std::fprintf(stderr, "The program printed:\n%s", output().c_str());
+    if (!testing::Test::HasFailure() || !program_) return;
+    std::fprintf(stderr, "The program printed:\n%sand showed:\n", output().c_str());
+    for (const AccessibleElement& shown : accessibleElements(processID())) {
+        if (!shown.isShowing) continue;
+        std::fprintf(stderr, "%s “%s” at %d, %d, %d by %d\n", shown.role.c_str(), shown.name.c_str(), shown.x,
+                     shown.y, shown.width, shown.height);
+    }
 }
 
 std::vector<std::string> ProgramUnderTest::environment() const {
@@ -99,7 +105,7 @@ std::vector<std::string> ProgramUnderTest::environment() const {
 
 void ProgramUnderTest::start(const std::vector<std::string>& arguments,
                              const std::vector<std::string>& further) {
-    std::vector<std::string> command{VARNELLE_PROGRAM};
+    std::vector<std::string> command{"/bin/sh", "-c", "exec \"$@\" 2>&1", "sh", VARNELLE_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<std::string> all = environment();
     all.insert(all.end(), further.begin(), further.end());
@@ -108,7 +114,7 @@ void ProgramUnderTest::start(const std::vector<std::string>& arguments,
 }
 
 int ProgramUnderTest::startSecond(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command{VARNELLE_PROGRAM};
+    std::vector<std::string> command{"/bin/sh", "-c", "exec \"$@\" 2>&1", "sh", VARNELLE_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
     const OutputFile file(directory_.file("output"));
     ChildProcess second(command, environment(), -1, file.get());
@@ -178,7 +184,10 @@ std::vector<URL> ProgramUnderTest::packages() const {
 std::vector<double> ProgramUnderTest::stalls() const {
     std::ifstream file(directory_.file("stalls").path());
     std::vector<double> stalls;
-    for (std::string line; std::getline(file, line);) stalls.push_back(std::stod(line));
+    std::string line;
+    std::getline(file, line);
+    EXPECT_EQ(line, "milliseconds receiver event");
+    while (std::getline(file, line)) stalls.push_back(std::stod(line));
     return stalls;
 }
 

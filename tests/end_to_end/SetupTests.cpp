@@ -59,7 +59,16 @@ protected:
             ASSERT_TRUE(program().shows("Accessibility, ENABLED"));
             program().click("Continue to Varnelle →");
         }
-        ASSERT_TRUE(program().shows("Recording setup"));
+        ASSERT_TRUE(hasKeyboard("Varnelle Dock"));
+    }
+    /// Waits until a window of the program is the active one, and so really on the screen.
+    [[nodiscard]] bool hasKeyboard(const std::string& window) {
+        return test::waitUntil(
+            [&] {
+                const auto found = test::shownElement(program().processID(), window);
+                return found && found->isActive;
+            },
+            30s);
     }
 
     /// Ends what records and waits until the project of it is open.
@@ -129,10 +138,11 @@ TEST_F(SetupTest, RecordsAnAreaThatWasDrawnMovedAndResized) {
     desktop().drag(40, 40, 440, 340);
     ASSERT_TRUE(program().shows("400 × 300"));
     desktop().drag(100, 100, 150, 120);
+    const auto middle = [&](const char* label) { return program().element(label).midX(); };
+    ASSERT_TRUE(test::waitUntil([&] { return std::abs(middle("400 × 300") - (90 + 200)) < 2; }, 30s));
     desktop().drag(490, 360, 530, 400);
     ASSERT_TRUE(program().shows("440 × 340"));
-    const AccessibleElement label = program().element("440 × 340");
-    EXPECT_NEAR(label.midX(), 90 + 220, 2);
+    EXPECT_NEAR(middle("440 × 340"), 90 + 220, 1);
     program().click("Start recording");
     ASSERT_TRUE(program().shows("Stop Recording"));
     std::this_thread::sleep_for(600ms);
@@ -203,7 +213,7 @@ TEST_F(SetupTest, HandsFilesToTheInstanceThatRuns) {
     program().click("OK");
     ASSERT_TRUE(program().shows("Recording setup"));
     EXPECT_EQ(program().startSecond({}), 0);
-    EXPECT_TRUE(program().shows("Recording setup"));
+    EXPECT_TRUE(hasKeyboard("Varnelle Dock"));
 }
 
 TEST_F(SetupTest, OffersWhatAKilledRecorderLeft) {
@@ -213,7 +223,7 @@ TEST_F(SetupTest, OffersWhatAKilledRecorderLeft) {
     std::this_thread::sleep_for(2s);  // some of it is on the disk
     program().sendSignal(SIGKILL);
     ASSERT_TRUE(program().hasEnded());
-    startsAtTheDockBar();
+    program().start();
     ASSERT_TRUE(program().shows("A recording wasn't finished"));
     program().click("Delete");
     ASSERT_TRUE(program().shows("Delete this recording for good?"));

@@ -1,12 +1,12 @@
 #include "end_to_end/TrayHost.h"
 
-#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
 #include <QObject>
-#include <cstdlib>
+#include <mutex>
+
+#include "support/Waiting.h"
 
 namespace varnelle::test {
 
@@ -27,28 +27,42 @@ public:
     [[nodiscard]] static bool hasHost() { return true; }
     [[nodiscard]] static int protocolVersion() { return 0; }
 
+    /// The service of the item; empty until one has come.
+    [[nodiscard]] QString item() const {
+        const std::lock_guard lock(mutex_);
+        return item_;
+    }
+
     QDBusConnection bus;
-    QString item;
 
 public slots:
     void RegisterStatusNotifierItem(const QString& service) {
-        item = service.startsWith('/') ? message().service() : service;
+        const std::lock_guard lock(mutex_);
+        item_ = service.startsWith('/') ? message().service() : service;
     }
+
+private:
+    mutable std::mutex mutex_;
+    QString item_;  // guarded by mutex_
 };
 
-TrayHost::TrayHost() : watcher_(std::make_unique<Watcher>()) {}
+/// The watcher answers from a thread of its own, whatever the test waits for.
+TrayHost::TrayHost() : watcher_(std::make_unique<Watcher>()) {
+    watcher_->moveToThread(&thread_);
+    thread_.start();
+}
 
-TrayHost::~TrayHost() = default;
+TrayHost::~TrayHost() {
+    thread_.quit();
+    thread_.wait();
+}
 
 bool TrayHost::activateItem() const {
-    const QDeadlineTimer deadline(30'000);
-    while (watcher_->item.isEmpty() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    }
-    QDBusMessage call = QDBusMessage::createMethodCall(watcher_->item, "/StatusNotifierItem",
+    if (!waitUntil([this] { return !watcher_->item().isEmpty(); }, std::chrono::seconds(30))) return false;
+    QDBusMessage call = QDBusMessage::createMethodCall(watcher_->item(), "/StatusNotifierItem",
                                                        "org.kde.StatusNotifierItem", "Activate");
     call << 0 << 0;
-    return !watcher_->item.isEmpty() && watcher_->bus.call(call).type() == QDBusMessage::ReplyMessage;
+    return watcher_->bus.call(call).type() == QDBusMessage::ReplyMessage;
 }
 
 }  // namespace varnelle::test

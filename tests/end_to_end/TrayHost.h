@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QThread>
 #include <memory>
 
 namespace varnelle::test {
@@ -17,6 +18,7 @@ public:
 private:
     class Watcher;
     std::unique_ptr<Watcher> watcher_;
+    QThread thread_;
 };
 
 }  // namespace varnelle::test

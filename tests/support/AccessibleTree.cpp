@@ -37,6 +37,7 @@ void collect(AtspiAccessible* object, std::vector<AccessibleElement>& elements) 
         element.isFocused = has(ATSPI_STATE_FOCUSED);
         element.isEnabled = has(ATSPI_STATE_ENABLED);
         element.isChecked = has(ATSPI_STATE_CHECKED);
+        element.isActive = has(ATSPI_STATE_ACTIVE);
     }
     if (const Ref<AtspiComponent> component{atspi_accessible_get_component_iface(object)}) {
         const std::unique_ptr<AtspiRect, Free> place(
