@@ -41,5 +41,6 @@ std::vector<NamedRow> editingRows();
 std::vector<NamedRow> exportRows();
 std::vector<NamedRow> savingRows();
 std::vector<NamedRow> recordingRows();
+std::vector<NamedRow> startRows();
 
 }  // namespace varnelle::bench
