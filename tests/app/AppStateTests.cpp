@@ -561,6 +561,35 @@ TEST_F(AppStateTest, QuitsOnlyWhenTheRecordingIsAProject) {
     EXPECT_EQ(windows.terminationReply, true);
 }
 
+TEST_F(AppStateTest, NothingOpensWhileARecordingIsOnItsWay) {
+    desktop.onStart = [this] {
+        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+    };
+    launches();
+    await(app->refreshCaptureSources());
+    app->captureSources().setCameraEnabled(false);
+    app->captureSources().setSystemAudioEnabled(false);
+    makeSession(session("Stray"));
+    const RecoverableSession stray{test::sessionIn(session("Stray")), timeFromSeconds(1), 0};
+    const auto comesInBetween = [&] {
+        app->recoverSession(stray);
+        await(app->openFiles({package("Talk")}));
+        app->finishPermissions();
+        QCoreApplication::processEvents();
+    };
+    QCoro::Task<> starting = app->startRecording();
+    comesInBetween();
+    await(std::move(starting));
+    comesInBetween();
+    EXPECT_EQ(app->mode(), AppMode::recording);
+    EXPECT_FALSE(app->isDockBarVisible());
+    EXPECT_FALSE(app->currentProject().has_value());
+    EXPECT_TRUE(windows.errors.empty());
+    await(app->stopRecording());
+    ASSERT_TRUE(app->currentProject().has_value());
+    EXPECT_NE(app->currentProject()->recordingSession.directoryURL, session("Stray"));
+}
+
 TEST_F(AppStateTest, ChecksForUpdatesAtTheStartAndWhenAsked) {
     launches();
     EXPECT_TRUE(updater.isAutomatic);
