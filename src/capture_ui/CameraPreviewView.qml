@@ -1,7 +1,6 @@
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import Varnelle.CaptureUi
+import Varnelle.Ui
 
 // The camera's picture, floating; dragged anywhere by itself.
 Item {
@@ -19,11 +18,6 @@ Item {
         anchors.fill: parent
     }
 
-    DragHandler {
-        target: null
-
-        onActiveChanged: if (active) {
-            root.Window.window.startSystemMove();
-        }
+    WindowDrag {
     }
 }

@@ -190,7 +190,7 @@ void CapturePanels::placeDockBar() {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (screen == nullptr) return;
     dockBarWidth_ = dockBarPanel_->width();
-    dockBarPanel_->setPosition(rounded(dockBarFrame(placeOf(*screen), sizeOf(*dockBarPanel_))).topLeft());
+    dockBarPanel_->placeAt(rounded(dockBarFrame(placeOf(*screen), sizeOf(*dockBarPanel_))).topLeft());
 }
 
 void CapturePanels::dockBarMoved() {
@@ -216,7 +216,7 @@ void CapturePanels::showDockPointer() {
     dockPointerPanel_ = makePanel("DockPointerView", {}, PanelWindow::Size::followsContent,
                                   {.level = PanelLevel::floating}, PanelWindow::Clicks::passedThrough);
     const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
-    dockPointerPanel_->setPosition(rounded(frame).topLeft());
+    dockPointerPanel_->placeAt(rounded(frame).topLeft());
     if (!management_->isCompositing()) dockPointerPanel_->setBackdrop(pictureOfScreen(rounded(frame)));
     dockPointerPanel_->show();
     QTimer::singleShot(kPointerTime, dockPointerPanel_.get(), [this] {
@@ -254,7 +254,7 @@ void CapturePanels::syncNotice() {
                     if (!panel->isActive()) panel->setTakesKeyboard(false);
                 });
     }
-    noticePanel_->setPosition(rounded(noticeFrame(placeOf(*screen), sizeOf(*noticePanel_))).topLeft());
+    noticePanel_->placeAt(rounded(noticeFrame(placeOf(*screen), sizeOf(*noticePanel_))).topLeft());
     noticePanel_->show();
 }
 
@@ -367,7 +367,7 @@ void CapturePanels::showCapsule() {
     if (const QScreen* screen = panelScreen()) {
         const CGRect frame = capsuleFrame(placeOf(*screen));
         const QSize grown = (capsulePanel_->size() - rounded(frame).size()) / 2;
-        capsulePanel_->setPosition(rounded(frame).topLeft() - QPoint(grown.width(), grown.height()));
+        capsulePanel_->placeAt(rounded(frame).topLeft() - QPoint(grown.width(), grown.height()));
     }
     capsulePanel_->rootObject()->setOpacity(1);
     capsulePanel_->show();

@@ -90,12 +90,7 @@ Item {
             }
         }
 
-        DragHandler {
-            target: null
-
-            onActiveChanged: if (active) {
-                root.Window.window.startSystemMove();
-            }
+        WindowDrag {
         }
 
         RowLayout {

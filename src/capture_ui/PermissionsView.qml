@@ -16,12 +16,7 @@ Rectangle {
     implicitHeight: content.implicitHeight + 64
     implicitWidth: 470
 
-    DragHandler {
-        target: null
-
-        onActiveChanged: if (active) {
-            root.Window.window.startSystemMove();
-        }
+    WindowDrag {
     }
 
     ColumnLayout {

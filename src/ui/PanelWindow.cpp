@@ -4,6 +4,7 @@
 #include <QQmlError>
 #include <QQuickItem>
 #include <QRegion>
+#include <utility>
 
 #include "foundation/Log.h"
 
@@ -33,6 +34,20 @@ void PanelWindow::setTakesKeyboard(bool takesKeyboard) {
     behaviour_.takesKeyboardWhenClicked = takesKeyboard;
     setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard);
     management_.applyPanelBehaviour(winId(), behaviour_);
+}
+
+void PanelWindow::placeAt(QPoint corner) {
+    if (!isExposed()) unconfirmedCorner_ = corner;
+    setPosition(corner);
+}
+
+/// The desktop's report of a new window's first place may come after it has been given another, which the
+/// toolkit then takes it to have lost.
+void PanelWindow::exposeEvent(QExposeEvent* event) {
+    QQuickView::exposeEvent(event);
+    if (!isExposed() || !unconfirmedCorner_) return;
+    const QPoint corner = *std::exchange(unconfirmedCorner_, std::nullopt);
+    if (position() != corner) setPosition(corner);
 }
 
 void PanelWindow::setBackdrop(const QImage& picture) {

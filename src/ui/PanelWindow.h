@@ -6,6 +6,7 @@
 #include <QQuickView>
 #include <QUrl>
 #include <QVariantMap>
+#include <optional>
 
 #include "platform/WindowManagement.h"
 #include "ui/PictureItem.h"
@@ -30,6 +31,8 @@ public:
                 const QVariantMap& properties, Size size, const PanelBehaviour& behaviour,
                 Clicks clicks = Clicks::taken);
 
+    /// Puts its corner there, in the interface's places.
+    void placeAt(QPoint corner);
     /// Whether showing it, or a click, gives it the keyboard.
     void setTakesKeyboard(bool takesKeyboard);
     /// Shows a picture behind the content, for a desktop on which what is transparent would be black.
@@ -39,10 +42,12 @@ public:
 
 private:
     void resizeEvent(QResizeEvent* event) override;
+    void exposeEvent(QExposeEvent* event) override;
     void cutToShape();
 
     WindowManagement& management_;
     QPointer<PictureItem> backdrop_;
+    std::optional<QPoint> unconfirmedCorner_;  ///< until it is on the screen
     PanelBehaviour behaviour_;
 };
 

@@ -67,9 +67,10 @@ void Desktop::click(int x, int y) {
 void Desktop::drag(int fromX, int fromY, int toX, int toY) {
     pointer.moveTo(fromX, fromY);
     pointer.setButton(1, true);
-    // Toolkits take no gesture from a single jump.
+    // As a hand moves: window managers that are asked to move a window take the pointer over on the way.
     for (int step = 1; step <= 10; ++step) {
         pointer.moveTo(fromX + (toX - fromX) * step / 10, fromY + (toY - fromY) * step / 10);
+        std::this_thread::sleep_for(20ms);
     }
     pointer.setButton(1, false);
 }

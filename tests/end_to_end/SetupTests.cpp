@@ -10,6 +10,7 @@
 #include "media/FrameSource.h"
 #include "media/MediaAsset.h"
 #include "model/ProjectPackage.h"
+#include "support/PipeWireFeeders.h"
 #include "support/Waiting.h"
 
 namespace varnelle {
@@ -29,6 +30,11 @@ constexpr std::uint32_t kSpace = 0x20;
 constexpr std::uint32_t kControl = 0xffe3;
 constexpr std::uint32_t kAlternate = 0xffe9;
 constexpr int kCell = 40;
+#ifdef __SANITIZE_ADDRESS__
+constexpr double kLongestStallMilliseconds = 400;
+#else
+constexpr double kLongestStallMilliseconds = 100;
+#endif
 
 /// Where the accessibility service is and how it is asked to be on, by the program's own permission.
 class SetupTest : public testing::Test {
@@ -176,6 +182,27 @@ TEST_F(SetupTest, RecordsAWindowAndEndsByTheTray) {
     EXPECT_NEAR(frame.height(), 300, 60) << "with its decoration";
 }
 
+TEST_F(SetupTest, ShowsTheCameraThatItRecords) {
+    const test::VirtualCamera camera(desktop().sound.remoteName(), "test-camera", "Desk Camera",
+                                     {{test::VirtualCamera::Layout::nv12, 640, 480, 30}});
+    startsAtTheDockBar();
+    ASSERT_TRUE(program().shows("Camera: Desk Camera"));
+    const AccessibleElement preview = program().element("Camera preview");
+    EXPECT_EQ(preview.width, 192) << "a fraction of the screen's width";
+    desktop().drag(preview.midX(), preview.midY(), preview.midX() + 300, preview.midY() - 200);
+    // A window manager decides where exactly, as it takes the window over after the first bit of the way.
+    const auto hasMoved = [&] {
+        return std::abs(program().element("Camera preview").x - preview.x - 300) < 40;
+    };
+    ASSERT_TRUE(test::waitUntil(hasMoved, 30s));
+    desktop().keys.type('r', {kControl});
+    ASSERT_TRUE(program().shows("Stop Recording"));
+    EXPECT_TRUE(hasMoved()) << "it keeps its place";
+    program().click("Stop Recording");
+    landsInTheEditor();
+    EXPECT_TRUE(program().sessions().front().appending("camera.mov").exists());
+}
+
 TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
     startsAtTheDockBar();
     desktop().keys.type('r', {kControl});
@@ -261,8 +288,8 @@ TEST_F(SetupTest, NothingHoldsUpTheSetup) {
     ASSERT_TRUE(program().shows("Stop Recording"));
     std::vector<double> stalls = program().stalls();
     stalls.erase(stalls.begin(), stalls.begin() + static_cast<std::ptrdiff_t>(atStart));
-    // The aim is 8 ms; what a machine that does other work takes for the same is several times that.
-    EXPECT_THAT(stalls, testing::Each(testing::Lt(100.0)));
+    // The aim is 8 ms; a machine that does other work takes several times that for the same.
+    EXPECT_THAT(stalls, testing::Each(testing::Lt(kLongestStallMilliseconds)));
     program().click("Stop Recording");
     landsInTheEditor();
 }
