@@ -75,7 +75,7 @@ TEST_F(DockBarViewTest, AMenuIsOpenedUsedAndLeftWithKeys) {
     launches();
     const auto openMenu = []() -> QWindow* {
         for (QWindow* window : QGuiApplication::topLevelWindows()) {
-            if (window->type() == Qt::Popup && window->isVisible()) return window;
+            if (window->title() == "Varnelle Menu" && window->isVisible()) return window;
         }
         return nullptr;
     };
