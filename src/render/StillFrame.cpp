@@ -47,7 +47,7 @@ Bitmap renderStillFrame(const Project& project, double seconds) {
     const CGSize sourceSize{static_cast<double>(screen->width()), static_cast<double>(screen->height())};
     VideoRenderContext context(result.renderSize);
     // The plan is made for whole pixels, as the painter needs it.
-    const Bitmap output(static_cast<int>(context.size().width), static_cast<int>(context.size().height));
+    Bitmap output(static_cast<int>(context.size().width), static_cast<int>(context.size().height));
     FramePainter painter;
     const FramePlan plan = planFrame(*instruction, time, sourceSize, context.size(), camera.has_value());
     painter.paint(plan, *screen, camera.value_or(VideoFrame()), output.view());
