@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "app/AppState.h"
@@ -26,11 +25,6 @@ namespace {
 
 using namespace varnelle;
 
-std::string environmentValue(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
 std::vector<URL> filesOf(int argc, char** argv) {
     std::vector<URL> files;
     for (int index = 1; index < argc; ++index) files.emplace_back(std::filesystem::absolute(argv[index]));
@@ -49,7 +43,7 @@ int main(int argc, char** argv) {
     QGuiApplication::setApplicationName("Varnelle");
     QGuiApplication::setDesktopFileName("com.varnelle.Varnelle");
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    StallLoggingApplication application(argc, argv, environmentValue("VARNELLE_STALL_LOG"));
+    StallLoggingApplication application(argc, argv, qEnvironmentVariable("VARNELLE_STALL_LOG").toStdString());
 
     const std::vector<URL> files = filesOf(argc, argv);
     ApplicationService service(files);

@@ -25,12 +25,6 @@ CGSize sizeOf(const QQuickView& view) {
     return {static_cast<double>(size.width()), static_cast<double>(size.height())};
 }
 
-CGRect frameOf(const QWindow& window) {
-    const QRect frame = window.geometry();
-    return {{static_cast<double>(frame.x()), static_cast<double>(frame.y())},
-            {static_cast<double>(frame.width()), static_cast<double>(frame.height())}};
-}
-
 const char* viewOf(SourceOverlay overlay) {
     switch (overlay) {
         case SourceOverlay::displayHighlight:
@@ -56,9 +50,7 @@ CGRect recordedRectOnScreen(const CaptureSources& sources, const CGRect& screenF
     const CGRect unknown;
     const CGRect recorded = recordedRect(sources, unknown);
     if (recorded == unknown) return screenFrame;
-    const QRect rect = interfaceRect(recorded, sources.availableDisplays());
-    return {{static_cast<double>(rect.x()), static_cast<double>(rect.y())},
-            {static_cast<double>(rect.width()), static_cast<double>(rect.height())}};
+    return rectOf(interfaceRect(recorded, sources.availableDisplays()));
 }
 
 /// Slow at both ends, as windows fade.
@@ -335,7 +327,8 @@ void CapturePanels::syncCameraPreview() {
         recordingPreviewPanel_->setGeometry(rounded(cameraPreviewFrame(recorded, place, layout)));
     } else {
         const double side = cameraPreviewSide(place, layout);
-        recordingPreviewPanel_->setGeometry(rounded(withSide(frameOf(*recordingPreviewPanel_), side)));
+        recordingPreviewPanel_->setGeometry(
+            rounded(withSide(rectOf(recordingPreviewPanel_->geometry()), side)));
     }
     QQuickItem* root = recordingPreviewPanel_->rootObject();
     root->setProperty("cornerRadiusRatio", cornerRadiusRatio(layout));

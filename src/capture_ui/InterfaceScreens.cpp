@@ -4,15 +4,6 @@
 #include <algorithm>
 
 namespace varnelle {
-namespace {
-
-CGRect rectOf(const QRect& rect) {
-    return {{static_cast<double>(rect.x()), static_cast<double>(rect.y())},
-            {static_cast<double>(rect.width()), static_cast<double>(rect.height())}};
-}
-
-}  // namespace
-
 QScreen* screenOf(const ShareableDisplay& display) {
     const QString name = QString::fromStdString(display.name);
     const QList<QScreen*> screens = QGuiApplication::screens();
@@ -40,6 +31,11 @@ ScreenPlace placeOf(const QScreen& screen) {
 
 QRect rounded(const CGRect& rect) {
     return QRectF(rect.minX(), rect.minY(), rect.width(), rect.height()).toRect();
+}
+
+CGRect rectOf(const QRect& rect) {
+    return {{static_cast<double>(rect.x()), static_cast<double>(rect.y())},
+            {static_cast<double>(rect.width()), static_cast<double>(rect.height())}};
 }
 
 }  // namespace varnelle

@@ -23,5 +23,6 @@ QRect interfaceRect(const CGRect& rect, const std::vector<ShareableDisplay>& dis
 /// A screen in the interface's own places.
 ScreenPlace placeOf(const QScreen& screen);
 QRect rounded(const CGRect& rect);
+CGRect rectOf(const QRect& rect);
 
 }  // namespace varnelle

@@ -10,10 +10,9 @@
 
 namespace varnelle {
 
-/// The program on the session bus, by the desktop entry specification's `org.freedesktop.Application`
-/// (https://specifications.freedesktop.org/desktop-entry-spec/latest/dbus.html): what makes it one running
-/// instance, and how file managers hand it files. Without a session bus each start is an instance of its own.
-/// Main thread.
+/// The program on the session bus, as `org.freedesktop.Application`: what makes it one running instance, and
+/// how file managers hand it files. The freedesktop.org project describes the interface under "D-Bus
+/// Activation". Without a session bus each start is an instance of its own. Main thread.
 class ApplicationService final : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")

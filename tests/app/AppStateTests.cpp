@@ -67,6 +67,16 @@ protected:
                                          AppState::Directories{home(), temporary()});
         QCoreApplication::sendPostedEvents();
     }
+    /// On a desktop whose screen delivers, with nothing else to wait for.
+    void launchesReadyToRecord() {
+        desktop.onStart = [this] {
+            desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+        };
+        launches();
+        await(app->refreshCaptureSources());
+        app->captureSources().setCameraEnabled(false);
+        app->captureSources().setSystemAudioEnabled(false);
+    }
     /// Records, and lands in the editor with an unsaved project.
     void records(const std::string& name) {
         makeSession(session(name));
@@ -504,13 +514,7 @@ TEST_F(AppStateTest, RecoversRecordingsThatWereNeverEndedOrSaved) {
 }
 
 TEST_F(AppStateTest, RecordsAndLandsInTheEditor) {
-    desktop.onStart = [this] {
-        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
-    };
-    launches();
-    await(app->refreshCaptureSources());
-    app->captureSources().setCameraEnabled(false);
-    app->captureSources().setSystemAudioEnabled(false);
+    launchesReadyToRecord();
     std::vector<RecordingState> states;
     QObject::connect(&app->recordingFlow(), &RecordingFlow::recordingStateChanged, &app->recordingFlow(),
                      [&] { states.push_back(app->recordingFlow().recordingState()); });
@@ -541,13 +545,7 @@ TEST_F(AppStateTest, RecordsAndLandsInTheEditor) {
 }
 
 TEST_F(AppStateTest, QuitsOnlyWhenTheRecordingIsAProject) {
-    desktop.onStart = [this] {
-        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
-    };
-    launches();
-    await(app->refreshCaptureSources());
-    app->captureSources().setCameraEnabled(false);
-    app->captureSources().setSystemAudioEnabled(false);
+    launchesReadyToRecord();
     QCoro::Task<> starting = app->startRecording();
     ASSERT_NE(app->recordingFlow().recordingState(), RecordingState::idle);
     EXPECT_EQ(app->applicationShouldTerminate(), TerminationReply::later);
@@ -562,13 +560,7 @@ TEST_F(AppStateTest, QuitsOnlyWhenTheRecordingIsAProject) {
 }
 
 TEST_F(AppStateTest, NothingOpensWhileARecordingIsOnItsWay) {
-    desktop.onStart = [this] {
-        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
-    };
-    launches();
-    await(app->refreshCaptureSources());
-    app->captureSources().setCameraEnabled(false);
-    app->captureSources().setSystemAudioEnabled(false);
+    launchesReadyToRecord();
     makeSession(session("Stray"));
     const RecoverableSession stray{test::sessionIn(session("Stray")), timeFromSeconds(1), 0};
     const auto comesInBetween = [&] {
