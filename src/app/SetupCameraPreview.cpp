@@ -1,7 +1,5 @@
 #include "app/SetupCameraPreview.h"
 
-#include <QCoro/QCoroTimer>
-#include <QPointer>
 #include <chrono>
 #include <utility>
 
@@ -21,7 +19,12 @@ void stop(const std::shared_ptr<CameraFeed>& camera) {
 }  // namespace
 
 SetupCameraPreview::SetupCameraPreview(CameraFactory makeCamera, WantedCamera wantedCamera)
-    : makeCamera_(std::move(makeCamera)), wantedCamera_(std::move(wantedCamera)) {}
+    : makeCamera_(std::move(makeCamera)), wantedCamera_(std::move(wantedCamera)) {
+    connect(&settingUp_, &QFutureWatcherBase::finished, this, &SetupCameraPreview::attemptEnded);
+    retryDelay_.setSingleShot(true);
+    retryDelay_.setInterval(kRetryDelay);
+    retryDelay_.callOnTimeout(this, &SetupCameraPreview::retry);
+}
 
 SetupCameraPreview::~SetupCameraPreview() {
     stop(setupCameraPreviewManager_);
@@ -35,53 +38,41 @@ void SetupCameraPreview::updateSetupCameraPreview() {
     }
     if (setupCameraPreviewManager_ && setupCameraPreviewCameraID_ == wanted) {
         emit cameraChanged();
-    } else if (pendingSetupCameraID_ != wanted) {
+    } else if (!pendingAttempt_ || pendingAttempt_->cameraID != *wanted) {
         startSetupCameraPreview(*wanted, true);
     }
 }
 
 void SetupCameraPreview::startSetupCameraPreview(const std::string& cameraID, bool allowRetry) {
-    const unsigned generation = ++setupCameraPreviewGeneration_;
+    abandonAttempt();
     dropCamera();
-    pendingSetupCameraID_ = cameraID;
-    attempt(cameraID, allowRetry, generation);
+    pendingAttempt_ = {cameraID, allowRetry};
+    settingUp_.setFuture(resultOn(queue_, [make = makeCamera_, cameraID] { return make(cameraID); }));
 }
 
 void SetupCameraPreview::cancel() {
-    ++setupCameraPreviewGeneration_;
-    pendingSetupCameraID_.reset();
+    abandonAttempt();
     dropCamera();
 }
 
 std::shared_ptr<CameraFeed> SetupCameraPreview::takeCamera() {
-    ++setupCameraPreviewGeneration_;
-    pendingSetupCameraID_.reset();
+    abandonAttempt();
     setupCameraPreviewCameraID_.reset();
     return std::exchange(setupCameraPreviewManager_, nullptr);
 }
 
-QCoro::Task<> SetupCameraPreview::attempt(std::string cameraID, bool allowRetry, unsigned generation) {
-    const QPointer<SetupCameraPreview> self = this;
-    const auto setUp = [make = makeCamera_, cameraID] { return make(cameraID); };
-    const QFuture<std::shared_ptr<CameraFeed>> settingUp = resultOn(queue_, setUp);
-    std::shared_ptr<CameraFeed> camera;
-    std::string failure;
+void SetupCameraPreview::attemptEnded() {
+    if (!pendingAttempt_) return;
+    const Attempt attempt = *std::exchange(pendingAttempt_, std::nullopt);
     try {
-        camera = co_await settingUp;
+        accept(settingUp_.future().takeResult(), attempt.cameraID);
     } catch (const std::exception& error) {
-        failure = error.what();
+        emit cameraChanged();
+        logger(LogCategory::app).error("Failed to start setup camera preview: {}", error.what());
+        if (!attempt.allowRetry) return;
+        retryCameraID_ = attempt.cameraID;
+        retryDelay_.start();
     }
-    if (!self || generation != setupCameraPreviewGeneration_) co_return;
-    pendingSetupCameraID_.reset();
-    if (camera) {
-        accept(std::move(camera), cameraID);
-        co_return;
-    }
-    emit cameraChanged();
-    logger(LogCategory::app).error("Failed to start setup camera preview: {}", failure);
-    if (!allowRetry) co_return;
-    const QCoro::Task<> retry = retryLater(cameraID, generation);
-    co_await retry;
 }
 
 void SetupCameraPreview::accept(std::shared_ptr<CameraFeed> camera, const std::string& cameraID) {
@@ -92,11 +83,15 @@ void SetupCameraPreview::accept(std::shared_ptr<CameraFeed> camera, const std::s
     emit cameraChanged();
 }
 
-QCoro::Task<> SetupCameraPreview::retryLater(std::string cameraID, unsigned generation) {
-    const QPointer<SetupCameraPreview> self = this;
-    co_await QCoro::sleepFor(kRetryDelay);
-    if (!self || generation != setupCameraPreviewGeneration_ || wantedCamera_() != cameraID) co_return;
-    startSetupCameraPreview(cameraID, false);
+void SetupCameraPreview::retry() {
+    if (wantedCamera_() == retryCameraID_) startSetupCameraPreview(retryCameraID_, false);
+}
+
+void SetupCameraPreview::abandonAttempt() {
+    pendingAttempt_.reset();
+    // The watcher would keep what it watches, and with it the camera, until the next attempt.
+    settingUp_.setFuture({});
+    retryDelay_.stop();
 }
 
 void SetupCameraPreview::dropCamera() {

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <QCoro/QCoroTask>
+#include <QFutureWatcher>
 #include <QObject>
+#include <QTimer>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -42,18 +43,26 @@ signals:
     void cameraChanged();
 
 private:
-    QCoro::Task<> attempt(std::string cameraID, bool allowRetry, unsigned generation);
+    /// A camera that is being set up, and whether a failure is worth a second try.
+    struct Attempt {
+        std::string cameraID;
+        bool allowRetry = false;
+    };
+    void attemptEnded();
     void accept(std::shared_ptr<CameraFeed> camera, const std::string& cameraID);
-    QCoro::Task<> retryLater(std::string cameraID, unsigned generation);
+    void retry();
+    void abandonAttempt();
     void dropCamera();
 
     const CameraFactory makeCamera_;
     const WantedCamera wantedCamera_;
     std::shared_ptr<CameraFeed> setupCameraPreviewManager_;
     std::optional<std::string> setupCameraPreviewCameraID_;
-    std::optional<std::string> pendingSetupCameraID_;
-    /// Counts attempts and cancellations: whoever finds another number than its own has been overtaken.
-    unsigned setupCameraPreviewGeneration_ = 0;
+    std::optional<Attempt> pendingAttempt_;
+    /// Watches the newest attempt; those that were overtaken end unheard.
+    QFutureWatcher<std::shared_ptr<CameraFeed>> settingUp_;
+    QTimer retryDelay_;
+    std::string retryCameraID_;  ///< what failed when the delay began
     ConcurrentQueue queue_{"com.varnelle.camera.setup", 2};
 };
 
