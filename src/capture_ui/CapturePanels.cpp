@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::chrono::seconds kPointerTime{6};
 constexpr std::chrono::milliseconds kPointerFade{800};
-/// Stops a recording whatever program has the keyboard.
-constexpr KeyChord kStopChord{.key = U'r', .hasControl = true, .hasAlternate = true};
 
 CGSize sizeOf(const QQuickView& view) {
     const QSize size = view.size();
@@ -89,7 +87,8 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
                     [](const ShareableDisplay& display) { return interfaceScreen(display); }),
       windowModel_(app.captureSources(), platform),
       indicatorModel_(app),
-      noticeModel_(app, windows, platform.recordingObstacle()) {
+      noticeModel_(app, windows, platform.recordingObstacle()),
+      stopShortcut_(platform) {
     connect(&overlays_, &SourceOverlays::currentChanged, this, &CapturePanels::syncOverlay);
     connect(&app, &AppState::modeChanged, this, &CapturePanels::syncCameraPreview);
     connect(&app, &AppState::cameraBubbleLayoutChanged, this, &CapturePanels::syncCameraPreview);
@@ -100,6 +99,7 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
     connect(&app.recordingFlow(), &RecordingFlow::isRecordingMenuBarVisibleChanged, this, [this] {
         if (app_.recordingFlow().isRecordingMenuBarVisible()) showCapsule();
     });
+    connect(&stopShortcut_, &StopShortcut::pressed, &indicatorModel_, &RecordingIndicatorModel::tap);
     connect(&noticeModel_, &SetupNoticeModel::changed, this, &CapturePanels::syncNotice);
     connect(qApp, &QGuiApplication::screenAdded, this, &CapturePanels::followScreen);
     for (QScreen* screen : QGuiApplication::screens()) followScreen(screen);
@@ -145,6 +145,7 @@ void CapturePanels::showDockBar() {
         });
         dockBarPanel_->setTitle("Varnelle Dock");
         makeOverlays();
+        makeCapsule();
     }
     if (dockBarPanel_->isVisible()) return;
     placeDockBar();
@@ -351,12 +352,14 @@ void CapturePanels::hideRecordingPreview() {
     recordingPreviewPanel_.reset();
 }
 
+void CapturePanels::makeCapsule() {
+    capsulePanel_ = makePanel("RecordingMenuBarView", {{"model", QVariant::fromValue(&indicatorModel_)}},
+                              PanelWindow::Size::followsContent, {.level = PanelLevel::statusBar});
+    capsulePanel_->setTitle("Varnelle Recording");
+}
+
 void CapturePanels::showCapsule() {
-    if (!capsulePanel_) {
-        capsulePanel_ = makePanel("RecordingMenuBarView", {{"model", QVariant::fromValue(&indicatorModel_)}},
-                                  PanelWindow::Size::followsContent, {.level = PanelLevel::statusBar});
-        capsulePanel_->setTitle("Varnelle Recording");
-    }
+    if (!capsulePanel_) makeCapsule();
     if (const QScreen* screen = panelScreen()) {
         const CGRect frame = capsuleFrame(placeOf(*screen));
         const QSize grown = (capsulePanel_->size() - rounded(frame).size()) / 2;
@@ -368,13 +371,7 @@ void CapturePanels::showCapsule() {
 
 void CapturePanels::recordingStateChanged() {
     const RecordingState state = app_.recordingFlow().recordingState();
-    if (state == RecordingState::recording) {
-        // The press comes on a thread of the desktop's.
-        const auto stop = [this] { QMetaObject::invokeMethod(this, [this] { indicatorModel_.tap(); }); };
-        stopShortcut_ = platform_.makeGlobalShortcut(kStopChord, stop);
-    } else {
-        stopShortcut_.reset();
-    }
+    stopShortcut_.setActive(state == RecordingState::recording);
     if (state == RecordingState::idle && capsulePanel_) capsulePanel_->hide();
     syncCameraPreview();
 }

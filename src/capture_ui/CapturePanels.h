@@ -18,6 +18,7 @@
 #include "capture_ui/SetupNoticeModel.h"
 #include "capture_ui/SourceOverlays.h"
 #include "capture_ui/StartRecordingModel.h"
+#include "capture_ui/StopShortcut.h"
 #include "capture_ui/WindowSelectionModel.h"
 #include "platform/DesktopPlatform.h"
 #include "ui/PanelWindow.h"
@@ -61,6 +62,7 @@ private:
     [[nodiscard]] PanelWindow& panelOf(SourceOverlay overlay);
     void syncCameraPreview();
     [[nodiscard]] bool wantsCameraPreview() const;
+    void makeCapsule();
     void showCapsule();
     void recordingStateChanged();
     void followScreen(QScreen* screen);
@@ -88,13 +90,13 @@ private:
     std::unique_ptr<PanelWindow> dockPointerPanel_;
     std::unique_ptr<PanelWindow> noticePanel_;
     /// One for each `SourceOverlay`, made before the bar is shown, so that a press brings its overlay at
-    /// once.
+    /// once. So is the capsule.
     std::array<std::unique_ptr<PanelWindow>, 3> overlayPanels_;
     std::optional<SourceOverlay> shownOverlay_;
     std::unique_ptr<PanelWindow> recordingPreviewPanel_;
     std::unique_ptr<PanelWindow> capsulePanel_;
     bool isRecordingUIShown_ = false;
-    std::unique_ptr<GlobalShortcut> stopShortcut_;
+    StopShortcut stopShortcut_;
 };
 
 }  // namespace varnelle

@@ -1,27 +1,20 @@
 #include "shell/StallLog.h"
 
-#include <sys/resource.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <ctime>
 
 namespace varnelle {
 namespace {
 
-double milliseconds(const timespec& time) {
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-}
-
 double now(clockid_t clock) {
     timespec time{};
     clock_gettime(clock, &time);
-    return milliseconds(time);
-}
-
-/// How often the thread has given the processor up to wait for something.
-long waits() {
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_nvcsw;
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
 /// A window's own timer is what its next frame is drawn by.
@@ -36,7 +29,21 @@ StallLoggingApplication::StallLoggingApplication(int& argc, char** argv, const s
     : QGuiApplication(argc, argv) {
     if (path.empty()) return;
     file_.open(path, std::ios::app);
-    file_ << "milliseconds receiver event" << std::endl;
+    file_ << "waited worked receiver event" << std::endl;
+    schedule_ = ::open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+}
+
+StallLoggingApplication::~StallLoggingApplication() {
+    if (schedule_ >= 0) ::close(schedule_);
+}
+
+StallLoggingApplication::Spent StallLoggingApplication::spent() const {
+    std::array<char, 128> text{};
+    unsigned long long running = 0;
+    unsigned long long ready = 0;
+    if (schedule_ >= 0 && ::pread(schedule_, text.data(), text.size() - 1, 0) > 0)
+        std::sscanf(text.data(), "%llu %llu", &running, &ready);
+    return {now(CLOCK_MONOTONIC), now(CLOCK_THREAD_CPUTIME_ID), static_cast<double>(ready) / 1e6};
 }
 
 bool StallLoggingApplication::notify(QObject* receiver, QEvent* event) {
@@ -44,17 +51,16 @@ bool StallLoggingApplication::notify(QObject* receiver, QEvent* event) {
         return QGuiApplication::notify(receiver, event);
     const char* receiverClass = receiver->metaObject()->className();  // it may be gone afterwards
     const int type = event->type();
-    const double wallBefore = now(CLOCK_MONOTONIC);
-    const double workBefore = now(CLOCK_THREAD_CPUTIME_ID);
-    const long waitsBefore = waits();
+    const Spent before = spent();
     ++depth_;
     const bool result = QGuiApplication::notify(receiver, event);
     --depth_;
-    const double wall = now(CLOCK_MONOTONIC) - wallBefore;
-    const double work = now(CLOCK_THREAD_CPUTIME_ID) - workBefore;
+    const Spent after = spent();
+    const double worked = after.working - before.working;
+    const double waited = after.wall - before.wall - worked - (after.ready - before.ready);
     const double longest = std::chrono::duration<double, std::milli>(kLongest).count();
-    const double stall = waits() == waitsBefore ? work : wall;
-    if (stall > longest) file_ << stall << ' ' << receiverClass << ' ' << type << std::endl;
+    if (waited + worked > longest)
+        file_ << std::max(waited, 0.0) << ' ' << worked << ' ' << receiverClass << ' ' << type << std::endl;
     return result;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusServiceWatcher>
 #include <QQmlEngine>
 #include <memory>
 
@@ -8,8 +9,8 @@
 namespace varnelle {
 
 /// The program's item in the desktop's tray (by the StatusNotifierItem protocol,
-/// https://www.freedesktop.org/wiki/Specifications/StatusNotifierItem/), there while a recording runs. A
-/// desktop without a tray has none. Main thread.
+/// https://www.freedesktop.org/wiki/Specifications/StatusNotifierItem/), there while a recording runs
+/// and the desktop has a tray. Main thread.
 class TrayItem final : public QObject {
     Q_OBJECT
 
@@ -18,11 +19,14 @@ public:
     ~TrayItem() override;
 
 private:
+    void setHasTray(bool hasTray);
     void sync();
 
     QQmlEngine& engine_;
     AppState& app_;
     RecordingIndicatorModel model_;
+    QDBusServiceWatcher tray_;
+    bool hasTray_ = false;
     std::unique_ptr<QObject> item_;
 };
 

@@ -46,6 +46,18 @@ protected:
                             displayOf(2, "right", {{1000, 100}, {600, 500}}, 2)};
     }
 
+    /// Ends what is being recorded: what is under way when the program is taken down never ends.
+    void TearDown() override {
+        if (!app) return;
+        const auto state = [this] { return app->recordingFlow().recordingState(); };
+        EXPECT_TRUE(eventually([&] { return state() != RecordingState::preparing; }));
+        if (state() == RecordingState::recording) {
+            EXPECT_TRUE(eventually([&] { return app->mode() == AppMode::recording; }));
+            app->stopRecording();
+        }
+        EXPECT_TRUE(eventually([&] { return state() == RecordingState::idle; }));
+    }
+
     void launches() {
         app =
             std::make_unique<AppState>(windows, desktop, makeCamera, permissions, updater, defaults, opener,

@@ -182,13 +182,14 @@ std::vector<URL> ProgramUnderTest::packages() const {
     return entriesOf(projects());
 }
 
-std::vector<double> ProgramUnderTest::stalls() const {
+std::vector<ProgramUnderTest::Stall> ProgramUnderTest::stalls() const {
     std::ifstream file(directory_.file("stalls").path());
-    std::vector<double> stalls;
+    std::vector<Stall> stalls;
     std::string line;
     std::getline(file, line);
-    EXPECT_EQ(line, "milliseconds receiver event");
-    while (std::getline(file, line)) stalls.push_back(std::stod(line));
+    EXPECT_EQ(line, "waited worked receiver event");
+    Stall stall;
+    while (file >> stall.waited >> stall.worked && std::getline(file, stall.what)) stalls.push_back(stall);
     return stalls;
 }
 

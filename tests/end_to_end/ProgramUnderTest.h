@@ -68,8 +68,14 @@ public:
     /// The session directories, oldest first.
     [[nodiscard]] std::vector<URL> sessions() const;
     [[nodiscard]] std::vector<URL> packages() const;
-    /// What held up the program's main thread so far, in milliseconds.
-    [[nodiscard]] std::vector<double> stalls() const;
+    /// What held up the program's main thread for long: milliseconds that it waited and worked.
+    struct Stall {
+        double waited;
+        double worked;
+        std::string what;  ///< the receiver's class and the event's number
+    };
+    /// Since the start of the program, in order.
+    [[nodiscard]] std::vector<Stall> stalls() const;
     /// What it has printed.
     [[nodiscard]] std::string output() const;
 

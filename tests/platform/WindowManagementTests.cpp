@@ -36,6 +36,11 @@ protected:
         x_ = std::make_unique<X11Connection>(server_->displayName());
         management_ = desktop_->makeWindowManagement();
     }
+    /// What a compositing manager does to be known as one.
+    void setCompositingManager(xcb_window_t owner) {
+        xcb_set_selection_owner(x_->get(), owner, x_->atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+        xcb_flush(x_->get());
+    }
     std::unique_ptr<PatternWindow> window(bool isShown = true) {
         test::WindowProperties properties = kManaged;
         properties.isShown = isShown;
@@ -200,6 +205,20 @@ TEST_F(WindowManagementTest, ClickGivesTheKeyboardToPanelsThatWantIt) {
     EXPECT_EQ(activeWindow(), ordinary->windowID());
     click(*eager);
     EXPECT_TRUE(waitUntil([&] { return activeWindow() == eager->windowID(); }, kDeadline));
+}
+
+TEST_F(WindowManagementTest, KnowsWhetherWindowsAreComposited) {
+    start(false);
+    const auto becomes = [&](bool expected) {
+        return waitUntil([&] { return management_->isCompositing() == expected; }, kDeadline);
+    };
+    EXPECT_FALSE(management_->isCompositing());
+    const auto manager = window();
+    setCompositingManager(manager->windowID());
+    EXPECT_TRUE(becomes(true));
+    EXPECT_TRUE(desktop_->makeWindowManagement()->isCompositing());
+    setCompositingManager(XCB_WINDOW_NONE);
+    EXPECT_TRUE(becomes(false));
 }
 
 TEST_F(WindowManagementTest, DisplayThatHangsOrIsGoneHoldsUpNobody) {

@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <xcb/xfixes.h>
 
 #include <algorithm>
 #include <array>
@@ -33,6 +34,7 @@ X11WindowManagement::X11WindowManagement(const std::string& displayName)
     if (!wakeUp_.isOpen()) throw FileError("Creating", "a wake-up event", errno);
     const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection_.get(), connection_.screen().root, XCB_CW_EVENT_MASK, &events);
+    watchCompositing();
     xcb_flush(connection_.get());
     thread_ = std::thread([this] { run(); });
 }
@@ -50,7 +52,7 @@ void X11WindowManagement::applyPanelBehaviour(std::uint64_t window, const PanelB
 
 void X11WindowManagement::orderBelow(std::uint64_t window, std::uint64_t sibling) {
     const OrderWish wish{static_cast<xcb_window_t>(window), static_cast<xcb_window_t>(sibling)};
-    perform([this, wish] {
+    post([this, wish] {
         restackBelow(connection_, wish.window, wish.sibling);
         orderWish_ = wish;
         lookAgainAt_ = Clock::now() + kTimeToRestack;
@@ -58,23 +60,37 @@ void X11WindowManagement::orderBelow(std::uint64_t window, std::uint64_t sibling
 }
 
 /// Compositing managers own a selection by which they are known (EWMH, "Compositing Managers").
-bool X11WindowManagement::isCompositing() {
-    perform([this] {
-        const xcb_atom_t selection = connection_.atom("_NET_WM_CM_S0");
-        const auto owner = connection_.reply<xcb_get_selection_owner_reply_t>(
-            xcb_get_selection_owner(connection_.get(), selection), "GetSelectionOwner");
-        isCompositing_ = owner->owner != XCB_WINDOW_NONE;
-    });
-    return isCompositing_;
+void X11WindowManagement::watchCompositing() {
+    xcb_connection_t* x = connection_.get();
+    const xcb_atom_t selection = connection_.atom("_NET_WM_CM_S0");
+    if (connection_.hasExtension(xcb_xfixes_id)) {
+        // The extension answers nothing else before the version has been agreed on.
+        connection_.reply<xcb_xfixes_query_version_reply_t>(xcb_xfixes_query_version(x, 2, 0),
+                                                            "XFixesQueryVersion");
+        constexpr std::uint32_t events = XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                         XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                         XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE;
+        xcb_xfixes_select_selection_input(x, connection_.screen().root, selection, events);
+        compositingEvent_ =
+            xcb_get_extension_data(x, &xcb_xfixes_id)->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    }
+    const auto owner = connection_.reply<xcb_get_selection_owner_reply_t>(
+        xcb_get_selection_owner(x, selection), "GetSelectionOwner");
+    isCompositing_ = owner->owner != XCB_WINDOW_NONE;
+}
+
+std::uint64_t X11WindowManagement::post(std::function<void()> action) {
+    const std::lock_guard lock(mutex_);
+    if (hasEnded_) return requestedCount_;
+    actions_.push_back(std::move(action));
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
+    return ++requestedCount_;
 }
 
 void X11WindowManagement::perform(std::function<void()> action) {
+    const std::uint64_t number = post(std::move(action));
     std::unique_lock lock(mutex_);
-    if (hasEnded_) return;
-    actions_.push_back(std::move(action));
-    const std::uint64_t number = ++requestedCount_;
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
     performed_.wait_for(lock, kPatience, [&] { return hasEnded_ || performedCount_ >= number; });
 }
 
@@ -138,7 +154,11 @@ bool X11WindowManagement::takeEvents() {
     const xcb_window_t root = connection_.screen().root;
     while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
         hasTaken = true;
-        switch (event->response_type & 0x7F) {
+        const int type = event->response_type & 0x7F;
+        if (type == compositingEvent_)
+            isCompositing_ =
+                reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(*event).owner != XCB_WINDOW_NONE;
+        switch (type) {
             case XCB_MAP_NOTIFY:
                 tellAgain(reinterpret_cast<const xcb_map_notify_event_t&>(*event).window);
                 mayHaveNewOrder = true;

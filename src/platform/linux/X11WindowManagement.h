@@ -31,7 +31,7 @@ public:
 
     void applyPanelBehaviour(std::uint64_t window, const PanelBehaviour& behaviour) override;
     void orderBelow(std::uint64_t window, std::uint64_t sibling) override;
-    [[nodiscard]] bool isCompositing() override;
+    [[nodiscard]] bool isCompositing() override { return isCompositing_; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -40,8 +40,11 @@ private:
         xcb_window_t sibling;
     };
 
-    /// Has the thread carry something out and waits for it, for a while.
+    /// Has the thread carry something out; returns the action's number.
+    std::uint64_t post(std::function<void()> action);
+    /// The same, and waits for it for a while.
     void perform(std::function<void()> action);
+    void watchCompositing();
     void run();
     void wait() const;
     void takeActions();
@@ -59,7 +62,8 @@ private:
     int attempts_ = 0;  ///< to bring the panels into their order
     std::optional<Clock::time_point> lookAgainAt_;
 
-    std::atomic<bool> isCompositing_{false};  ///< as it was when it was last asked for
+    int compositingEvent_ = -1;  ///< the event that tells of another compositing manager, or of none
+    std::atomic<bool> isCompositing_{false};
     std::atomic<bool> isEnding_{false};
     const int descriptor_;
     Descriptor wakeUp_;

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QFutureWatcher>
+#include <QObject>
+#include <memory>
+
+#include "foundation/Queue.h"
+#include "platform/DesktopPlatform.h"
+
+namespace varnelle {
+
+/// The chord that ends a recording whatever program has the keyboard: Control, Alt and R. It is asked for in
+/// the background, since the desktop may take its time to grant it. Main thread.
+class StopShortcut final : public QObject {
+    Q_OBJECT
+
+public:
+    /// `platform` must outlive the object.
+    explicit StopShortcut(DesktopPlatform& platform);
+    ~StopShortcut() override;
+
+    void setActive(bool isActive);
+
+signals:
+    void pressed();
+
+private:
+    DesktopPlatform& platform_;
+    bool isActive_ = false;
+    QFutureWatcher<std::unique_ptr<GlobalShortcut>> asking_;
+    std::unique_ptr<GlobalShortcut> shortcut_;
+    SerialQueue queue_{"com.varnelle.shortcut"};
+};
+
+}  // namespace varnelle
