@@ -35,14 +35,6 @@ const char* viewOf(SourceOverlay overlay) {
     return "";
 }
 
-/// What the desktop shows in a rectangle now.
-QImage pictureOfScreen(const QRect& frame) {
-    QScreen* screen = QGuiApplication::screenAt(frame.center());
-    if (screen == nullptr) return {};
-    const QPoint corner = frame.topLeft() - screen->geometry().topLeft();
-    return screen->grabWindow(0, corner.x(), corner.y(), frame.width(), frame.height()).toImage();
-}
-
 /// What is recorded, in the interface's places; the screen if it isn't a part of it.
 CGRect recordedRectOnScreen(const CaptureSources& sources, const CGRect& screenFrame) {
     const CGRect unknown;
@@ -88,6 +80,8 @@ CapturePanels::CapturePanels(QQmlEngine& engine, AppState& app, AppWindows& wind
       windowModel_(app.captureSources(), platform),
       indicatorModel_(app),
       noticeModel_(app, windows, platform.recordingObstacle()),
+      dockPointerBackdrop_(platform),
+      overlayBackdrop_(platform),
       stopShortcut_(platform) {
     connect(&overlays_, &SourceOverlays::currentChanged, this, &CapturePanels::syncOverlay);
     connect(&app, &AppState::modeChanged, this, &CapturePanels::syncCameraPreview);
@@ -210,7 +204,18 @@ void CapturePanels::showDockPointer() {
                                   {.level = PanelLevel::floating}, PanelWindow::Clicks::passedThrough);
     const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
     dockPointerPanel_->placeAt(rounded(frame).topLeft());
-    if (!management_->isCompositing()) dockPointerPanel_->setBackdrop(pictureOfScreen(rounded(frame)));
+    if (management_->isCompositing()) {
+        presentDockPointer();
+        return;
+    }
+    dockPointerBackdrop_.take(rounded(frame), [this](const QImage& picture) {
+        if (!dockPointerPanel_) return;
+        dockPointerPanel_->setBackdrop(picture);
+        presentDockPointer();
+    });
+}
+
+void CapturePanels::presentDockPointer() {
     dockPointerPanel_->show();
     QTimer::singleShot(kPointerTime, dockPointerPanel_.get(), [this] {
         auto* fade = new QVariantAnimation(dockPointerPanel_.get());
@@ -282,15 +287,27 @@ void CapturePanels::syncOverlay() {
     if (shownOverlay_ != wanted->overlay) closeSelectionPanels();
     dockPointerPanel_.reset();  // the user has found the bar
     panel.setGeometry(frame);
-    if (!management_->isCompositing()) panel.setBackdrop(pictureOfScreen(frame));
-    panel.show();
     shownOverlay_ = wanted->overlay;
+    if (management_->isCompositing()) {
+        showOverlay();
+        return;
+    }
+    overlayBackdrop_.take(frame, [this](const QImage& picture) {
+        panelOf(*shownOverlay_).setBackdrop(picture);
+        showOverlay();
+    });
+}
+
+void CapturePanels::showOverlay() {
+    PanelWindow& panel = panelOf(*shownOverlay_);
+    panel.show();
     dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue(panel.rootObject()));
     panel.orderBelow(*dockBarPanel_);
 }
 
 void CapturePanels::closeSelectionPanels() {
     if (!shownOverlay_) return;
+    overlayBackdrop_.cancel();
     dockBarPanel_->rootObject()->setProperty("overlay", QVariant::fromValue<QQuickItem*>(nullptr));
     panelOf(*shownOverlay_).hide();
     shownOverlay_.reset();

@@ -12,6 +12,7 @@
 #include "app/AppState.h"
 #include "capture_ui/AreaSelectionModel.h"
 #include "capture_ui/CameraPreviewHub.h"
+#include "capture_ui/DesktopPicture.h"
 #include "capture_ui/DisplayHighlightModel.h"
 #include "capture_ui/DockBarModel.h"
 #include "capture_ui/RecordingIndicatorModel.h"
@@ -54,11 +55,13 @@ private:
     [[nodiscard]] std::unique_ptr<PanelWindow> makePanel(
         const char* view, const QVariantMap& properties, PanelWindow::Size size, PanelBehaviour behaviour,
         PanelWindow::Clicks clicks = PanelWindow::Clicks::taken);
+    void presentDockPointer();
     void placeDockBar();
     void dockBarMoved();
     void syncNotice();
     void makeOverlays();
     void syncOverlay();
+    void showOverlay();
     [[nodiscard]] PanelWindow& panelOf(SourceOverlay overlay);
     void syncCameraPreview();
     [[nodiscard]] bool wantsCameraPreview() const;
@@ -88,11 +91,13 @@ private:
     std::unique_ptr<PanelWindow> dockBarPanel_;
     int dockBarWidth_ = 0;
     std::unique_ptr<PanelWindow> dockPointerPanel_;
+    DesktopPicture dockPointerBackdrop_;
     std::unique_ptr<PanelWindow> noticePanel_;
     /// One for each `SourceOverlay`, made before the bar is shown, so that a press brings its overlay at
     /// once. So is the capsule.
     std::array<std::unique_ptr<PanelWindow>, 3> overlayPanels_;
-    std::optional<SourceOverlay> shownOverlay_;
+    std::optional<SourceOverlay> shownOverlay_;  ///< or about to be
+    DesktopPicture overlayBackdrop_;
     std::unique_ptr<PanelWindow> recordingPreviewPanel_;
     std::unique_ptr<PanelWindow> capsulePanel_;
     bool isRecordingUIShown_ = false;

@@ -17,6 +17,7 @@
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
+#include "platform/PixelRegion.h"
 #include "platform/WindowManagement.h"
 
 namespace varnelle {
@@ -55,6 +56,8 @@ public:
     /// The picture that a window shows itself by: the smallest that is at least `sizePixels` wide, else the
     /// largest. Absent if the window has none or is gone.
     [[nodiscard]] virtual std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) = 0;
+    /// What the desktop shows now in a rectangle of its pixels: BGRA. Absent if there is no desktop.
+    [[nodiscard]] virtual std::optional<VideoFrame> pictureOfDesktop(const PixelRect& area) = 0;
     /// `onStop` is called once, on any thread, if the stream ends on its own. Throws `PlatformError`.
     [[nodiscard]] virtual std::unique_ptr<ScreenStream> makeScreenStream(
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,

@@ -64,18 +64,17 @@ void RecordingCoordinator::settle() {
 QCoro::Task<> RecordingCoordinator::perform(std::function<void()> block) {
     const auto failure = std::make_shared<std::exception_ptr>();
     const QFuture<void> ended = futureOf([&](auto completion) {
-        setupQueue_.async([block = std::move(block), failure, completion] {
+        setupQueue_.async([block = std::move(block), failure, completion]() mutable {
             try {
                 block();
             } catch (...) {
                 *failure = std::current_exception();
             }
+            block = nullptr;  // nothing of it is left when its end is told
             completion(nullptr);
         });
     });
     co_await ended;
-    // Nothing of the block is left, and the exception is this thread's alone.
-    setupQueue_.sync([] {});
     if (*failure) std::rethrow_exception(std::exchange(*failure, nullptr));
 }
 

@@ -18,13 +18,13 @@ QtObject {
 
     readonly property color text: "#f4f5f7"
     readonly property color secondaryText: "#a9adb8"
-    readonly property color disabledText: "#6c707b"
+    readonly property color disabledText: "#8f939e"
 
     readonly property color accent: Qt.rgba(0.35, 0.3, 0.95, 1)
-    readonly property color accentHovered: Qt.rgba(0.41, 0.36, 0.97, 1)
+    readonly property color accentHovered: Qt.rgba(0.39, 0.34, 0.96, 1)
     readonly property color accentPressed: Qt.rgba(0.29, 0.24, 0.86, 1)
     readonly property color focusRing: "#a7a1ff"
-    readonly property color recording: "#ff453a"
+    readonly property color recording: "#ff584e"
     readonly property color success: "#3ddc84"
     readonly property color warning: "#ffc53d"
 

@@ -45,6 +45,29 @@ TEST(LinuxDesktop, ListsTheScreenWithItsSize) {
     EXPECT_FALSE(display.name.empty());
 }
 
+TEST(LinuxDesktop, ShowsWhatItShows) {
+    if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
+    test::XServer server(800, 600);
+    test::PatternWindow window(server.displayName(), 100, 50, 200, 100);
+    window.fill(0, 0, 200, 100, 0x102030);
+    LinuxDesktop desktop(server.displayName());
+    // Reaches over the edge of the window to the left, and over that of the desktop below.
+    const std::optional<VideoFrame> picture = desktop.pictureOfDesktop({90, 60, 140, 620});
+    ASSERT_TRUE(picture);
+    ASSERT_EQ(picture->width(), 50);
+    ASSERT_EQ(picture->height(), 560);
+    const auto pixel = [&](int x, int y) {
+        const std::uint8_t* at = picture->plane(0).data + y * picture->plane(0).bytesPerRow + 4 * x;
+        return at[0] | at[1] << 8 | at[2] << 16;
+    };
+    EXPECT_EQ(pixel(10, 0), 0x102030);
+    EXPECT_EQ(pixel(49, 89), 0x102030);
+    EXPECT_NE(pixel(9, 0), 0x102030);
+    EXPECT_NE(pixel(10, 90), 0x102030);
+    server.kill();
+    EXPECT_FALSE(desktop.pictureOfDesktop({0, 0, 10, 10}));
+}
+
 TEST(LinuxDesktop, TellsPlaceAndButtonsOfThePointer) {
     if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
     test::XServer server;

@@ -25,6 +25,7 @@ public:
     std::unique_ptr<ContentObservation> observeShareableContent(std::function<void()> onChange) override;
     void raiseWindow(std::uint32_t windowID) override { raisedWindowID = windowID; }
     std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) override;
+    std::optional<VideoFrame> pictureOfDesktop(const PixelRect&) override { return std::nullopt; }
     std::unique_ptr<ScreenStream> makeScreenStream(const ContentFilter& filter,
                                                    const ScreenStreamConfiguration& configuration,
                                                    std::function<void(std::exception_ptr)> onStop) override;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "foundation/Log.h"
+#include "platform/linux/CaptureFramePool.h"
 #include "platform/linux/LinuxScreenStream.h"
 #include "platform/linux/PipeWireCameraSession.h"
 #include "platform/linux/PipeWireDevices.h"
@@ -18,6 +19,7 @@
 #include "platform/linux/X11Displays.h"
 #include "platform/linux/X11FocusInput.h"
 #include "platform/linux/X11GlobalShortcut.h"
+#include "platform/linux/X11ImageSource.h"
 #include "platform/linux/X11InputMonitors.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
@@ -125,6 +127,22 @@ std::optional<WindowIcon> LinuxDesktop::windowIcon(std::uint32_t windowID, int s
     try {
         X11Connection connection(displayName_);
         return iconOfWindow(connection, windowID, sizePixels);
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<VideoFrame> LinuxDesktop::pictureOfDesktop(const PixelRect& area) {
+    try {
+        X11Connection connection(displayName_);
+        const xcb_screen_t& screen = connection.screen();
+        const PixelRect bounds{0, 0, screen.width_in_pixels, screen.height_in_pixels};
+        CaptureFramePool pool(area.width(), area.height(), 1);
+        const std::shared_ptr<CaptureBuffer> buffer = pool.acquire();
+        X11ImageSource source(connection, screen.root, area, bounds);
+        source.fetch(*buffer, {{0, 0, area.width(), area.height()}}, VideoFrame(),
+                     X11ImageSource::Bands::allowed);
+        return pool.lend(buffer);
     } catch (const PlatformError&) {
         return std::nullopt;
     }

@@ -30,6 +30,7 @@ public:
         std::function<void()> onChange) override;
     void raiseWindow(std::uint32_t windowID) override;
     [[nodiscard]] std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) override;
+    [[nodiscard]] std::optional<VideoFrame> pictureOfDesktop(const PixelRect& area) override;
     [[nodiscard]] std::unique_ptr<ScreenStream> makeScreenStream(
         const ContentFilter& filter, const ScreenStreamConfiguration& configuration,
         std::function<void(std::exception_ptr)> onStop) override;
