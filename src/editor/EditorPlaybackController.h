@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QSize>
 #include <QString>
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "foundation/URL.h"
 #include "media/PlayerControls.h"
 #include "model/Project.h"
+#include "render/VideoCompositor.h"
 
 namespace varnelle {
 
@@ -43,7 +45,7 @@ class EditorPlaybackController : public QObject {
     Q_PROPERTY(bool isSkimming READ isSkimming NOTIFY isSkimmingChanged)
 
 public:
-    /// The program passes `makePlayer(platform.makeAudioOutput())`, tests perhaps a player of their own.
+    /// The program passes a `Player` with the desktop's audio output, tests perhaps a player of their own.
     explicit EditorPlaybackController(std::unique_ptr<PlayerControls> player, QObject* parent = nullptr);
     /// Tears down.
     ~EditorPlaybackController() override;
@@ -117,17 +119,35 @@ signals:
     void isSkimmingChanged();
 
 private:
-    struct LoadedComposition;
+    /// What a load has made, with the lengths of the sources.
+    struct BuiltComposition {
+        CompositionResult result;
+        std::map<URL, CMTime> assetDurations;
+    };
+    /// Live changes that came while a composition was being built without them.
+    struct LateChanges {
+        std::optional<OverlayConfiguration> overlay;
+        std::optional<std::vector<CMTimeRange>> zoomPanRanges;
+        std::optional<AudioConfiguration> audio;
+    };
 
     template <typename Value>
     void set(Value& field, Value value, void (EditorPlaybackController::*changed)());
     void observePlayer();
-    [[nodiscard]] CMTime clampedToDuration(const CMTime& time) const;
-    void publish(const LoadedComposition& loaded);
+    void playerReached(const CMTime& time);
+    void playerEnded(const std::shared_ptr<const PlayerItem>& item);
+    void playerFailed(const std::shared_ptr<const PlayerItem>& item, const std::string& description);
+    [[nodiscard]] static BuiltComposition build(const Project& project);
+    [[nodiscard]] bool isCurrentLoad(int generation) const {
+        return player_ && generation == loadGeneration_;
+    }
+    void publish(const BuiltComposition& built, const Project& project);
     void failLoad(const std::string& description);
-    void cancelSeekTask();
-    QCoro::Task<> runSeek(CMTime time, int generation);
-    [[nodiscard]] bool isCurrentSeek(int generation) const;
+    void startOrRest();
+    [[nodiscard]] CMTime clampedToDuration(const CMTime& time) const;
+    /// Cancels the running seek, shows the time as the playhead's, and goes there.
+    void goTo(const CMTime& time);
+    void seekEnded(int generation);
 
     CMTime _currentTime = kCMTimeZero;
     CMTime _duration = kCMTimeZero;
@@ -142,7 +162,11 @@ private:
 
     int loadGeneration_ = 0;
     bool hasLoadedOnce_ = false;
+    bool playsAfterLoad_ = false;  ///< the load under way is to go on playing
+    LateChanges lateChanges_;
     int seekGeneration_ = 0;
+    bool isSeeking_ = false;  ///< times that the player tells may be from before the seek
+    std::shared_ptr<const PlayerItem> item_;
     std::shared_ptr<OverlayConfigurationController> overlayController_;
     std::shared_ptr<ZoomPanClipsController> zoomPanClipsController_;
     AudioTrackRouting audioRouting_;
@@ -150,6 +174,8 @@ private:
 
     std::shared_ptr<PreviewFrames> previewFrames_;
     std::unique_ptr<PlayerControls> player_;  ///< null after teardown
+    /// The newest load, for builds that wait: an older one needn't be made.
+    std::shared_ptr<std::atomic<int>> newestBuild_ = std::make_shared<std::atomic<int>>(0);
     SerialQueue buildQueue_{"com.varnelle.editor.build"};
 };
 

@@ -116,8 +116,8 @@ public:
 
     void setRate(double rate) {
         const std::lock_guard lock(mutex_);
-        rate_ = std::clamp(rate, kSlowest, kFastest);
-        if (!isRunning_) return;
+        const double limited = std::clamp(rate, kSlowest, kFastest);
+        if (std::exchange(rate_, limited) == limited || !isRunning_) return;
         position_ = sound_.stop();
         pictures_.setRate(rate_);
         sound_.start(position_, rate_);
@@ -160,6 +160,11 @@ public:
         const std::lock_guard lock(mutex_);
         // What is made ahead while playing will show the change in a moment.
         if (!isRunning_ && shownIndex_) pictures_.redrawStill(*shownIndex_);
+    }
+
+    [[nodiscard]] bool isPlaying() const {
+        const std::lock_guard lock(mutex_);
+        return wantsToPlay_;
     }
 
     [[nodiscard]] CMTime currentTime() const {
@@ -248,7 +253,8 @@ private:
             stopRunning();
             setPlaying(false);
             showPosition();
-            if (handlers_.onEnd) callbacks_.push_back(handlers_.onEnd);
+            if (handlers_.onEnd)
+                callbacks_.push_back([handler = handlers_.onEnd, item = item_] { handler(item); });
         } else if (now >= nextReport_) {
             nextReport_ = now + handlers_.timeInterval;
             reportTime(sound_.time());
@@ -290,7 +296,7 @@ private:
 
     void setPlaying(bool isPlaying) {
         if (std::exchange(wantsToPlay_, isPlaying) == isPlaying || !handlers_.onStatusChange) return;
-        callbacks_.push_back([handler = handlers_.onStatusChange, isPlaying] { handler(isPlaying); });
+        callbacks_.push_back(handlers_.onStatusChange);
     }
 
     void reportTime(const CMTime& time) {
@@ -311,7 +317,8 @@ private:
         endSeek(false);
         setPlaying(false);
         if (handlers_.onFailure)
-            callbacks_.push_back([handler = handlers_.onFailure, failure] { handler(failure); });
+            callbacks_.push_back(
+                [handler = handlers_.onFailure, item = item_, failure] { handler(item, failure); });
     }
 
     mutable std::mutex mutex_;
@@ -371,6 +378,9 @@ void Player::setRenderSize(CGSize pixels) {
 }
 void Player::redraw() {
     implementation_->redraw();
+}
+bool Player::isPlaying() const {
+    return implementation_->isPlaying();
 }
 CMTime Player::currentTime() const {
     return implementation_->currentTime();

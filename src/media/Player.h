@@ -32,6 +32,7 @@ public:
     void setAudioMix(const AudioMix& mix) override;
     void setRenderSize(CGSize pixels) override;
     void redraw() override;
+    [[nodiscard]] bool isPlaying() const override;
     [[nodiscard]] CMTime currentTime() const override;
 
     /// How playing has gone since it began last.

@@ -36,10 +36,11 @@ public:
     /// Told what happens. Any of them may be left empty.
     struct Handlers {
         std::function<void(const PlayerFrame&)> onFrame;  ///< to be shown now, in place of the one before
-        std::function<void(bool isPlaying)> onStatusChange;
-        std::function<void()> onEnd;  ///< the present item has played to its end and is paused there
-        /// The present item can't be played on; it is paused.
-        std::function<void(std::exception_ptr)> onFailure;
+        std::function<void()> onStatusChange;  ///< `isPlaying` has changed
+        /// An item has played to its end and is paused there.
+        std::function<void(const std::shared_ptr<const PlayerItem>&)> onEnd;
+        /// An item can't be played on; it is paused.
+        std::function<void(const std::shared_ptr<const PlayerItem>&, std::exception_ptr)> onFailure;
         std::function<void(const CMTime&)> onTime;  ///< every `timeInterval` while it plays
         std::chrono::milliseconds timeInterval{50};
     };
@@ -71,7 +72,9 @@ public:
     /// is being drawn come to one more frame.
     virtual void redraw() = 0;
 
-    /// Any thread. Where a seek is under way, its target.
+    /// It plays, or will as soon as a seek has ended.
+    [[nodiscard]] virtual bool isPlaying() const = 0;
+    /// Where a seek is under way, its target.
     [[nodiscard]] virtual CMTime currentTime() const = 0;
 };
 

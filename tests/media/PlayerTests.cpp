@@ -66,13 +66,15 @@ protected:
     void makePlayer(std::shared_ptr<AudioOutput> audioOutput) {
         player = std::make_unique<Player>(std::move(audioOutput));
         PlayerControls::Handlers handlers;
-        handlers.onFrame = [this](const PlayerFrame& frame) {
+        handlers.onFrame = [this, made = player.get()](const PlayerFrame& frame) {
             const bool isNumbered = frame.picture.format() != PixelFormat::bgra;
-            shown.put({isNumbered ? test::readNumber(frame.picture) : -2, frame.time, player->currentTime()});
+            shown.put({isNumbered ? test::readNumber(frame.picture) : -2, frame.time, made->currentTime()});
         };
-        handlers.onStatusChange = [this](bool isPlaying) { events.put(isPlaying ? "playing" : "paused"); };
-        handlers.onEnd = [this] { events.put("end"); };
-        handlers.onFailure = [this](const std::exception_ptr& failure) {
+        handlers.onStatusChange = [this, made = player.get()] {
+            events.put(made->isPlaying() ? "playing" : "paused");
+        };
+        handlers.onEnd = [this](const auto&) { events.put("end"); };
+        handlers.onFailure = [this](const auto&, const std::exception_ptr& failure) {
             events.put("failed: " + test::errorText(failure));
         };
         handlers.onTime = [this](const CMTime& time) { times.put(time); };
@@ -360,6 +362,7 @@ TEST_F(PlayerTest, RedrawsInFlightComeToOneMore) {
     const auto first = compositor->take();
     for (int i = 0; i < 10; ++i) player->redraw();
     first->finish(*first->sourceFrame(1));
+    ASSERT_TRUE(shown.waitForCount(2, kDeadline));
     const auto second = compositor->take();
     EXPECT_EQ(second->compositionTime(), CMTime::make(1, 1));
     second->finish(*second->sourceFrame(1));
@@ -382,6 +385,7 @@ TEST_F(PlayerTest, AFailureIsToldOnceAndPauses) {
     player->replaceCurrentItem(makeItem("", compositor));
     seek(1);
     player->play();
+    ASSERT_TRUE(waitForEvent("playing"));
     compositor->take()->finish(std::make_exception_ptr(Error("no picture")));
     ASSERT_TRUE(waitForEvent("failed: no picture"));
     EXPECT_THAT(events.items(), ElementsAre("playing", "paused", "failed: no picture"));

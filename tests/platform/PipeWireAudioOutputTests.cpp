@@ -174,7 +174,7 @@ TEST_F(PipeWireAudioOutputTest, WhatIsSeenAndHeardIsOneMoment) {
             seenAt[number] = hostTimeNow().seconds();
         }
     };
-    handlers.onEnd = [&] { ends.put(0); };
+    handlers.onEnd = [&](const auto&) { ends.put(0); };
     player.setHandlers(std::move(handlers));
     player.replaceCurrentItem(item);
     player.play();
