@@ -32,6 +32,7 @@ std::string describe(const std::exception_ptr& failure) {
 
 std::vector<CMTimeRange> rangesOf(const std::vector<TimelineZoomPanClip>& clips) {
     std::vector<CMTimeRange> ranges;
+    ranges.reserve(clips.size());
     for (const TimelineZoomPanClip& clip : clips) ranges.push_back(clip.timeRange);
     return ranges;
 }

@@ -58,7 +58,8 @@ void LiveMixer::add(Track& track, std::int64_t count) {
     ramped_.assign(mixed_.size(), 0.0F);
     track.reader->addTo(ramped_, position_, 1);
     for (std::size_t i = 0; i < ramped_.size(); ++i) {
-        const float share = static_cast<float>(i / kMixChannels) / static_cast<float>(count);
+        const std::size_t frame = i / kMixChannels;
+        const float share = static_cast<float>(frame) / static_cast<float>(count);
         mixed_[i] += ramped_[i] * (from + share * (track.volume - from));
     }
 }

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "media/FrameSource.h"
 #include "media/detail/FrameRequest.h"
+#include "media/detail/TrackPictures.h"
 
 namespace varnelle::detail {
 namespace {
@@ -29,35 +29,6 @@ constexpr std::chrono::milliseconds kPatience{100};
 /// Decoded frames that are kept: of the screen, over a second at 1080p; of any other track.
 constexpr std::size_t kScreenCacheBytes = 256'000'000;
 constexpr std::size_t kOtherCacheBytes = 64'000'000;
-
-/// What a track of the composition shows, at any time.
-class TrackPictures {
-public:
-    TrackPictures(const CompositionTrack& track, std::size_t cacheBytes)
-        : track_(&track), cacheBytes_(cacheBytes) {}
-
-    [[nodiscard]] TrackID trackID() const { return track_->trackID(); }
-
-    [[nodiscard]] std::optional<VideoFrame> frameAt(const CMTime& time,
-                                                    const std::function<bool()>& isWanted) {
-        const CompositionSegment* segment = track_->segment(time);
-        if (segment == nullptr) return std::nullopt;
-        const bool isOpen = source_ && asset_ == segment->asset &&
-                            source_->track().streamIndex == segment->sourceTrack.streamIndex;
-        if (!isOpen) {
-            source_.reset();
-            source_ = std::make_unique<FrameSource>(segment->asset, segment->sourceTrack, cacheBytes_);
-            asset_ = segment->asset;
-        }
-        return source_->frame(segment->sourceTime(time), isWanted);
-    }
-
-private:
-    const CompositionTrack* track_;
-    std::size_t cacheBytes_;
-    std::unique_ptr<FrameSource> source_;
-    std::shared_ptr<const MediaAsset> asset_;
-};
 
 double renderScale(CGSize renderSize, CGSize pixels) {
     if (!(pixels.width >= 1 && pixels.height >= 1)) return 1;
@@ -151,7 +122,7 @@ struct PlayerPictures::State {
     }
     [[nodiscard]] Job takeRunJob() {
         ++runInWork;
-        const Job job{false, next, epoch, false, grid.time(next), clock};
+        Job job{false, next, epoch, false, grid.time(next), clock};
         next += step();
         return job;
     }
