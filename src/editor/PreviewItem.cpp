@@ -16,6 +16,8 @@ namespace {
 /// While a window is being resized its frames are stretched. Each new size costs the background anew.
 constexpr std::chrono::milliseconds kRestBeforeSize{120};
 
+constexpr std::chrono::milliseconds kLongestDrawing{100};
+
 /// The frame's own pixels as an image; no copy.
 QImage imageOf(const VideoFrame& frame) {
     auto* const owner = new VideoFrame(frame);
@@ -31,6 +33,10 @@ PreviewItem::PreviewItem(QQuickItem* parent) : QQuickItem(parent) {
     sizeTimer_.setSingleShot(true);
     sizeTimer_.setInterval(kRestBeforeSize);
     connect(&sizeTimer_, &QTimer::timeout, this, &PreviewItem::tellSize);
+    drawingTimer_.setSingleShot(true);
+    drawingTimer_.setInterval(kLongestDrawing);
+    connect(&drawingTimer_, &QTimer::timeout, this, &PreviewItem::windowDrawn);
+    watchDrawing(window());
 }
 
 PreviewItem::~PreviewItem() {
@@ -62,11 +68,37 @@ void PreviewItem::watch(std::shared_ptr<PreviewFrames> frames) {
             this,
             [this] {
                 isUpdatePosted_ = false;
-                update();
+                frameArrived();
             },
             Qt::QueuedConnection);
     });
     update();
+}
+
+void PreviewItem::watchDrawing(QQuickWindow* window) {
+    disconnect(drawingWatch_);
+    isDrawing_ = false;
+    if (window == nullptr) return;
+    // From the thread that draws.
+    drawingWatch_ =
+        connect(window, &QQuickWindow::frameSwapped, this, &PreviewItem::windowDrawn, Qt::QueuedConnection);
+}
+
+void PreviewItem::frameArrived() {
+    if (isDrawing_) {
+        hasNewFrame_ = true;
+        return;
+    }
+    isDrawing_ = true;
+    hasNewFrame_ = false;
+    drawingTimer_.start();
+    update();
+}
+
+void PreviewItem::windowDrawn() {
+    isDrawing_ = false;
+    drawingTimer_.stop();
+    if (hasNewFrame_) frameArrived();
 }
 
 void PreviewItem::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
@@ -76,6 +108,7 @@ void PreviewItem::geometryChange(const QRectF& newGeometry, const QRectF& oldGeo
 
 void PreviewItem::itemChange(ItemChange change, const ItemChangeData& value) {
     QQuickItem::itemChange(change, value);
+    if (change == ItemSceneChange) watchDrawing(value.window);
     if (change == ItemDevicePixelRatioHasChanged || change == ItemSceneChange) updatePictureRect();
 }
 
@@ -111,7 +144,8 @@ void PreviewItem::updatePictureRect() {
 
 void PreviewItem::tellSize() {
     toldPixels_ = wantedPixels_;
-    if (controller_) controller_->setPreviewSize(wantedPixels_);
+    // The width decides: fitted into its height too, a picture could come out a column too narrow.
+    if (controller_) controller_->setPreviewSize({wantedPixels_.width(), wantedPixels_.height() + 1});
 }
 
 QSGNode* PreviewItem::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {

@@ -44,6 +44,9 @@ protected:
 
 private:
     void watch(std::shared_ptr<PreviewFrames> frames);
+    void watchDrawing(QQuickWindow* window);
+    void frameArrived();
+    void windowDrawn();
     void updatePictureRect();
     void tellSize();
     [[nodiscard]] double pixelsPerUnit() const;
@@ -54,6 +57,12 @@ private:
     QSize wantedPixels_;
     QSize toldPixels_;
     QTimer sizeTimer_;
+    QMetaObject::Connection drawingWatch_;
+    /// The window is being drawn with the last frame. To take another one now would make the main thread
+    /// wait.
+    bool isDrawing_ = false;
+    bool hasNewFrame_ = false;  ///< since then
+    QTimer drawingTimer_;       ///< for a window that is hidden before it was drawn
     std::atomic<bool> isUpdatePosted_ = false;
     VideoFrame drawn_;  ///< what the texture holds; its storage is the texture's
 };

