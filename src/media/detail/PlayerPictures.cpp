@@ -19,9 +19,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Frames that are made ahead of the clock: enough to hide the decoding of a cut, few enough for a change of
-/// the look to be seen at once.
-constexpr std::size_t kFramesAhead = 5;
+/// Frames that are made ahead of the clock: enough to hide the decoding of a cut on a busy machine, few enough
+/// for a change of the look to be seen at once.
+constexpr std::size_t kFramesAhead = 8;
+/// With so many the clock may start; the others come faster than they are due.
+constexpr std::size_t kFramesToBegin = 3;
 /// More frames a second than this aren't worth making.
 constexpr double kScreenRate = 60;
 /// How long a scrub may go without a new frame before one is carried through.
@@ -242,7 +244,7 @@ void PlayerPictures::stopRun() {
 
 bool PlayerPictures::isReadyToRun() const {
     const std::lock_guard lock(state_->mutex);
-    return state_->ready.size() >= kFramesAhead ||
+    return state_->ready.size() >= kFramesToBegin ||
            (state_->next >= state_->grid.count() && state_->runInWork == 0);
 }
 
