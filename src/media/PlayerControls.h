@@ -29,14 +29,14 @@ struct PlayerFrame {
 };
 
 /// Plays one item after the other. Operations are for one thread and return at once. Handlers are called one
-/// at a time on a thread of the player's; they may call nothing of the player but `currentTime`, and should
-/// be brief: while one runs, no frame is shown.
+/// at a time on a thread of the player's; they may call nothing of the player but `isPlaying` and
+/// `currentTime`, which are for any thread, and should be brief: while one runs, no frame is shown.
 class PlayerControls {
 public:
     /// Told what happens. Any of them may be left empty.
     struct Handlers {
         std::function<void(const PlayerFrame&)> onFrame;  ///< to be shown now, in place of the one before
-        std::function<void()> onStatusChange;  ///< `isPlaying` has changed
+        std::function<void()> onStatusChange;             ///< `isPlaying` has changed
         /// An item has played to its end and is paused there.
         std::function<void(const std::shared_ptr<const PlayerItem>&)> onEnd;
         /// An item can't be played on; it is paused.
