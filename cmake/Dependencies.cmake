@@ -17,6 +17,7 @@ find_package(JPEG REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale libswresample)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
+pkg_check_modules(SOUNDTOUCH REQUIRED IMPORTED_TARGET soundtouch)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
     xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-composite xcb-render)
 pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)

@@ -157,6 +157,8 @@ void PictureSampler::addComponent(const PlanarPicture::Plane& plane, int byteOff
                                   width);
         }
         component.groups = &groups;
+    } else {
+        addColumns(component);
     }
     for (auto& row : component.rows) row.resize(static_cast<std::size_t>(columnCount_ + kRowPadding));
     components_.push_back(std::move(component));
@@ -210,34 +212,55 @@ const std::uint8_t* PictureSampler::sourceRow(const Component& component, int in
     return scratch_.data();
 }
 
+void PictureSampler::addColumns(Component& component) const {
+    const auto placeOf = [&](double x, std::int32_t& sample, float& share) {
+        sample = std::clamp(static_cast<std::int32_t>(std::floor(x)), 0, component.width - 1);
+        share = static_cast<float>(x - sample);
+    };
+    component.columns.resize(static_cast<std::size_t>(columnCount_));
+    for (int i = 0; i < columnCount_; ++i) {
+        const Stretch stretch((firstColumn_ + i + 0.5 - destination_.minX()) * component.samplesPerColumn,
+                              component.samplesPerColumn, component.width);
+        ColumnStretch& column = component.columns[static_cast<std::size_t>(i)];
+        placeOf(stretch.start, column.begin, column.beginShare);
+        placeOf(stretch.end(), column.end, column.endShare);
+    }
+}
+
 /// The means of rectangles of any size: rows are weighted and summed, then stretches of columns taken from
 /// their running sum.
 detail::RowTriple PictureSampler::averagedRow(Component& component, int y) {
-    const int width = component.width;
-    columnMeans_.assign(static_cast<std::size_t>(width), 0);
+    const auto width = static_cast<std::size_t>(component.width);
+    columnMeans_.assign(width, 0);
     const Stretch rows((y + 0.5 - destination_.minY()) * component.samplesPerRow, component.samplesPerRow,
                        component.height);
     for (int sample = rows.firstSample(); sample < rows.end(); ++sample) {
-        const auto share = static_cast<float>(rows.share(sample));
         const std::uint8_t* row = sourceRow(component, std::clamp(sample, 0, component.height - 1));
-        for (int x = 0; x < width; ++x)
-            columnMeans_[static_cast<std::size_t>(x)] += share * static_cast<float>(row[x]);
+        detail::addWeighted(row, static_cast<float>(64 * rows.share(sample)), component.width,
+                            columnMeans_.data());
     }
-    sums_.assign(1, 0);
-    for (const float mean : columnMeans_) sums_.push_back(sums_.back() + static_cast<double>(mean));
-    const auto sumUpTo = [&](double x) {
-        const int sample = std::clamp(static_cast<int>(std::floor(x)), 0, width - 1);
-        const auto i = static_cast<std::size_t>(sample);
-        return sums_[i] + (x - sample) * static_cast<double>(columnMeans_[i]);
-    };
+    // Whole numbers: their sums are exact, so that a stretch far to the right is as good as one on the left.
+    fixedMeans_.resize(width);
+    sums_.resize(width);
+    std::int32_t sum = 0;
+    for (std::size_t x = 0; x < width; ++x) {
+        const auto mean = static_cast<std::int32_t>(columnMeans_[x] + 0.5F);
+        fixedMeans_[x] = mean;
+        sums_[x] = sum;
+        sum += mean;
+    }
+    const float perSample = 1 / static_cast<float>(std::max(component.samplesPerColumn, 1.0));
     std::int16_t* output = component.rows[0].data();
-    for (int i = 0; i < columnCount_; ++i) {
-        const Stretch columns((firstColumn_ + i + 0.5 - destination_.minX()) * component.samplesPerColumn,
-                              component.samplesPerColumn, width);
-        const double mean = (sumUpTo(columns.end()) - sumUpTo(columns.start)) / columns.length;
-        output[i] = static_cast<std::int16_t>(std::lround(64 * mean));
+    for (const ColumnStretch& column : component.columns) {
+        const auto begin = static_cast<std::size_t>(column.begin);
+        const auto end = static_cast<std::size_t>(column.end);
+        const float total = static_cast<float>(sums_[end] - sums_[begin]) +
+                            column.endShare * static_cast<float>(fixedMeans_[end]) -
+                            column.beginShare * static_cast<float>(fixedMeans_[begin]);
+        *output++ = static_cast<std::int16_t>(total * perSample + 0.5F);
     }
-    return {output, output, output, 0, 0};
+    const std::int16_t* const first = component.rows[0].data();
+    return {first, first, first, 0, 0};
 }
 
 }  // namespace varnelle

@@ -66,7 +66,11 @@ void mergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, cons
                 int count, std::uint8_t* bgra);
 void mergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count, std::uint8_t* bgra);
 
+/// Adds so many samples of a row, times a weight, to sums.
+void addWeighted(const std::uint8_t* row, float weight, int count, float* sums);
+
 /// The same in plain loops, to compare with.
+void addWeightedScalar(const std::uint8_t* row, float weight, int count, float* sums);
 void resampleColumnsScalar(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output);
 void mergeYCbCrScalar(const RowTriple& y, const RowTriple& u, const RowTriple& v, const ColorMatrix& matrix,
                       int count, std::uint8_t* bgra);
@@ -93,6 +97,15 @@ public:
     void row(int y, std::uint8_t* bgra);
 
 private:
+    /// Where the stretch of samples lies that an output pixel is the mean of: from within one sample up to
+    /// within another.
+    struct ColumnStretch {
+        std::int32_t begin = 0;
+        std::int32_t end = 0;
+        float beginShare = 0;
+        float endShare = 0;
+    };
+
     /// One component of the picture, as it is resampled.
     struct Component {
         PlanarPicture::Plane plane;
@@ -103,6 +116,7 @@ private:
         double samplesPerColumn = 1;  ///< of the canvas
         double samplesPerRow = 1;
         const detail::ColumnGroups* groups = nullptr;  ///< null where more than three samples make a pixel
+        std::vector<ColumnStretch> columns;            ///< instead of those
         std::array<std::vector<std::int16_t>, 3> rows;
         std::array<int, 3> rowIndices{-1, -1, -1};
     };
@@ -112,6 +126,7 @@ private:
     detail::RowTriple rowTriple(Component& component, int y);
     const std::int16_t* resampledRow(Component& component, int index);
     const std::uint8_t* sourceRow(const Component& component, int index);
+    void addColumns(Component& component) const;
     detail::RowTriple averagedRow(Component& component, int y);
 
     PlanarPicture picture_;
@@ -123,7 +138,8 @@ private:
     std::vector<Component> components_;
     std::vector<std::uint8_t> scratch_;
     std::vector<float> columnMeans_;
-    std::vector<double> sums_;
+    std::vector<std::int32_t> fixedMeans_;  ///< with six fractional bits
+    std::vector<std::int32_t> sums_;        ///< of the means before each
 };
 
 }  // namespace varnelle

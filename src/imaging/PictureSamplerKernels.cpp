@@ -22,6 +22,10 @@ void MergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int co
     mergeBGRScalar(b, g, r, count, bgra);
 }
 
+void AddWeighted(const std::uint8_t* row, float weight, int count, float* sums) {
+    addWeightedScalar(row, weight, count, sums);
+}
+
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
@@ -160,6 +164,21 @@ void MergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int co
     });
 }
 
+void AddWeighted(const std::uint8_t* HWY_RESTRICT row, float weight, int count, float* HWY_RESTRICT sums) {
+    const hn::ScalableTag<float> d;
+    const hn::Rebind<std::int32_t, decltype(d)> integers;
+    const hn::Rebind<std::uint8_t, decltype(d)> bytes;
+    const auto weights = hn::Set(d, weight);
+    const std::size_t step = hn::Lanes(d);
+    const auto total = static_cast<std::size_t>(count);
+    std::size_t i = 0;
+    for (; i + step <= total; i += step) {
+        const auto samples = hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, row + i)));
+        hn::StoreU(hn::MulAdd(samples, weights, hn::LoadU(d, sums + i)), d, sums + i);
+    }
+    for (; i < total; ++i) sums[i] += weight * static_cast<float>(row[i]);
+}
+
 #endif
 
 }  // namespace HWY_NAMESPACE
@@ -172,6 +191,7 @@ namespace varnelle::detail {
 HWY_EXPORT(ResampleColumns);
 HWY_EXPORT(MergeYCbCr);
 HWY_EXPORT(MergeBGR);
+HWY_EXPORT(AddWeighted);
 
 void resampleColumns(const std::uint8_t* row, const ColumnGroups& groups, std::int16_t* output) {
     HWY_DYNAMIC_DISPATCH(ResampleColumns)(row, groups, output);
@@ -184,6 +204,10 @@ void mergeYCbCr(const RowTriple& y, const RowTriple& u, const RowTriple& v, cons
 
 void mergeBGR(const RowTriple& b, const RowTriple& g, const RowTriple& r, int count, std::uint8_t* bgra) {
     HWY_DYNAMIC_DISPATCH(MergeBGR)(b, g, r, count, bgra);
+}
+
+void addWeighted(const std::uint8_t* row, float weight, int count, float* sums) {
+    HWY_DYNAMIC_DISPATCH(AddWeighted)(row, weight, count, sums);
 }
 
 namespace {
@@ -243,6 +267,10 @@ void mergeBGRScalar(const RowTriple& b, const RowTriple& g, const RowTriple& r, 
         bgra[4 * i + 2] = rounded(mean(r, i));
         bgra[4 * i + 3] = 255;
     }
+}
+
+void addWeightedScalar(const std::uint8_t* row, float weight, int count, float* sums) {
+    for (int i = 0; i < count; ++i) sums[i] += weight * static_cast<float>(row[i]);
 }
 
 }  // namespace varnelle::detail

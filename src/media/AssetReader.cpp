@@ -3,7 +3,6 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -11,13 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "media/MediaError.h"
+#include "media/detail/FrameGrid.h"
+#include "media/detail/FrameRequest.h"
 #include "media/detail/TrackReader.h"
 
 namespace varnelle {
 namespace {
-
-using SourceFrames = std::vector<std::pair<TrackID, std::optional<VideoFrame>>>;
 
 /// What the threads of a reader and the requests share. A request may outlive its reader.
 struct Delivery {
@@ -28,6 +26,16 @@ struct Delivery {
     std::exception_ptr error;
     std::map<std::int64_t, VideoFrame> composed;
     std::int64_t nextIndex = 0;  // the frame that is delivered next
+
+    void receive(std::int64_t index, const detail::RequestAnswer& answer) {
+        if (const auto* frame = std::get_if<VideoFrame>(&answer)) {
+            deliver(index, *frame);
+        } else if (const auto* failure = std::get_if<std::exception_ptr>(&answer)) {
+            end(TransferStatus::failed, *failure);
+        } else {
+            end(TransferStatus::cancelled, nullptr);
+        }
+    }
 
     void deliver(std::int64_t index, const VideoFrame& frame) {
         {
@@ -50,82 +58,17 @@ struct Delivery {
     }
 };
 
-class Request final : public VideoCompositionRequest {
-public:
-    Request(std::shared_ptr<Delivery> delivery, std::int64_t index, CMTime time,
-            std::shared_ptr<const VideoCompositionInstruction> instruction,
-            std::shared_ptr<VideoRenderContext> context, SourceFrames frames)
-        : delivery_(std::move(delivery)),
-          index_(index),
-          time_(time),
-          instruction_(std::move(instruction)),
-          context_(std::move(context)),
-          frames_(std::move(frames)) {}
-
-    ~Request() override {
-        finish(std::make_exception_ptr(MediaError(MediaError::Code::cannotDecode,
-                                                  "A picture was never composed: its request was dropped.")));
-    }
-    Request(const Request&) = delete;
-    Request& operator=(const Request&) = delete;
-
-    [[nodiscard]] CMTime compositionTime() const override { return time_; }
-    [[nodiscard]] std::shared_ptr<const VideoCompositionInstruction> instruction() const override {
-        return instruction_;
-    }
-    [[nodiscard]] std::shared_ptr<VideoRenderContext> renderContext() const override { return context_; }
-    [[nodiscard]] std::optional<VideoFrame> sourceFrame(TrackID track) const override {
-        for (const auto& [id, frame] : frames_) {
-            if (id == track) return frame;
-        }
-        return std::nullopt;
-    }
-
-    void finish(const VideoFrame& composedFrame) override {
-        if (!isFinished_.exchange(true)) delivery_->deliver(index_, composedFrame);
-    }
-    void finish(const std::exception_ptr& error) override {
-        if (!isFinished_.exchange(true)) delivery_->end(TransferStatus::failed, error);
-    }
-    void finishCancelledRequest() override {
-        if (!isFinished_.exchange(true)) delivery_->end(TransferStatus::cancelled, nullptr);
-    }
-
-private:
-    const std::shared_ptr<Delivery> delivery_;
-    const std::int64_t index_;
-    const CMTime time_;
-    const std::shared_ptr<const VideoCompositionInstruction> instruction_;
-    const std::shared_ptr<VideoRenderContext> context_;
-    const SourceFrames frames_;
-    std::atomic<bool> isFinished_ = false;
-};
-
-/// Grid moments from zero that lie before the end.
-std::int64_t gridSize(const CMTime& duration, const CMTime& frameDuration) {
-    if (!duration.isNumeric() || duration <= kCMTimeZero) return 0;
-    auto count = static_cast<std::int64_t>(duration.seconds() / frameDuration.seconds());
-    while (count > 0 && detail::gridTime(frameDuration, count - 1) >= duration) --count;
-    while (detail::gridTime(frameDuration, count) < duration) ++count;
-    return count;
-}
-
 }  // namespace
 
 class AssetReader::Implementation {
 public:
     Implementation(std::shared_ptr<const Composition> composition, VideoComposition video)
         : composition_(std::move(composition)), video_(std::move(video)) {
-        if (!video_.frameDuration.isNumeric() || video_.frameDuration <= kCMTimeZero) {
-            throw MediaError(MediaError::Code::cannotDecode,
-                             "A composition can't be read without a frame duration.");
-        }
-        frameCount_ = gridSize(composition_->duration(), video_.frameDuration);
+        grid_ = detail::FrameGrid(composition_->duration(), video_.frameDuration);
         for (const TrackID id : video_.instruction->requiredSourceTrackIDs()) {
             const CompositionTrack* track = composition_->track(id);
             if (track == nullptr || track->mediaType() != MediaType::video) continue;
-            tracks_.push_back(
-                std::make_unique<detail::TrackReader>(*track, video_.frameDuration, frameCount_));
+            tracks_.push_back(std::make_unique<detail::TrackReader>(*track, grid_));
         }
         context_ = std::make_shared<VideoRenderContext>(video_.renderSize);
     }
@@ -164,7 +107,7 @@ public:
         SampleBuffer sample;
         {
             std::unique_lock lock(delivery_->mutex);
-            if (delivery_->status == TransferStatus::reading && delivery_->nextIndex == frameCount_) {
+            if (delivery_->status == TransferStatus::reading && delivery_->nextIndex == grid_.count()) {
                 delivery_->status = TransferStatus::completed;
             }
             const auto isThere = [this] { return delivery_->composed.contains(delivery_->nextIndex); };
@@ -173,7 +116,7 @@ public:
             if (delivery_->status != TransferStatus::reading) return std::nullopt;
             auto frame = delivery_->composed.extract(delivery_->nextIndex);
             sample.data = std::move(frame.mapped());
-            sample.presentationTime = detail::gridTime(video_.frameDuration, delivery_->nextIndex);
+            sample.presentationTime = grid_.time(delivery_->nextIndex);
             sample.duration = video_.frameDuration;
             ++delivery_->nextIndex;
         }
@@ -211,7 +154,7 @@ private:
         pthread_setname_np(pthread_self(), "compose-ahead");
         // One more than there are processors: all are busy while the oldest frame is handed on.
         const std::int64_t inWork = std::max(1U, std::thread::hardware_concurrency()) + 1;
-        for (std::int64_t i = 0; i < frameCount_; ++i) {
+        for (std::int64_t i = 0; i < grid_.count(); ++i) {
             {
                 std::unique_lock lock(delivery_->mutex);
                 delivery_->wakeUp.wait(lock, [&] {
@@ -219,7 +162,7 @@ private:
                 });
                 if (delivery_->status != TransferStatus::reading) return;
             }
-            SourceFrames frames;
+            detail::SourceFrames frames;
             try {
                 for (const auto& track : tracks_) frames.emplace_back(track->trackID(), track->next());
             } catch (...) {
@@ -228,9 +171,11 @@ private:
                 return;
             }
             if (status() != TransferStatus::reading) return;
-            compositor_->startRequest(
-                std::make_shared<Request>(delivery_, i, detail::gridTime(video_.frameDuration, i),
-                                          video_.instruction, context_, std::move(frames)));
+            compositor_->startRequest(std::make_shared<detail::FrameRequest>(
+                grid_.time(i), video_.instruction, context_, std::move(frames),
+                [delivery = delivery_, i](const detail::RequestAnswer& answer) {
+                    delivery->receive(i, answer);
+                }));
         }
     }
 
@@ -245,7 +190,7 @@ private:
     const std::shared_ptr<const Composition> composition_;
     const VideoComposition video_;
     const std::shared_ptr<Delivery> delivery_ = std::make_shared<Delivery>();
-    std::int64_t frameCount_ = 0;
+    detail::FrameGrid grid_;
     std::shared_ptr<VideoRenderContext> context_;
     std::vector<std::unique_ptr<detail::TrackReader>> tracks_;
     std::shared_ptr<VideoCompositing>

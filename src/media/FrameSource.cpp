@@ -83,18 +83,22 @@ std::optional<std::size_t> FrameSource::frameIndex(const CMTime& time) const {
     return after == index.begin() ? 0 : static_cast<std::size_t>(after - index.begin()) - 1;
 }
 
-std::optional<VideoFrame> FrameSource::frame(const CMTime& time) {
+std::optional<VideoFrame> FrameSource::frame(const CMTime& time, const std::function<bool()>& isWanted) {
     const auto index = frameIndex(time);
     if (!index) return std::nullopt;
     if (lastIndex_ == index) return lastFrame_;
     auto found = cached(*index);
-    if (!found) found = decode(*index);
+    if (!found) {
+        bool isAbandoned = false;
+        found = decode(*index, [&] { return !(isAbandoned = isAbandoned || !isWanted()); });
+        if (isAbandoned) return std::nullopt;
+    }
     lastIndex_ = index;
     lastFrame_ = found;
     return found;
 }
 
-std::optional<VideoFrame> FrameSource::decode(std::size_t index) {
+std::optional<VideoFrame> FrameSource::decode(std::size_t index, const std::function<bool()>& isWanted) {
     std::size_t keyFrame = keyFrameIndex(index);
     std::optional<VideoFrame> best;
     if (decoder_->position() > index || decoder_->position() + kWorthSeeking < keyFrame) {
@@ -103,6 +107,7 @@ std::optional<VideoFrame> FrameSource::decode(std::size_t index) {
         best = lastFrame_;  // what is shown on if nothing up to `index` can be decoded
     }
     while (decoder_->position() <= index) {
+        if (!isWanted()) return std::nullopt;
         auto placed = decoder_->next();
         if (!placed) break;
         if (placed->index > index && !best) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -27,9 +28,12 @@ public:
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// Exactly the picture that belongs to the time. Absent if the track has no picture that can be decoded.
-    /// Throws `MediaError` (`cannotDecode`) if the file can't be read any more.
-    [[nodiscard]] std::optional<VideoFrame> frame(const CMTime& time);
+    /// Exactly the picture that belongs to the time. Absent if the track has no picture that can be decoded,
+    /// or once `isWanted`, which is asked before each picture that has to be decoded, says no. What was
+    /// decoded until then isn't lost. Throws `MediaError` (`cannotDecode`) if the file can't be read any
+    /// more.
+    [[nodiscard]] std::optional<VideoFrame> frame(
+        const CMTime& time, const std::function<bool()>& isWanted = [] { return true; });
     /// The place of that picture in the track's sample index, without decoding; absent for an empty track.
     [[nodiscard]] std::optional<std::size_t> frameIndex(const CMTime& time) const;
 
@@ -45,7 +49,7 @@ private:
 
     [[nodiscard]] std::optional<VideoFrame> cached(std::size_t index);
     void remember(std::size_t index, const VideoFrame& picture);
-    [[nodiscard]] std::optional<VideoFrame> decode(std::size_t index);
+    [[nodiscard]] std::optional<VideoFrame> decode(std::size_t index, const std::function<bool()>& isWanted);
     [[nodiscard]] std::size_t keyFrameIndex(std::size_t index) const;
 
     std::shared_ptr<const MediaAsset> asset_;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "media/MediaError.h"
 
 namespace varnelle {
@@ -22,10 +24,19 @@ CGSize checked(CGSize size) {
     return size;
 }
 
+CGSize scaled(CGSize size, double scale) {
+    if (scale == 1) return size;
+    // A scale that is the quotient of two whole sizes leads back to them.
+    constexpr double roundingError = 1e-6;
+    return {std::floor(size.width * scale + roundingError), std::floor(size.height * scale + roundingError)};
+}
+
 }  // namespace
 
-VideoRenderContext::VideoRenderContext(CGSize sizePixels)
-    : size_(checked(sizePixels)),
+VideoRenderContext::VideoRenderContext(CGSize renderSize, double renderScale)
+    : renderSize_(checked(renderSize)),
+      renderScale_(renderScale),
+      size_(checked(scaled(renderSize, renderScale))),
       pool_(PixelFormat::bgra, static_cast<int>(size_.width), static_cast<int>(size_.height),
             ColorDescription::sRGB()) {}
 

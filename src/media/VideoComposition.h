@@ -25,14 +25,21 @@ public:
 /// Size of the output frames, and where to get them. Safe to share between threads.
 class VideoRenderContext {
 public:
-    /// Throws `MediaError` (`unsupportedSize`) unless both sides are between 2 and 16384.
-    explicit VideoRenderContext(CGSize sizePixels);
+    /// `renderSize` is the composition's, in pixels; frames have `renderScale` of its sides, rounded down.
+    /// Throws `MediaError` (`unsupportedSize`) unless all sides are between 2 and 16384.
+    explicit VideoRenderContext(CGSize renderSize, double renderScale = 1);
 
+    /// Of the frames, in pixels.
     [[nodiscard]] CGSize size() const { return size_; }
+    /// What the composition is laid out for. Its picture is drawn smaller by the scale.
+    [[nodiscard]] CGSize renderSize() const { return renderSize_; }
+    [[nodiscard]] double renderScale() const { return renderScale_; }
     /// A BGRA frame to be filled; its contents are undefined.
     [[nodiscard]] VideoFrame newPixelBuffer() { return pool_.newFrame(); }
 
 private:
+    CGSize renderSize_;
+    double renderScale_;
     CGSize size_;
     VideoFramePool pool_;
 };

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "media/AudioOutput.h"
 #include "platform/CameraSession.h"
 #include "platform/CaptureDevices.h"
 #include "platform/FocusInput.h"
@@ -82,6 +83,8 @@ public:
     /// outlive the session. Throws `PlatformError` if it can't be used.
     [[nodiscard]] virtual std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
         const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) = 0;
+    /// Plays to the output that the desktop prefers; without one it keeps time all the same.
+    [[nodiscard]] virtual std::unique_ptr<AudioOutput> makeAudioOutput() = 0;
 };
 
 }  // namespace varnelle

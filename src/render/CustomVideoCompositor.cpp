@@ -129,9 +129,13 @@ void CustomVideoCompositor::renderFrame(VideoCompositionRequest& request, std::u
         // A camera picture that is missing leaves out the bubble of this frame alone.
         const auto camera =
             contents.cameraTrackID ? request.sourceFrame(*contents.cameraTrackID) : std::nullopt;
-        ingredients.plan =
-            planFrame(*instruction, request.compositionTime(),
-                      orientedSize(*source, contents.screenTransform), context->size(), camera.has_value());
+        ingredients.plan = planFrame(*instruction, request.compositionTime(),
+                                     orientedSize(*source, contents.screenTransform), context->renderSize(),
+                                     camera.has_value());
+        if (context->renderScale() != 1) {
+            ingredients.plan = scaled(ingredients.plan, context->renderScale());
+            ingredients.plan.canvas = context->size();
+        }
         if (ingredients.plan.bubble) {
             ingredients.camera = *camera;
             ingredients.cameraTransform = contents.cameraTransform;

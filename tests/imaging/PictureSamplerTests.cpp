@@ -183,6 +183,14 @@ TEST(PictureSamplerKernels, MatchTheirScalarTwins) {
         EXPECT_EQ(vector, scalar);
     }
 
+    for (const int count : {1, 31, 1000}) {
+        std::vector<float> a(1001, 3.5F);
+        std::vector<float> b = a;
+        detail::addWeighted(bytes.data() + 1, 12.3F, count, a.data());
+        detail::addWeightedScalar(bytes.data() + 1, 12.3F, count, b.data());
+        for (std::size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], 1e-3) << count << ", " << i;
+    }
+
     std::array<std::vector<std::int16_t>, 9> rows;
     for (auto& row : rows) {
         row.resize(160);

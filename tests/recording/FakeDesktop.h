@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "media/SilentAudioOutput.h"
 #include "platform/DesktopPlatform.h"
 #include "recording/CameraFeed.h"
 #include "recording/FakeInputs.h"
@@ -41,6 +42,7 @@ public:
     std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
         const std::string& microphoneID, SerialQueue& queue,
         MicrophoneSession::SampleHandler handler) override;
+    std::unique_ptr<AudioOutput> makeAudioOutput() override { return std::make_unique<SilentAudioOutput>(); }
     std::vector<CaptureDevice> microphones() override;
     std::vector<CaptureDevice> cameras() override;
     std::shared_ptr<void> observeChanges(ChangeHandler onChange) override {

@@ -162,6 +162,40 @@ TEST_F(CustomVideoCompositorTest, LiveEditsShowInTheNextFrame) {
     EXPECT_NE(nearTheTop(answers.items()[1].frame), 130) << "wide, there is background";
 }
 
+TEST_F(CustomVideoCompositorTest, ASmallerFrameShowsTheSamePicture) {
+    const CGSize renderSize{640, 361};
+    compositor.renderContextChanged(std::make_shared<VideoRenderContext>(renderSize));
+    for (const double seconds : {3.0, 6.0}) request(seconds, source, greySource());
+    ASSERT_TRUE(answers.waitForCount(2, kDeadline));
+    compositor.renderContextChanged(std::make_shared<VideoRenderContext>(renderSize, 0.25));
+    for (const double seconds : {3.0, 6.0}) request(seconds, source, greySource());
+    ASSERT_TRUE(answers.waitForCount(4, kDeadline));
+    const auto all = answers.items();
+    const auto frameOf = [&](double seconds, int width) {
+        return std::find_if(all.begin(), all.end(),
+                            [&](const Answer& answer) {
+                                return answer.time == timeFromSeconds(seconds) &&
+                                       answer.frame.width() == width;
+                            })
+            ->frame;
+    };
+    for (const double seconds : {3.0, 6.0}) {
+        const Plane small = frameOf(seconds, 160).plane(0);
+        const Plane large = frameOf(seconds, 640).plane(0);
+        double difference = 0;
+        for (int y = 0; y < 90; ++y) {
+            for (int x = 0; x < 160; ++x) {
+                // A canvas row of the odd size is left out at the top.
+                double sum = 0;
+                for (int i = 0; i < 16; ++i)
+                    sum += large.data[(4 * y + 1 + i / 4) * large.bytesPerRow + 4 * (4 * x + i % 4)];
+                difference += std::abs(sum / 16 - small.data[y * small.bytesPerRow + 4 * x]);
+            }
+        }
+        EXPECT_LT(difference / (160 * 90), 0.5) << "levels, on average, at " << seconds;
+    }
+}
+
 TEST_F(CustomVideoCompositorTest, LeavingARangeHoldsTheViewOfTheMomentItBegan) {
     const auto& contents = instruction->contents();
     const CMTime moment = timeFromSeconds(4.6);

@@ -71,6 +71,7 @@ SoundTrackReader::SoundTrackReader(const CompositionTrack& track) : runs_(soundR
 
 void SoundTrackReader::addTo(std::span<float> mix, std::int64_t position, float volume) {
     const std::int64_t end = position + static_cast<std::int64_t>(mix.size()) / kMixChannels;
+    while (current_ > 0 && runs_[current_ - 1].end > position) --current_;
     while (current_ < runs_.size() && runs_[current_].end <= position) ++current_;
     for (; current_ < runs_.size() && runs_[current_].begin < end; ++current_) {
         const SoundRun& run = runs_[current_];

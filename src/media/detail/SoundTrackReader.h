@@ -38,7 +38,7 @@ public:
     /// Opens the first source. Throws `MediaError`.
     explicit SoundTrackReader(const CompositionTrack& track);
 
-    /// Adds the sound from a place of the grid on to an interleaved mix. Places ascend from call to call.
+    /// Adds the sound from a place of the grid on to an interleaved mix.
     void addTo(std::span<float> mix, std::int64_t position, float volume);
 
 private:

@@ -12,12 +12,7 @@ constexpr std::size_t kFramesAhead = 6;
 
 }  // namespace
 
-CMTime gridTime(const CMTime& frameDuration, std::int64_t index) {
-    return CMTime::make(frameDuration.value * index, frameDuration.timescale);
-}
-
-TrackReader::TrackReader(const CompositionTrack& track, CMTime frameDuration, std::int64_t frameCount)
-    : track_(track), frameDuration_(frameDuration), frameCount_(frameCount) {
+TrackReader::TrackReader(const CompositionTrack& track, FrameGrid grid) : track_(track), grid_(grid) {
     if (!track_.segments().empty()) openSource(track_.segments().front());
 }
 
@@ -56,11 +51,11 @@ std::optional<VideoFrame> TrackReader::next() {
 
 void TrackReader::run() {
     pthread_setname_np(pthread_self(), "read-track");
-    for (std::int64_t i = 0; i < frameCount_; ++i) {
+    for (std::int64_t i = 0; i < grid_.count(); ++i) {
         std::optional<VideoFrame> frame;
         std::exception_ptr error;
         try {
-            frame = frameAt(gridTime(frameDuration_, i));
+            frame = frameAt(grid_.time(i));
         } catch (...) {
             error = std::current_exception();
         }

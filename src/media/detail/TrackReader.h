@@ -11,6 +11,7 @@
 
 #include "media/Composition.h"
 #include "media/FrameSource.h"
+#include "media/detail/FrameGrid.h"
 
 namespace varnelle::detail {
 
@@ -19,7 +20,7 @@ namespace varnelle::detail {
 class TrackReader {
 public:
     /// Opens the track's first source. `track` has to outlive this object. Throws `MediaError`.
-    TrackReader(const CompositionTrack& track, CMTime frameDuration, std::int64_t frameCount);
+    TrackReader(const CompositionTrack& track, FrameGrid grid);
     ~TrackReader();
     TrackReader(const TrackReader&) = delete;
     TrackReader& operator=(const TrackReader&) = delete;
@@ -38,8 +39,7 @@ private:
     void openSource(const CompositionSegment& segment);
 
     const CompositionTrack& track_;
-    const CMTime frameDuration_;
-    const std::int64_t frameCount_;
+    const FrameGrid grid_;
 
     // thread only, once it is started
     std::unique_ptr<FrameSource> source_;
@@ -54,8 +54,5 @@ private:
 
     std::thread thread_;
 };
-
-/// The `index`-th moment of a grid; exact.
-CMTime gridTime(const CMTime& frameDuration, std::int64_t index);
 
 }  // namespace varnelle::detail

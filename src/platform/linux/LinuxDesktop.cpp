@@ -10,6 +10,7 @@
 #include "foundation/Log.h"
 #include "platform/linux/CaptureFramePool.h"
 #include "platform/linux/LinuxScreenStream.h"
+#include "platform/linux/PipeWireAudioOutput.h"
 #include "platform/linux/PipeWireCameraSession.h"
 #include "platform/linux/PipeWireDevices.h"
 #include "platform/linux/PipeWireHub.h"
@@ -193,6 +194,10 @@ std::unique_ptr<CameraSession> LinuxDesktop::makeCameraSession(const std::string
 std::unique_ptr<MicrophoneSession> LinuxDesktop::makeMicrophoneSession(
     const std::string& microphoneID, SerialQueue& queue, MicrophoneSession::SampleHandler handler) {
     return std::make_unique<PipeWireMicrophone>(pipeWire_, microphoneID, queue, std::move(handler));
+}
+
+std::unique_ptr<AudioOutput> LinuxDesktop::makeAudioOutput() {
+    return std::make_unique<PipeWireAudioOutput>(pipeWire_);
 }
 
 }  // namespace varnelle

@@ -46,6 +46,7 @@ public:
     [[nodiscard]] std::unique_ptr<MicrophoneSession> makeMicrophoneSession(
         const std::string& microphoneID, SerialQueue& queue,
         MicrophoneSession::SampleHandler handler) override;
+    [[nodiscard]] std::unique_ptr<AudioOutput> makeAudioOutput() override;
 
 private:
     std::string displayName_;

@@ -9,7 +9,7 @@
 namespace varnelle {
 
 PipeWireStream::PipeWireStream(PipeWireHub& hub, Client& client, pw_properties* properties, int flags,
-                               std::vector<const spa_pod*> formats)
+                               std::vector<const spa_pod*> formats, pw_direction direction)
     : hub_(hub), client_(client), self_(std::make_shared<PipeWireStream*>(this)) {
     const auto refuse = [] {
         throw PlatformError(PlatformError::Code::requestFailed, "the media server refuses a stream");
@@ -17,9 +17,8 @@ PipeWireStream::PipeWireStream(PipeWireHub& hub, Client& client, pw_properties* 
     stream_ = pw_stream_new(hub.core(), "Varnelle", properties);
     if (stream_ == nullptr) refuse();
     pw_stream_add_listener(stream_, &listener_, &events(), this);
-    const int result =
-        pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, static_cast<pw_stream_flags>(flags),
-                          formats.data(), static_cast<std::uint32_t>(formats.size()));
+    const int result = pw_stream_connect(stream_, direction, PW_ID_ANY, static_cast<pw_stream_flags>(flags),
+                                         formats.data(), static_cast<std::uint32_t>(formats.size()));
     if (result >= 0) return;
     spa_hook_remove(&listener_);
     pw_stream_destroy(stream_);
