@@ -4,7 +4,9 @@
 #include <QObject>
 #include <QString>
 #include <map>
+#include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "editor/TimelineDrafts.h"
@@ -16,6 +18,8 @@
 
 namespace varnelle {
 
+class TimelineBlockListModel;
+
 /// The timeline under the preview: what its toolbar, ruler and lanes show, and what the user does there. It
 /// owns no project. Whoever shows it sets project, times and selection, and hears by signals what is wanted;
 /// a drag changes only a draft in here, and its end is one signal. Main thread.
@@ -26,6 +30,7 @@ class TimelineModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("belongs to the editor")
+    Q_MOC_INCLUDE("editor/TimelineBlockListModel.h")
     Q_PROPERTY(double viewWidth READ viewWidth WRITE setViewWidth NOTIFY layoutChanged)
     Q_PROPERTY(double contentWidth READ contentWidth NOTIFY layoutChanged)
     Q_PROPERTY(double pixelsPerSecond READ pixelsPerSecond NOTIFY layoutChanged)
@@ -51,6 +56,8 @@ class TimelineModel : public QObject {
     Q_PROPERTY(bool hasAddButton READ hasAddButton NOTIFY hoverChanged)
     Q_PROPERTY(double addButtonX READ addButtonX NOTIFY hoverChanged)
     Q_PROPERTY(Qt::CursorShape cursorShape READ cursorShape NOTIFY cursorShapeChanged)
+    Q_PROPERTY(varnelle::TimelineBlockListModel* primaryBlocks READ primaryBlocks CONSTANT)
+    Q_PROPERTY(varnelle::TimelineBlockListModel* zoomPanBlocks READ zoomPanBlocks CONSTANT)
     Q_PROPERTY(int primaryClipCount READ primaryClipCount NOTIFY contentChanged)
     Q_PROPERTY(int zoomPanClipCount READ zoomPanClipCount NOTIFY contentChanged)
 
@@ -62,6 +69,7 @@ public:
     Q_ENUM(ScrollMotion)
 
     explicit TimelineModel(QObject* parent = nullptr);
+    ~TimelineModel() override;
 
     /// What the editor sets. Setting what is already there does nothing.
     void setProject(const Project& project);
@@ -81,7 +89,7 @@ public:
     [[nodiscard]] const std::optional<UUID>& selectedZoomPanClipID() const { return selectedZoomPanClipID_; }
 
 signals:
-    /// What the user wants. Times have a timescale of 600 and aren't negative.
+    /// What the user wants. Times made from places have a timescale of 600 and aren't negative.
     void togglePlayback();
     void seek(const varnelle::CMTime& time);
     void playbackRateChange(float rate);
@@ -115,6 +123,7 @@ signals:
     void canDeleteChanged();
     void deleteKeyFocusRequested();
     void hoverChanged();
+    void hoveredClipChanged();
     void cursorShapeChanged();
     /// The view is to bring `scrollX` there, once the layout has settled.
     void scrollRequested(double scrollX, varnelle::TimelineModel::ScrollMotion motion);
@@ -124,6 +133,9 @@ public:
     [[nodiscard]] TimelineRulerMetrics rulerMetrics() const;
     [[nodiscard]] const std::vector<TimelineSpan>& primarySpans() const { return primarySpans_; }
     [[nodiscard]] const std::vector<TimelineSpan>& zoomPanSpans() const { return zoomPanSpans_; }
+    /// Between places of the view and timeline time.
+    [[nodiscard]] double viewX(double seconds) const;
+    [[nodiscard]] double secondsAt(double viewX) const;
 
     [[nodiscard]] double viewWidth() const { return viewWidth_; }
     void setViewWidth(double width);
@@ -151,9 +163,12 @@ public:
     [[nodiscard]] const std::optional<double>& hoveredCutTime() const { return hoveredCutTime_; }
     [[nodiscard]] bool hasHoverMark() const { return hoveredCutTime_.has_value(); }
     [[nodiscard]] double hoverMarkX() const;
-    [[nodiscard]] bool hasAddButton() const;
+    [[nodiscard]] bool hasAddButton() const { return addHoverSeconds_.has_value(); }
     [[nodiscard]] double addButtonX() const;
     [[nodiscard]] Qt::CursorShape cursorShape() const { return cursorShape_; }
+    /// The clips in sight.
+    [[nodiscard]] TimelineBlockListModel* primaryBlocks() { return primaryBlocks_.get(); }
+    [[nodiscard]] TimelineBlockListModel* zoomPanBlocks() { return zoomPanBlocks_.get(); }
     [[nodiscard]] int primaryClipCount() const { return static_cast<int>(primarySpans_.size()); }
     [[nodiscard]] int zoomPanClipCount() const { return static_cast<int>(zoomPanSpans_.size()); }
     /// The clip under the pointer, whose handles show.
@@ -194,6 +209,8 @@ public:
     Q_INVOKABLE void step(double seconds);
     /// Selects the clip before or after the selected one and goes to its start.
     Q_INVOKABLE void selectNeighbour(varnelle::TimelineModel::Lane lane, int step);
+    /// Selects a clip by its place in the lane, from 1, and goes to its start.
+    Q_INVOKABLE void selectNumber(varnelle::TimelineModel::Lane lane, int number);
     Q_INVOKABLE void cutAtPlayhead();
     Q_INVOKABLE void nudgeZoomPanClip(double seconds);
 
@@ -209,17 +226,17 @@ private:
         Target target;
         double x = 0;
         bool isDragging = false;
-        std::optional<TimelineTrimGestureOrigin> gestureOrigin;
-        double moveOriginSeconds = 0;
+        TimelineTrimGestureOrigin gestureOrigin;
     };
     enum class JumpTarget { start, end };
 
     [[nodiscard]] const std::vector<TimelineSpan>& spans(Lane lane) const;
+    [[nodiscard]] const TimelineSpan* span(Lane lane, const UUID& clipID) const;
     [[nodiscard]] double contentX(double viewX) const;
-    [[nodiscard]] double viewX(double seconds) const;
-    [[nodiscard]] double secondsAt(double viewX) const;
     [[nodiscard]] Target targetAt(Lane lane, double viewX) const;
-    [[nodiscard]] CMTime assetDuration(const UUID& clipID) const;
+    [[nodiscard]] CMTime assetDuration(const URL& source) const;
+    /// Where a zoom-pan clip may lie between its neighbours: from, to.
+    [[nodiscard]] std::pair<double, double> zoomPanRoom(std::size_t index) const;
     void rebuildPrimarySpans();
     void rebuildZoomPanSpans();
     void updateLayout();
@@ -227,16 +244,19 @@ private:
     void select(Lane lane, const std::optional<UUID>& clipID);
     void follow();
     void jump(JumpTarget target);
+    void requestScroll(ScrollMotion motion);
+    void reveal(double seconds);
+    void selectAndShow(Lane lane, const TimelineSpan& span);
     void zoomTo(double zoomScale, double anchorX);
     void click(Lane lane, double viewX);
-    void dragTrim(double translation);
-    void dragZoomPanTrim(double translation);
-    void dragMove(double translation);
+    void previewTrim(double deltaSeconds);
+    void previewZoomPanTrim(double deltaSeconds);
     void commitDrag();
+    void clearDrafts();
     void updateHoverMark(double seconds);
     void skim(const std::optional<double>& seconds);
-    void updateHoverTarget(Lane lane, double viewX);
     void setCursorShape(Qt::CursorShape shape);
+    void setHoveredClip(const std::optional<UUID>& clipID);
     void updateRateMenu();
 
     Project project_;
@@ -254,6 +274,7 @@ private:
     double viewWidth_ = 0;
     double zoomScale_ = 1;
     double pinchOriginZoom_ = 1;
+    bool isPinching_ = false;
     double scrollX_ = 0;
     double followWindowStartX_ = 0;
     bool isCutMode_ = false;
@@ -272,6 +293,8 @@ private:
     std::vector<TimelineSpan> primarySpans_;
     std::vector<TimelineSpan> zoomPanSpans_;
     MenuModel rateMenu_;
+    std::unique_ptr<TimelineBlockListModel> primaryBlocks_;
+    std::unique_ptr<TimelineBlockListModel> zoomPanBlocks_;
 };
 
 }  // namespace varnelle

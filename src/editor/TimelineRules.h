@@ -35,7 +35,8 @@ struct TimelineCutTarget {
 /// short for that.
 std::optional<TimelineCutTarget> cutTarget(double seconds, const std::vector<TimelineSpan>& spans);
 
-/// The span that covers a moment, or null. The spans are sorted and don't overlap.
+/// The span that covers a moment, or null; where several do, the one that begins last. They are sorted by
+/// start.
 const TimelineSpan* spanAt(const std::vector<TimelineSpan>& spans, double seconds);
 
 /// The time to skim to, on a grid of sixtieths; absent while it is (nearly) that of the last one.

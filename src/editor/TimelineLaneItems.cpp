@@ -1,0 +1,191 @@
+#include "editor/TimelineLaneItems.h"
+
+#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+
+#include "app/DurationFormat.h"
+
+namespace varnelle {
+namespace {
+
+constexpr double kClipVerticalInset = 1;
+constexpr double kCornerRadius = 7;
+/// Between neighbouring blocks, which touch in time.
+constexpr double kBlockGap = 1.5;
+/// A narrower block is a plain bar.
+constexpr double kBarWidth = 5;
+constexpr double kHandleInset = 4;
+constexpr double kHandleThickness = 3;
+constexpr double kHandleHeight = 20;
+constexpr double kTextMargin = 7;
+constexpr double kTextPixels = 10;
+
+constexpr QColor kLane{0x12, 0x13, 0x17};
+constexpr QColor kClipTop{0x3b, 0x40, 0x56};
+constexpr QColor kClipBottom{0x2c, 0x30, 0x42};
+constexpr QColor kSelection{0x8f, 0x88, 0xff};
+constexpr QColor kZoomTop{0x57, 0x4d, 0xd6};
+constexpr QColor kZoomBottom{0x43, 0x3a, 0xb4};
+constexpr QColor kZoomHoveredTop{0x64, 0x5a, 0xe4};
+constexpr QColor kZoomHoveredBottom{0x4e, 0x45, 0xc4};
+
+QColor white(double opacity) {
+    return QColor::fromRgbF(1, 1, 1, static_cast<float>(opacity));
+}
+
+QFont blockFont() {
+    QFont font("Inter");
+    font.setPixelSize(static_cast<int>(kTextPixels));
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+QLinearGradient verticalGradient(const QRectF& rect, const QColor& top, const QColor& bottom) {
+    QLinearGradient gradient(rect.topLeft(), rect.bottomLeft());
+    gradient.setColorAt(0, top);
+    gradient.setColorAt(1, bottom);
+    return gradient;
+}
+
+double cornerRadius(const QRectF& block) {
+    return std::min(kCornerRadius, block.width() / 3);
+}
+
+/// Gives a block that was drawn as a rectangle its round corners: a clip would leave them jagged.
+void roundCorners(QPainter& painter, const QRectF& block) {
+    const double radius = cornerRadius(block);
+    QPainterPath outside;
+    outside.addRect(block);
+    QPainterPath inside;
+    inside.addRoundedRect(block, radius, radius);
+    painter.fillPath(outside.subtracted(inside), kLane);
+}
+
+void paintEdge(QPainter& painter, const QRectF& block, bool isSelected, bool isHovered) {
+    const double thickness = isSelected ? 2 : 1;
+    const QColor color = isSelected ? kSelection : white(isHovered ? 0.42 : 0.14);
+    const QRectF inner = block.adjusted(thickness / 2, thickness / 2, -thickness / 2, -thickness / 2);
+    const double radius = std::max(0.0, cornerRadius(block) - thickness / 2);
+    painter.setPen(QPen(color, thickness));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(inner, radius, radius);
+}
+
+void paintHandles(QPainter& painter, const QRectF& block) {
+    const double top = block.center().y() - kHandleHeight / 2;
+    for (const double x : {block.left() + kHandleInset, block.right() - kHandleInset - kHandleThickness}) {
+        const QRectF grip(x, top, kHandleThickness, kHandleHeight);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0, 0, 0, 110));
+        painter.drawRoundedRect(grip.adjusted(-1, -1, 1, 1), 2.5, 2.5);
+        painter.setBrush(white(0.95));
+        painter.drawRoundedRect(grip, 1.5, 1.5);
+    }
+}
+
+/// A text at the right end of a block, on a shade that keeps it legible.
+void paintDuration(QPainter& painter, const QRectF& block, const QString& text) {
+    painter.setFont(blockFont());
+    const double width = QFontMetricsF(painter.font()).horizontalAdvance(text);
+    const QRectF pill(block.right() - width - 2 * kTextMargin - 6, block.top() + 5, width + 10, 15);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(8, 9, 12, 170));
+    painter.drawRoundedRect(pill, 4, 4);
+    painter.setPen(white(0.92));
+    painter.drawText(pill, Qt::AlignCenter, text);
+}
+
+/// The spans that lie in sight.
+template <typename Paint>
+void forEachVisible(const std::vector<TimelineSpan>& spans, const TimelineModel& model, double width,
+                    const Paint& paint) {
+    const double from = model.secondsAt(0);
+    const double to = model.secondsAt(width);
+    for (const TimelineSpan& span : spans) {
+        if (span.start > to) break;
+        if (span.end() >= from) paint(span);
+    }
+}
+
+}  // namespace
+
+void TimelineClipLaneItem::watch(TimelineModel& model) {
+    TimelineStripItem::watch(model);
+    const auto again = [this] { redraw(); };
+    connect(&model, &TimelineModel::contentChanged, this, again);
+    connect(&model, &TimelineModel::selectionChanged, this, again);
+    connect(&model, &TimelineModel::hoveredClipChanged, this, again);
+    connect(&model, &TimelineModel::isCutModeChanged, this, again);
+}
+
+void TimelineClipLaneItem::paintStrip(QPainter& painter, const TimelineModel& model) {
+    painter.fillRect(QRectF(0, 0, width(), height()), kLane);
+    forEachVisible(model.primarySpans(), model, width(),
+                   [&](const TimelineSpan& span) { paintClip(painter, model, span); });
+}
+
+void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& model,
+                                     const TimelineSpan& span) {
+    const double left = snapped(model.viewX(span.start));
+    const double right = snapped(std::max(model.viewX(span.end()) - kBlockGap, left + 1));
+    const QRectF block(left, kClipVerticalInset, right - left, height() - 2 * kClipVerticalInset);
+    const bool isSelected = model.selectedClipID() == span.clipID;
+    const bool isHovered = model.hoveredClipID() == span.clipID;
+    if (block.width() < kBarWidth) {
+        painter.fillRect(block, isSelected ? kSelection : isHovered ? white(0.4) : kClipTop);
+        return;
+    }
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.fillRect(block, verticalGradient(block, kClipTop, kClipBottom));
+    painter.setRenderHint(QPainter::Antialiasing);
+    roundCorners(painter, block);
+    paintEdge(painter, block, isSelected, isHovered);
+    const bool hasHandles = (isSelected || isHovered) && !model.isCutMode() &&
+                            block.width() >= TimelineLayout::minWidthToShowHandles;
+    if (hasHandles) paintHandles(painter, block);
+    if (block.width() >= TimelineLayout::minWidthToShowDuration) {
+        paintDuration(painter, block, QString::fromStdString(durationWithTenths(span.duration)));
+    }
+}
+
+void TimelineZoomPanLaneItem::watch(TimelineModel& model) {
+    TimelineStripItem::watch(model);
+    const auto again = [this] { redraw(); };
+    connect(&model, &TimelineModel::contentChanged, this, again);
+    connect(&model, &TimelineModel::selectionChanged, this, again);
+    connect(&model, &TimelineModel::hoveredClipChanged, this, again);
+}
+
+void TimelineZoomPanLaneItem::paintStrip(QPainter& painter, const TimelineModel& model) {
+    painter.fillRect(QRectF(0, 0, width(), height()), kLane);
+    forEachVisible(model.zoomPanSpans(), model, width(), [&](const TimelineSpan& span) {
+        const double left = snapped(model.viewX(span.start));
+        const double right = snapped(std::max(model.viewX(span.end()), left + 2));
+        const QRectF block(left, kClipVerticalInset, right - left, height() - 2 * kClipVerticalInset);
+        const bool isSelected = model.selectedZoomPanClipID() == span.clipID;
+        const bool isHovered = model.hoveredClipID() == span.clipID;
+        if (block.width() < kBarWidth) {
+            painter.fillRect(block, isSelected ? kSelection : kZoomTop);
+            return;
+        }
+        const double radius = cornerRadius(block);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(isHovered ? verticalGradient(block, kZoomHoveredTop, kZoomHoveredBottom)
+                                   : verticalGradient(block, kZoomTop, kZoomBottom));
+        painter.drawRoundedRect(block, radius, radius);
+        paintEdge(painter, block, isSelected, isHovered);
+        if ((isSelected || isHovered) && block.width() >= TimelineLayout::minWidthToShowHandles) {
+            paintHandles(painter, block);
+        }
+        if (block.width() >= TimelineLayout::minWidthToShowDuration) {
+            painter.setFont(blockFont());
+            painter.setPen(white(0.95));
+            const QString text = QString::fromStdString(durationWithTenths(span.duration));
+            painter.drawText(block, Qt::AlignCenter, text);
+        }
+    });
+}
+
+}  // namespace varnelle

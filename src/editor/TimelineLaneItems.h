@@ -1,0 +1,36 @@
+#pragma once
+
+#include "editor/TimelineStripItem.h"
+
+namespace varnelle {
+
+/// The primary lane's clips: thumbnails, waveform, length, edges and handles.
+class TimelineClipLaneItem : public varnelle::TimelineStripItem {
+    Q_OBJECT
+    QML_NAMED_ELEMENT(TimelineClipLane)
+
+public:
+    using TimelineStripItem::TimelineStripItem;
+
+protected:
+    void paintStrip(QPainter& painter, const TimelineModel& model) override;
+    void watch(TimelineModel& model) override;
+
+private:
+    void paintClip(QPainter& painter, const TimelineModel& model, const TimelineSpan& span);
+};
+
+/// The clips of the "Zoom/Pan" lane.
+class TimelineZoomPanLaneItem : public varnelle::TimelineStripItem {
+    Q_OBJECT
+    QML_NAMED_ELEMENT(TimelineZoomPanLane)
+
+public:
+    using TimelineStripItem::TimelineStripItem;
+
+protected:
+    void paintStrip(QPainter& painter, const TimelineModel& model) override;
+    void watch(TimelineModel& model) override;
+};
+
+}  // namespace varnelle
