@@ -13,6 +13,7 @@ constexpr double kMinimumDragDistance = 3;
 /// How far into a clip its handles reach; a narrow clip keeps half of itself to be clicked at.
 constexpr double kHandleWidth = 9;
 constexpr double kHandleShare = 0.25;
+constexpr double kAddButtonRadius = 12;
 
 }  // namespace
 
@@ -66,6 +67,7 @@ void TimelineModel::seekInRuler(double x) {
 
 void TimelineModel::hover(Lane lane, double x) {
     if (press_) return;
+    hoveredLane_ = lane;
     const Target target = targetAt(lane, x);
     const double seconds = std::max(0.0, std::min(secondsAt(x), layout_.displayDurationSeconds));
     setHoveredClip(target.clipID);
@@ -82,7 +84,8 @@ void TimelineModel::hover(Lane lane, double x) {
     emit hoverChanged();
 }
 
-void TimelineModel::endHover() {
+void TimelineModel::endHover(Lane lane) {
+    if (lane != hoveredLane_) return;
     setHoveredClip(std::nullopt);
     addHoverSeconds_.reset();
     hoveredCutTime_.reset();
@@ -139,8 +142,13 @@ void TimelineModel::pressAdd() {
     emit addZoomPanClip(timeFromSeconds(*addHoverSeconds_));
 }
 
-void TimelineModel::press(Lane lane, double x) {
-    press_ = Press{lane, targetAt(lane, x), x, false, {}};
+void TimelineModel::press(Lane lane, QPointF place) {
+    const QPointF fromButton = place - QPointF(addButtonX(), TimelineLayout::zoomPanTrackHeight / 2);
+    const bool isOnButton =
+        lane == Lane::ZoomPan && hasAddButton() &&
+        QPointF::dotProduct(fromButton, fromButton) <= kAddButtonRadius * kAddButtonRadius;
+    const Target target = isOnButton ? Target{Part::AddButton, {}} : targetAt(lane, place.x());
+    press_ = Press{lane, target, place.x(), false, {}};
 }
 
 void TimelineModel::drag(double x) {
@@ -201,7 +209,11 @@ void TimelineModel::release(double x) {
     press_.reset();
     if (press.isDragging) {
         commitDrag();
-    } else if (std::abs(x - press.x) < kMinimumDragDistance) {
+    } else if (std::abs(x - press.x) >= kMinimumDragDistance) {
+        return;
+    } else if (press.target.part == Part::AddButton) {
+        pressAdd();
+    } else {
         click(press.lane, x);
     }
 }

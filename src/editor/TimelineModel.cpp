@@ -361,8 +361,10 @@ void TimelineModel::selectAndShow(Lane lane, const TimelineSpan& span) {
     emit seek(timeFromSeconds(start));
 }
 
-void TimelineModel::cutAtPlayhead() {
-    if (const auto target = cutTarget(currentSeconds(), primarySpans_)) {
+void TimelineModel::useAtPlayhead(Lane lane) {
+    if (lane == Lane::ZoomPan) {
+        emit addZoomPanClip(timeFromSeconds(currentSeconds()));
+    } else if (const auto target = cutTarget(currentSeconds(), primarySpans_)) {
         emit splitClip(target->clipID, timeFromSeconds(target->offsetSeconds));
     }
 }

@@ -2,6 +2,7 @@
 
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
+#include <QPointF>
 #include <QString>
 #include <map>
 #include <memory>
@@ -198,8 +199,10 @@ public:
     // The pointer. All x are of the view.
     Q_INVOKABLE void seekInRuler(double x);
     Q_INVOKABLE void hover(varnelle::TimelineModel::Lane lane, double x);
-    Q_INVOKABLE void endHover();
-    Q_INVOKABLE void press(varnelle::TimelineModel::Lane lane, double x);
+    /// Does nothing if the pointer is in another lane by now.
+    Q_INVOKABLE void endHover(varnelle::TimelineModel::Lane lane);
+    /// `place` is of the lane.
+    Q_INVOKABLE void press(varnelle::TimelineModel::Lane lane, QPointF place);
     Q_INVOKABLE void drag(double x);
     Q_INVOKABLE void release(double x);
     Q_INVOKABLE void cancelDrag();
@@ -211,11 +214,12 @@ public:
     Q_INVOKABLE void selectNeighbour(varnelle::TimelineModel::Lane lane, int step);
     /// Selects a clip by its place in the lane, from 1, and goes to its start.
     Q_INVOKABLE void selectNumber(varnelle::TimelineModel::Lane lane, int number);
-    Q_INVOKABLE void cutAtPlayhead();
+    /// Cuts the clip at the playhead, or adds a zoom-pan clip there.
+    Q_INVOKABLE void useAtPlayhead(varnelle::TimelineModel::Lane lane);
     Q_INVOKABLE void nudgeZoomPanClip(double seconds);
 
 private:
-    enum class Part { Nothing, Body, Leading, Trailing };
+    enum class Part { Nothing, Body, Leading, Trailing, AddButton };
     struct Target {
         Part part = Part::Nothing;
         std::optional<UUID> clipID;
@@ -286,6 +290,7 @@ private:
     std::optional<double> lastScrubbedSeconds_;
     std::optional<double> addHoverSeconds_;
     std::optional<UUID> hoveredClipID_;
+    Lane hoveredLane_ = Lane::Primary;
     std::optional<Press> press_;
     Qt::CursorShape cursorShape_ = Qt::ArrowCursor;
 

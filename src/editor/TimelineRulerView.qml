@@ -23,14 +23,12 @@ Item {
             root.model.pressFirstFrame();
         else if (event.key === Qt.Key_End)
             root.model.pressLastFrame();
-        else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)
-            root.model.cutAtPlayhead();
         else
             return;
         event.accepted = true;
     }
 
-    Accessible.description: qsTr("The arrow keys go by a frame, with Shift by a second; Enter cuts the clip.")
+    Accessible.description: qsTr("The arrow keys go by a frame, with Shift by a second.")
     Accessible.focusable: true
     Accessible.name: qsTr("Playhead, %1").arg(model.currentTimeText)
     Accessible.role: Accessible.Slider

@@ -22,6 +22,8 @@ FocusScope {
             root.model.selectNeighbour(root.lane, step);
         else if (step !== 0 && event.modifiers === Qt.ShiftModifier && root.lane === TimelineModel.ZoomPan)
             root.model.nudgeZoomPanClip(0.1 * step);
+        else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)
+            root.model.useAtPlayhead(root.lane);
         else
             return;
         event.accepted = true;
@@ -63,8 +65,11 @@ FocusScope {
         preventStealing: true
 
         onCanceled: root.model.cancelDrag()
+        onEntered: if (!pressed) {
+            root.model.hover(root.lane, mouseX);
+        }
         onExited: if (!pressed) {
-            root.model.endHover();
+            root.model.endHover(root.lane);
         }
         onPositionChanged: mouse => {
             if (pressed)
@@ -72,11 +77,11 @@ FocusScope {
             else
                 root.model.hover(root.lane, mouse.x);
         }
-        onPressed: mouse => root.model.press(root.lane, mouse.x)
+        onPressed: mouse => root.model.press(root.lane, Qt.point(mouse.x, mouse.y))
         onReleased: mouse => {
             root.model.release(mouse.x);
             if (!containsMouse)
-                root.model.endHover();
+                root.model.endHover(root.lane);
         }
     }
 

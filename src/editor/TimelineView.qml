@@ -104,26 +104,22 @@ FocusScope {
             x: root.model.playheadX - 6.5
         }
 
-        Pressable {
-            accessibleName: qsTr("Add Zoom/Pan")
-            activeFocusOnTab: false
+        // The lane takes the press, as it takes all others there: an item of its own would end the hovering.
+        Rectangle {
+            Accessible.name: qsTr("Add Zoom/Pan")
+            Accessible.role: Accessible.Button
+            border.color: Qt.rgba(1, 1, 1, 0.3)
+            border.width: 1
+            color: Theme.accent
             height: 24
             objectName: "addButton"
-            ringRadius: 14
+            radius: 12
             visible: root.model.hasAddButton
             width: 24
             x: root.model.addButtonX - 12
             y: zoomPanTrack.y + (zoomPanTrack.height - height) / 2
 
-            onPressed: root.model.pressAdd()
-
-            Rectangle {
-                anchors.fill: parent
-                border.color: Qt.rgba(1, 1, 1, 0.25)
-                border.width: 1
-                color: parent.isDown ? Theme.accentPressed : Theme.accent
-                radius: 12
-            }
+            Accessible.onPressAction: root.model.pressAdd()
 
             Icon {
                 anchors.centerIn: parent
