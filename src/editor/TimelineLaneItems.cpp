@@ -3,6 +3,7 @@
 #include <QPainterPath>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "app/DurationFormat.h"
 
@@ -20,10 +21,18 @@ constexpr double kHandleThickness = 3;
 constexpr double kHandleHeight = 20;
 constexpr double kTextMargin = 7;
 constexpr double kTextPixels = 10;
+/// In a narrower block pictures and sound can't be told.
+constexpr double kMinimumPicturedWidth = 12;
+constexpr double kWaveformHeight = 15;
+constexpr double kBarStep = 3;
+constexpr double kBarThickness = 2;
+/// Makes what is quiet visible, as ears hear it.
+constexpr double kLoudnessExponent = 0.6;
 
 constexpr QColor kLane{0x12, 0x13, 0x17};
 constexpr QColor kClipTop{0x3b, 0x40, 0x56};
 constexpr QColor kClipBottom{0x2c, 0x30, 0x42};
+constexpr QColor kWaveform{0x9f, 0xc7, 0xff, 0xe0};
 constexpr QColor kSelection{0x8f, 0x88, 0xff};
 constexpr QColor kZoomTop{0x57, 0x4d, 0xd6};
 constexpr QColor kZoomBottom{0x43, 0x3a, 0xb4};
@@ -117,12 +126,14 @@ void TimelineClipLaneItem::watch(TimelineModel& model) {
     connect(&model, &TimelineModel::selectionChanged, this, again);
     connect(&model, &TimelineModel::hoveredClipChanged, this, again);
     connect(&model, &TimelineModel::isCutModeChanged, this, again);
+    connect(&model, &TimelineModel::picturesChanged, this, again);
 }
 
 void TimelineClipLaneItem::paintStrip(QPainter& painter, const TimelineModel& model) {
     painter.fillRect(QRectF(0, 0, width(), height()), kLane);
     forEachVisible(model.primarySpans(), model, width(),
                    [&](const TimelineSpan& span) { paintClip(painter, model, span); });
+    if (model.filmStrips() != nullptr) model.filmStrips()->want(std::exchange(missingPictures_, {}));
 }
 
 void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& model,
@@ -138,6 +149,10 @@ void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& mod
     }
     painter.setRenderHint(QPainter::Antialiasing, false);
     painter.fillRect(block, verticalGradient(block, kClipTop, kClipBottom));
+    if (block.width() >= kMinimumPicturedWidth) {
+        if (model.filmStrips() != nullptr) paintPictures(painter, model, span, block);
+        if (model.waveforms() != nullptr) paintWaveform(painter, model, span, block);
+    }
     painter.setRenderHint(QPainter::Antialiasing);
     roundCorners(painter, block);
     paintEdge(painter, block, isSelected, isHovered);
@@ -146,6 +161,66 @@ void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& mod
     if (hasHandles) paintHandles(painter, block);
     if (block.width() >= TimelineLayout::minWidthToShowDuration) {
         paintDuration(painter, block, QString::fromStdString(durationWithTenths(span.duration)));
+    }
+}
+
+void TimelineClipLaneItem::paintPictures(QPainter& painter, const TimelineModel& model,
+                                         const TimelineSpan& span, const QRectF& block) {
+    FilmStripCache& strips = *model.filmStrips();
+    const double clipX = model.viewX(span.start);
+    const double tileWidth = block.height() * strips.aspectRatio(span.source);
+    const double tileSeconds = tileWidth / model.pixelsPerSecond();
+    // Grids that halve into one another let a zoom use again most of what is there.
+    const double halvings = std::floor(std::log2(tileSeconds / FilmStripCache::kPictureSeconds));
+    const auto grid = static_cast<std::int64_t>(std::exp2(std::max(0.0, halvings)));
+    const double gridSeconds = static_cast<double>(grid) * FilmStripCache::kPictureSeconds;
+    painter.save();
+    painter.setClipRect(block);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const auto firstTile = static_cast<int>(std::max(0.0, std::floor(-clipX / tileWidth)));
+    for (int tile = firstTile;; ++tile) {
+        const double left = clipX + tile * tileWidth;
+        if (left >= std::min(block.right(), width())) break;
+        const double seconds = span.sourceStart + std::min((tile + 0.5) * tileSeconds, span.duration);
+        const FilmStripCache::Key key{span.source,
+                                      static_cast<std::int64_t>(std::floor(seconds / gridSeconds)) * grid};
+        QImage picture = strips.picture(key);
+        if (picture.isNull()) {
+            missingPictures_.push_back(key);
+            picture = strips.nearestPicture(key);
+        }
+        if (!picture.isNull()) {
+            const double edge = snapped(left);
+            painter.drawImage(QRectF(edge, block.top(), snapped(left + tileWidth) - edge, block.height()),
+                              picture);
+        }
+    }
+    painter.restore();
+}
+
+void TimelineClipLaneItem::paintWaveform(QPainter& painter, const TimelineModel& model,
+                                         const TimelineSpan& span, const QRectF& block) {
+    const auto waveform = model.waveforms()->waveform(span.source);
+    if (!waveform || waveform->peaks.empty()) return;
+    const QRectF shade(block.left(), block.bottom() - kWaveformHeight - 6, block.width(),
+                       kWaveformHeight + 6);
+    QLinearGradient gradient(shade.topLeft(), shade.bottomLeft());
+    gradient.setColorAt(0, QColor(10, 11, 16, 0));
+    gradient.setColorAt(0.45, QColor(10, 11, 16, 190));
+    gradient.setColorAt(1, QColor(10, 11, 16, 220));
+    painter.fillRect(shade, gradient);
+    // Bars keep to the clip, so that they don't tremble while it scrolls.
+    const double clipX = model.viewX(span.start);
+    const double barSeconds = kBarStep / model.pixelsPerSecond();
+    const double right = std::min(block.right(), width());
+    const auto firstBar = static_cast<int>(std::max(0.0, std::floor(-clipX / kBarStep)));
+    for (int bar = firstBar; clipX + bar * kBarStep < right; ++bar) {
+        const double seconds = span.sourceStart + bar * barSeconds;
+        const double loudness = std::pow(waveform->peak(seconds, seconds + barSeconds), kLoudnessExponent);
+        const double height = snapped(std::max(1.0, loudness * kWaveformHeight));
+        const double left = snapped(clipX + bar * kBarStep);
+        const double barWidth = std::min(kBarThickness, right - left);
+        painter.fillRect(QRectF(left, snapped(block.bottom() - 3) - height, barWidth, height), kWaveform);
     }
 }
 

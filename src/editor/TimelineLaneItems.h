@@ -18,6 +18,12 @@ protected:
 
 private:
     void paintClip(QPainter& painter, const TimelineModel& model, const TimelineSpan& span);
+    void paintPictures(QPainter& painter, const TimelineModel& model, const TimelineSpan& span,
+                       const QRectF& block);
+    void paintWaveform(QPainter& painter, const TimelineModel& model, const TimelineSpan& span,
+                       const QRectF& block);
+
+    std::vector<FilmStripCache::Key> missingPictures_;  ///< of the present paint
 };
 
 /// The clips of the "Zoom/Pan" lane.

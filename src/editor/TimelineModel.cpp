@@ -44,6 +44,29 @@ TimelineModel::TimelineModel(QObject* parent) : QObject(parent) {
 
 TimelineModel::~TimelineModel() = default;
 
+void TimelineModel::setCaches(std::shared_ptr<FilmStripCache> filmStrips,
+                              std::shared_ptr<WaveformCache> waveforms) {
+    if (filmStrips_) filmStrips_->disconnect(this);
+    if (waveforms_) waveforms_->disconnect(this);
+    filmStrips_ = std::move(filmStrips);
+    waveforms_ = std::move(waveforms);
+    if (filmStrips_) {
+        connect(filmStrips_.get(), &FilmStripCache::picturesChanged, this, &TimelineModel::picturesChanged);
+    }
+    if (waveforms_) {
+        connect(waveforms_.get(), &WaveformCache::waveformsChanged, this, &TimelineModel::picturesChanged);
+    }
+    wantWaveforms();
+    emit picturesChanged();
+}
+
+void TimelineModel::wantWaveforms() {
+    if (!waveforms_) return;
+    std::set<URL> sources;
+    for (const TimelineSpan& span : primarySpans_) sources.insert(span.source);
+    waveforms_->want(sources);
+}
+
 void TimelineModel::setProject(const Project& project) {
     if (project_ == project) return;
     project_ = project;
@@ -128,6 +151,7 @@ void TimelineModel::rebuildPrimarySpans() {
                                  clampedSeconds(segment.sourceRange.duration),
                                  clampedSeconds(segment.sourceRange.start), segment.clip.sourceURL});
     }
+    wantWaveforms();
     updateLayout();
     emit contentChanged();
 }

@@ -10,10 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "editor/FilmStripCache.h"
 #include "editor/TimelineDrafts.h"
 #include "editor/TimelineLayout.h"
 #include "editor/TimelineRulerMetrics.h"
 #include "editor/TimelineRules.h"
+#include "editor/WaveformCache.h"
 #include "model/Project.h"
 #include "ui/MenuModel.h"
 
@@ -72,6 +74,11 @@ public:
     explicit TimelineModel(QObject* parent = nullptr);
     ~TimelineModel() override;
 
+    /// Where the clips' pictures and sound come from. Without them, clips are plain blocks.
+    void setCaches(std::shared_ptr<FilmStripCache> filmStrips, std::shared_ptr<WaveformCache> waveforms);
+    [[nodiscard]] FilmStripCache* filmStrips() const { return filmStrips_.get(); }
+    [[nodiscard]] WaveformCache* waveforms() const { return waveforms_.get(); }
+
     /// What the editor sets. Setting what is already there does nothing.
     void setProject(const Project& project);
     void setAssetDurations(const std::map<URL, CMTime>& assetDurations);
@@ -125,6 +132,7 @@ signals:
     void deleteKeyFocusRequested();
     void hoverChanged();
     void hoveredClipChanged();
+    void picturesChanged();
     void cursorShapeChanged();
     /// The view is to bring `scrollX` there, once the layout has settled.
     void scrollRequested(double scrollX, varnelle::TimelineModel::ScrollMotion motion);
@@ -241,6 +249,7 @@ private:
     [[nodiscard]] CMTime assetDuration(const URL& source) const;
     /// Where a zoom-pan clip may lie between its neighbours: from, to.
     [[nodiscard]] std::pair<double, double> zoomPanRoom(std::size_t index) const;
+    void wantWaveforms();
     void rebuildPrimarySpans();
     void rebuildZoomPanSpans();
     void updateLayout();
@@ -297,6 +306,8 @@ private:
     TimelineLayout layout_;
     std::vector<TimelineSpan> primarySpans_;
     std::vector<TimelineSpan> zoomPanSpans_;
+    std::shared_ptr<FilmStripCache> filmStrips_;
+    std::shared_ptr<WaveformCache> waveforms_;
     MenuModel rateMenu_;
     std::unique_ptr<TimelineBlockListModel> primaryBlocks_;
     std::unique_ptr<TimelineBlockListModel> zoomPanBlocks_;

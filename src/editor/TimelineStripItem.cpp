@@ -80,8 +80,13 @@ void TimelineRulerItem::paintStrip(QPainter& painter, const TimelineModel& model
     for (const double seconds : metrics.majorTicks(from, to)) {
         tick(seconds, kMajorTickTop, white(seconds == 0 ? kOriginOpacity : kMajorOpacity));
         painter.setPen(white(kLabelOpacity));
-        painter.drawText(QPointF(snapped(model.viewX(seconds)) + kLabelGap, kLabelBaseline),
-                         QString::fromStdString(metrics.label(seconds)));
+        const QString label = QString::fromStdString(metrics.label(seconds));
+        const double labelWidth = QFontMetricsF(painter.font()).horizontalAdvance(label);
+        const double x = snapped(model.viewX(seconds));
+        // At the end of the strip there is room only before the tick.
+        const bool isCutOff = x + kLabelGap + labelWidth > width();
+        painter.drawText(QPointF(isCutOff ? x - kLabelGap - labelWidth : x + kLabelGap, kLabelBaseline),
+                         label);
     }
 }
 
