@@ -42,5 +42,6 @@ std::vector<NamedRow> exportRows();
 std::vector<NamedRow> savingRows();
 std::vector<NamedRow> recordingRows();
 std::vector<NamedRow> startRows();
+std::vector<NamedRow> timelineRows();
 
 }  // namespace varnelle::bench

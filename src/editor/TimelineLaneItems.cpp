@@ -21,8 +21,12 @@ constexpr double kHandleThickness = 3;
 constexpr double kHandleHeight = 20;
 constexpr double kTextMargin = 7;
 constexpr double kTextPixels = 10;
+/// How far blocks are drawn beyond what is seen: painters don't count to a million.
+constexpr double kBeyond = 100;
 /// In a narrower block pictures and sound can't be told.
 constexpr double kMinimumPicturedWidth = 12;
+/// A narrower zoom-pan clip doesn't say what it is.
+constexpr double kMinimumNamedWidth = 124;
 constexpr double kWaveformHeight = 15;
 constexpr double kBarStep = 3;
 constexpr double kBarThickness = 2;
@@ -138,8 +142,9 @@ void TimelineClipLaneItem::paintStrip(QPainter& painter, const TimelineModel& mo
 
 void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& model,
                                      const TimelineSpan& span) {
-    const double left = snapped(model.viewX(span.start));
-    const double right = snapped(std::max(model.viewX(span.end()) - kBlockGap, left + 1));
+    const double left = snapped(std::max(model.viewX(span.start), -kBeyond));
+    const double right =
+        snapped(std::clamp(model.viewX(span.end()) - kBlockGap, left + 1, width() + kBeyond));
     const QRectF block(left, kClipVerticalInset, right - left, height() - 2 * kClipVerticalInset);
     const bool isSelected = model.selectedClipID() == span.clipID;
     const bool isHovered = model.hoveredClipID() == span.clipID;
@@ -159,8 +164,10 @@ void TimelineClipLaneItem::paintClip(QPainter& painter, const TimelineModel& mod
     const bool hasHandles = (isSelected || isHovered) && !model.isCutMode() &&
                             block.width() >= TimelineLayout::minWidthToShowHandles;
     if (hasHandles) paintHandles(painter, block);
-    if (block.width() >= TimelineLayout::minWidthToShowDuration) {
-        paintDuration(painter, block, QString::fromStdString(durationWithTenths(span.duration)));
+    // A text stays in sight as long as its block does.
+    const QRectF seen = block & boundingRect();
+    if (seen.width() >= TimelineLayout::minWidthToShowDuration) {
+        paintDuration(painter, seen, QString::fromStdString(durationWithTenths(span.duration)));
     }
 }
 
@@ -230,13 +237,22 @@ void TimelineZoomPanLaneItem::watch(TimelineModel& model) {
     connect(&model, &TimelineModel::contentChanged, this, again);
     connect(&model, &TimelineModel::selectionChanged, this, again);
     connect(&model, &TimelineModel::hoveredClipChanged, this, again);
+    connect(&model, &TimelineModel::hoverChanged, this, [this, &model] {
+        if (model.zoomPanSpans().empty()) redraw();
+    });
 }
 
 void TimelineZoomPanLaneItem::paintStrip(QPainter& painter, const TimelineModel& model) {
     painter.fillRect(QRectF(0, 0, width(), height()), kLane);
+    if (model.zoomPanSpans().empty() && !model.hasAddButton()) {
+        painter.setFont(blockFont());
+        painter.setPen(white(0.45));
+        painter.drawText(QRectF(0, 0, width(), height()), Qt::AlignCenter,
+                         tr("Zoom/Pan: point here and press + to zoom in"));
+    }
     forEachVisible(model.zoomPanSpans(), model, width(), [&](const TimelineSpan& span) {
-        const double left = snapped(model.viewX(span.start));
-        const double right = snapped(std::max(model.viewX(span.end()), left + 2));
+        const double left = snapped(std::max(model.viewX(span.start), -kBeyond));
+        const double right = snapped(std::clamp(model.viewX(span.end()), left + 2, width() + kBeyond));
         const QRectF block(left, kClipVerticalInset, right - left, height() - 2 * kClipVerticalInset);
         const bool isSelected = model.selectedZoomPanClipID() == span.clipID;
         const bool isHovered = model.hoveredClipID() == span.clipID;
@@ -254,11 +270,13 @@ void TimelineZoomPanLaneItem::paintStrip(QPainter& painter, const TimelineModel&
         if ((isSelected || isHovered) && block.width() >= TimelineLayout::minWidthToShowHandles) {
             paintHandles(painter, block);
         }
-        if (block.width() >= TimelineLayout::minWidthToShowDuration) {
+        const QRectF seen = block & boundingRect();
+        if (seen.width() >= TimelineLayout::minWidthToShowDuration) {
             painter.setFont(blockFont());
             painter.setPen(white(0.95));
-            const QString text = QString::fromStdString(durationWithTenths(span.duration));
-            painter.drawText(block, Qt::AlignCenter, text);
+            const QString length = QString::fromStdString(durationWithTenths(span.duration));
+            const QString text = seen.width() < kMinimumNamedWidth ? length : tr("Zoom/Pan  %1").arg(length);
+            painter.drawText(seen, Qt::AlignCenter, text);
         }
     });
 }
