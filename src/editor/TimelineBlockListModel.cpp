@@ -6,6 +6,12 @@
 #include "app/DurationFormat.h"
 
 namespace varnelle {
+namespace {
+
+/// Points. What is narrower can't be pointed at; the keyboard leads to it, and selected it counts.
+constexpr double kMinimumWidth = 4;
+
+}  // namespace
 
 TimelineBlockListModel::TimelineBlockListModel(const TimelineModel& model, TimelineModel::Lane lane)
     : model_(model), lane_(lane) {
@@ -24,9 +30,10 @@ std::vector<TimelineBlockListModel::Block> TimelineBlockListModel::blocksInSight
     const double to = model_.secondsAt(model_.viewWidth());
     for (std::size_t i = 0; i < spans.size() && spans[i].start <= to; ++i) {
         const TimelineSpan& span = spans[i];
-        if (span.end() < from) continue;
-        blocks.push_back(
-            {static_cast<int>(i) + 1, span.clipID, span.start, span.duration, selected == span.clipID});
+        const bool isSelected = selected == span.clipID;
+        const bool isTooNarrow = span.duration * model_.pixelsPerSecond() < kMinimumWidth;
+        if (span.end() < from || (isTooNarrow && !isSelected)) continue;
+        blocks.push_back({static_cast<int>(i) + 1, span.clipID, span.start, span.duration, isSelected});
     }
     return blocks;
 }

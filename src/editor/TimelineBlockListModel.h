@@ -8,8 +8,8 @@
 
 namespace varnelle {
 
-/// The clips of a lane that lie in sight, for what needs an item for each: assistive programs. Scrolling adds
-/// and removes rows at the ends. Main thread.
+/// The clips of a lane that lie in sight and are wide enough to be pointed at, for what needs an item for
+/// each: assistive programs. Scrolling adds and removes rows at the ends. Main thread.
 class TimelineBlockListModel : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT

@@ -15,7 +15,7 @@ constexpr double kCornerRadius = 7;
 /// Between neighbouring blocks, which touch in time.
 constexpr double kBlockGap = 1.5;
 /// A narrower block is a plain bar.
-constexpr double kBarWidth = 5;
+constexpr double kBarWidth = 12;
 constexpr double kHandleInset = 4;
 constexpr double kHandleThickness = 3;
 constexpr double kHandleHeight = 20;
@@ -24,7 +24,7 @@ constexpr double kTextPixels = 10;
 /// How far blocks are drawn beyond what is seen: painters don't count to a million.
 constexpr double kBeyond = 100;
 /// In a narrower block pictures and sound can't be told.
-constexpr double kMinimumPicturedWidth = 12;
+constexpr double kMinimumPicturedWidth = 16;
 /// A narrower zoom-pan clip doesn't say what it is.
 constexpr double kMinimumNamedWidth = 124;
 constexpr double kWaveformHeight = 15;
@@ -68,11 +68,11 @@ double cornerRadius(const QRectF& block) {
 /// Gives a block that was drawn as a rectangle its round corners: a clip would leave them jagged.
 void roundCorners(QPainter& painter, const QRectF& block) {
     const double radius = cornerRadius(block);
-    QPainterPath outside;
-    outside.addRect(block);
-    QPainterPath inside;
-    inside.addRoundedRect(block, radius, radius);
-    painter.fillPath(outside.subtracted(inside), kLane);
+    QPainterPath corners;
+    corners.setFillRule(Qt::OddEvenFill);
+    corners.addRect(block);
+    corners.addRoundedRect(block, radius, radius);
+    painter.fillPath(corners, kLane);
 }
 
 void paintEdge(QPainter& painter, const QRectF& block, bool isSelected, bool isHovered) {
