@@ -87,9 +87,13 @@ void TimelineModel::hover(Lane lane, double x) {
 void TimelineModel::endHover(Lane lane) {
     if (lane != hoveredLane_) return;
     setHoveredClip(std::nullopt);
+    setCursorShape(Qt::ArrowCursor);
+    endHoverMarks();
+}
+
+void TimelineModel::endHoverMarks() {
     addHoverSeconds_.reset();
     hoveredCutTime_.reset();
-    setCursorShape(Qt::ArrowCursor);
     skim(std::nullopt);
     emit hoverChanged();
 }
@@ -161,6 +165,7 @@ void TimelineModel::drag(double x) {
         if (isPrimary && press_->target.part == Part::Body) return;
         const double start = isPrimary ? clip->sourceStart : clip->start;
         press_->isDragging = true;
+        endHoverMarks();
         press_->gestureOrigin = {start, start + clip->duration};
     }
     const double deltaSeconds = (x - press_->x) / layout_.pixelsPerSecond;

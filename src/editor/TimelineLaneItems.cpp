@@ -24,7 +24,7 @@ constexpr double kTextPixels = 10;
 /// How far blocks are drawn beyond what is seen: painters don't count to a million.
 constexpr double kBeyond = 100;
 /// In a narrower block pictures and sound can't be told.
-constexpr double kMinimumPicturedWidth = 16;
+constexpr double kMinimumPicturedWidth = 12;
 /// A narrower zoom-pan clip doesn't say what it is.
 constexpr double kMinimumNamedWidth = 124;
 constexpr double kWaveformHeight = 15;
@@ -256,13 +256,14 @@ void TimelineZoomPanLaneItem::paintStrip(QPainter& painter, const TimelineModel&
         const QRectF block(left, kClipVerticalInset, right - left, height() - 2 * kClipVerticalInset);
         const bool isSelected = model.selectedZoomPanClipID() == span.clipID;
         const bool isHovered = model.hoveredClipID() == span.clipID;
-        if (block.width() < kBarWidth) {
-            painter.fillRect(block, isSelected ? kSelection : kZoomTop);
-            return;
-        }
         const double radius = cornerRadius(block);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
+        if (block.width() < kBarWidth) {
+            painter.setBrush(isSelected ? kSelection : kZoomTop);
+            painter.drawRoundedRect(block, radius, radius);
+            return;
+        }
         painter.setBrush(isHovered ? verticalGradient(block, kZoomHoveredTop, kZoomHoveredBottom)
                                    : verticalGradient(block, kZoomTop, kZoomBottom));
         painter.drawRoundedRect(block, radius, radius);

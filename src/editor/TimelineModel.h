@@ -267,6 +267,7 @@ private:
     void commitDrag();
     void clearDrafts();
     void updateHoverMark(double seconds);
+    void endHoverMarks();
     void skim(const std::optional<double>& seconds);
     void setCursorShape(Qt::CursorShape shape);
     void setHoveredClip(const std::optional<UUID>& clipID);

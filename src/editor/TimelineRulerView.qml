@@ -13,6 +13,8 @@ Item {
     readonly property real maximumValue: model.displayDurationSeconds
     readonly property real stepSize: 1 / 30
 
+    property bool isFocusedByPointer: false
+
     function useKey(event: var): void {
         const step = event.modifiers & Qt.ShiftModifier ? 1 : root.stepSize;
         if (event.key === Qt.Key_Left)
@@ -36,7 +38,13 @@ Item {
 
     Accessible.onDecreaseAction: model.step(-stepSize)
     Accessible.onIncreaseAction: model.step(stepSize)
-    Keys.onPressed: event => root.useKey(event)
+    Keys.onPressed: event => {
+        root.isFocusedByPointer = false;
+        root.useKey(event);
+    }
+    onActiveFocusChanged: if (!activeFocus) {
+        isFocusedByPointer = false;
+    }
 
     TimelineRuler {
         anchors.fill: parent
@@ -45,19 +53,23 @@ Item {
 
     MouseArea {
         anchors.fill: parent
-        preventStealing: true
 
         onPositionChanged: mouse => root.model.seekInRuler(mouse.x)
-        onPressed: mouse => root.model.seekInRuler(mouse.x)
+        onPressed: mouse => {
+            root.isFocusedByPointer = true;
+            root.forceActiveFocus(Qt.MouseFocusReason);
+            root.model.seekInRuler(mouse.x);
+        }
     }
 
     Rectangle {
         anchors.fill: parent
-        anchors.margins: 1
+        anchors.leftMargin: 3
+        anchors.rightMargin: 3
         border.color: Theme.focusRing
         border.width: 2
         color: "transparent"
         radius: 4
-        visible: root.activeFocus
+        visible: root.activeFocus && !root.isFocusedByPointer
     }
 }

@@ -15,6 +15,8 @@ FocusScope {
     // One clip of it.
     required property string kind
     default property alias drawing: drawing.data
+    // Who clicks sees what has the keyboard.
+    property bool isFocusedByPointer: false
 
     function useKey(event: var): void {
         const step = event.key === Qt.Key_Left ? -1 : event.key === Qt.Key_Right ? 1 : 0;
@@ -34,7 +36,13 @@ FocusScope {
     Accessible.role: Accessible.List
     activeFocusOnTab: true
 
-    Keys.onPressed: event => root.useKey(event)
+    Keys.onPressed: event => {
+        root.isFocusedByPointer = false;
+        root.useKey(event);
+    }
+    onActiveFocusChanged: if (!activeFocus) {
+        isFocusedByPointer = false;
+    }
 
     Item {
         id: drawing
@@ -62,9 +70,11 @@ FocusScope {
         anchors.fill: parent
         cursorShape: root.model.cursorShape
         hoverEnabled: true
-        preventStealing: true
 
-        onCanceled: root.model.cancelDrag()
+        onCanceled: {
+            root.model.cancelDrag();
+            root.model.endHover(root.lane);
+        }
         onEntered: if (!pressed) {
             root.model.hover(root.lane, mouseX);
         }
@@ -77,7 +87,11 @@ FocusScope {
             else
                 root.model.hover(root.lane, mouse.x);
         }
-        onPressed: mouse => root.model.press(root.lane, Qt.point(mouse.x, mouse.y))
+        onPressed: mouse => {
+            root.isFocusedByPointer = true;
+            root.forceActiveFocus(Qt.MouseFocusReason);
+            root.model.press(root.lane, Qt.point(mouse.x, mouse.y));
+        }
         onReleased: mouse => {
             root.model.release(mouse.x);
             if (!containsMouse)
@@ -87,11 +101,14 @@ FocusScope {
 
     Rectangle {
         anchors.fill: parent
-        anchors.margins: -3
+        anchors.bottomMargin: -2
+        anchors.leftMargin: 3
+        anchors.rightMargin: 3
+        anchors.topMargin: -2
         border.color: Theme.focusRing
         border.width: 2
         color: "transparent"
-        radius: 4
-        visible: root.activeFocus
+        radius: 7
+        visible: root.activeFocus && !root.isFocusedByPointer
     }
 }

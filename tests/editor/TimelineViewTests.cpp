@@ -4,6 +4,9 @@
 #include <QWheelEvent>
 
 #include "TimelineTest.h"
+#include "support/MediaFixtures.h"
+#include "support/SoundFixtures.h"
+#include "support/TemporaryDirectory.h"
 #include "support/ViewFixture.h"
 
 // Written by Qt's type registrar.
@@ -14,6 +17,22 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+/// Two seconds of blue and then red, with a tone from the third second on.
+void writeMovie(const URL& url) {
+    AssetWriter writer(url, FileType::quickTimeMovie, {});
+    AssetWriterInput* video = writer.addVideoInput(test::smallVideo(320, 180));
+    AssetWriterInput* audio = writer.addAudioInput(AudioSettings{});
+    ASSERT_TRUE(writer.startWriting());
+    writer.startSession(kCMTimeZero);
+    for (int i = 0; i < 40; ++i) {
+        const VideoFrame picture =
+            i < 20 ? test::plainPicture(320, 180, 220, 20, 20) : test::plainPicture(320, 180, 20, 20, 220);
+        ASSERT_TRUE(test::appendWaiting(*video, test::videoSample(picture, CMTime::make(i, 10))));
+        test::appendSound(*audio, 48'000, 2, 0.1 * i, 0.1 * (i + 1), test::tone(440, i < 20 ? 0 : 0.9));
+    }
+    ASSERT_EQ(test::finishAndWait(writer), TransferStatus::completed);
+}
 
 class TimelineViewTest : public test::TimelineTest {
 protected:
@@ -36,6 +55,12 @@ protected:
         QWheelEvent event(place, view.window.mapToGlobal(place), {}, {0, 8 * degrees}, Qt::NoButton,
                           modifiers, Qt::NoScrollPhase, false);
         QCoreApplication::sendEvent(&view.window, &event);
+    }
+    /// All but the skimming that goes along with pointing.
+    std::vector<std::string> changesAsked() {
+        auto all = asked();
+        std::erase_if(all, [](const std::string& line) { return line.starts_with("scrub"); });
+        return all;
     }
     std::string accessibleName(QQuickItem& item) {
         QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(&item);
@@ -70,10 +95,9 @@ TEST_F(TimelineViewTest, PressesInTheLanesAreToldToTheModel) {
     drags(x(20) - 3, x(18) - 3, kPrimaryY);
     drags(x(7), x(8), kZoomPanY);
     drags(x(30) + 3, x(28) + 3, kZoomPanY);
-    auto all = asked();
-    std::erase_if(all, [](const std::string& line) { return line.starts_with("scrub"); });
-    EXPECT_THAT(all, ElementsAre("seek 7200", "seek 18600", "seek 12000", "trim A 3000 10800 42000",
-                                 "move zoom A 3600 30000", "trim zoom B 16800 3600 30000"));
+    EXPECT_THAT(changesAsked(),
+                ElementsAre("seek 7200", "seek 18600", "seek 12000", "trim A 3000 10800 42000",
+                            "move zoom A 3600 30000", "trim zoom B 16800 3600 30000"));
 }
 
 TEST_F(TimelineViewTest, HoverMarksFollowThePointer) {
@@ -203,6 +227,92 @@ TEST_F(TimelineViewTest, TellsAssistiveProgramsWhatItShows) {
     EXPECT_THAT(clipNames("primaryTrack"), ElementsAre("Clip 2: From 0:20.0, 0:30.0 long, selected"));
     timeline.setScrollX(20 * 240 - 500);
     EXPECT_EQ(clipNames("primaryTrack").size(), 2U);
+}
+
+TEST_F(TimelineViewTest, ClipsShowTheirPicturesAndSound) {
+    const test::TemporaryDirectory temporary;
+    const URL movie = temporary.file("screen.mov");
+    ASSERT_NO_FATAL_FAILURE(writeMovie(movie));
+    const TimelineCacheDirectory directory(temporary.file("cache"));
+    const auto filmStrips = std::make_shared<FilmStripCache>(directory);
+    const auto waveforms = std::make_shared<WaveformCache>(directory);
+    timeline.setCaches(filmStrips, waveforms);
+    timeline.setAssetDurations({{movie, timeFromSeconds(4)}});
+    timeline.setDuration(timeFromSeconds(4));
+    setClips({{clipA, movie, test::rangeOfSeconds(0, 4), {}}});  // 250 points a second
+    const auto colorAt = [&](double seconds, int y) {
+        const QImage picture = view.window.grabWindow();
+        const double scale = picture.devicePixelRatio();
+        return picture.pixelColor(static_cast<int>((24 + 250 * seconds) * scale),
+                                  static_cast<int>(y * scale));
+    };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return colorAt(1, kPrimaryY - 10).blue() > 150; }, 20'000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return colorAt(3, kPrimaryY - 10).red() > 150; }, 20'000));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return waveforms->waveform(movie) && waveforms->waveform(movie)->isComplete; }, 20'000));
+    // Within three points there is one of the waveform's bars.
+    const auto isLoud = [&](double seconds) {
+        for (int x = 0; x < 3; ++x) {
+            if (colorAt(seconds + x / 250.0, kPrimaryY + 12).green() > 150) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(isLoud(3));
+    EXPECT_FALSE(isLoud(1));
+    view.picture("timeline-pictures");
+}
+
+TEST_F(TimelineViewTest, AnEmptyProjectAndANarrowWindowAreShownToo) {
+    setClips({});
+    timeline.setZoomPanClips({});
+    timeline.setDuration(kCMTimeZero);
+    view.window.resize(900, 204);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return timeline.viewWidth() == 900; }));
+    movesTo(400, kPrimaryY);
+    clicks(400, kPrimaryY);
+    drags(300, 400, kZoomPanY);
+    clicks(10, kRulerY);
+    turnsWheel(400, kPrimaryY, -15);
+    view.item("primaryTrack").forceActiveFocus();
+    view.press(Qt::Key_Right);
+    EXPECT_EQ(timeline.selectedClipID(), std::nullopt);
+    view.picture("timeline-empty");
+    const QQuickItem& last = view.item("zoomText");
+    EXPECT_LE(last.mapToScene({last.width(), 0}).x(), 900 - 24);
+}
+
+TEST_F(TimelineViewTest, TwoFingersOnAScreenZoom) {
+    QPointingDevice* screen = QTest::createTouchDevice();
+    QTest::touchEvent(&view.window, screen).press(0, {500, kPrimaryY}).press(1, {600, kPrimaryY});
+    for (int way = 10; way <= 150; way += 10) {
+        QTest::touchEvent(&view.window, screen)
+            .move(0, {500 - way, kPrimaryY})
+            .move(1, {600 + way, kPrimaryY});
+    }
+    QTest::touchEvent(&view.window, screen).release(0, {350, kPrimaryY}).release(1, {750, kPrimaryY});
+    const double zoom = timeline.zoomScale();
+    EXPECT_GT(zoom, 1.5);
+    EXPECT_THAT(changesAsked(), IsEmpty()) << "nothing was clicked";
+    timeline.pinch(1.5, 500);
+    EXPECT_DOUBLE_EQ(timeline.zoomScale(), 1.5 * zoom) << "the next one goes on from there";
+}
+
+TEST_F(TimelineViewTest, TwoFingersOnATouchPadZoom) {
+    const QPointingDevice pad("pad", 1, QInputDevice::DeviceType::TouchPad,
+                              QPointingDevice::PointerType::Finger, QInputDevice::Capability::Position, 2, 0);
+    const auto gestures = [&](Qt::NativeGestureType type, double value) {
+        const QPointF place(500, kZoomPanY);
+        QNativeGestureEvent event(type, &pad, 2, place, place, view.window.mapToGlobal(place), value, {});
+        QCoreApplication::sendEvent(&view.window, &event);
+    };
+    gestures(Qt::BeginNativeGesture, 0);
+    for (int i = 0; i < 3; ++i) gestures(Qt::ZoomNativeGesture, 0.25);
+    gestures(Qt::EndNativeGesture, 0);
+    EXPECT_NEAR(timeline.zoomScale(), 1.25 * 1.25 * 1.25, 1e-6);
+    gestures(Qt::BeginNativeGesture, 0);
+    gestures(Qt::ZoomNativeGesture, -0.2);
+    gestures(Qt::EndNativeGesture, 0);
+    EXPECT_NEAR(timeline.zoomScale(), 1.25 * 1.25, 1e-6);
 }
 
 }  // namespace
