@@ -8,6 +8,8 @@ namespace {
 
 /// Wheels report eighths of a degree; a degree counts as a point.
 constexpr double kAnglePerPoint = 8;
+/// In the state that X11 and XKB give with a key; the toolkit has no name for it.
+constexpr quint32 kCapsLock = 2;
 
 double scrolledPoints(const QWheelEvent& event) {
     // X11 turns the wheel sideways while Alt is held.
@@ -39,7 +41,8 @@ bool TimelineDeleteKeyCapture::take(QEvent& event) {
     const auto& key = static_cast<QKeyEvent&>(event);
     if (key.key() != Qt::Key_Delete && key.key() != Qt::Key_Backspace) return false;
     // The keypad's own Delete is one, too.
-    if ((key.modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) return false;
+    const bool hasModifiers = (key.modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier;
+    if (hasModifiers || (key.nativeModifiers() & kCapsLock) != 0) return false;
     if (!canDelete_ || activationRequestID_ < 1) return false;
     const QQuickItem* focused = window()->activeFocusItem();
     const bool isEditingText = focused != nullptr && focused->flags().testFlag(ItemAcceptsInputMethod);

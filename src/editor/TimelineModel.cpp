@@ -229,14 +229,12 @@ void TimelineModel::zoomByScroll(double delta, double anchorX) {
 }
 
 void TimelineModel::pinch(double magnification, double anchorX) {
-    if (!isPinching_ && std::abs(magnification - 1) < kMinimumScaleDelta) return;
-    isPinching_ = true;
+    if (!isPinching_) {
+        if (std::abs(magnification - 1) < kMinimumScaleDelta) return;
+        isPinching_ = true;
+        pinchOriginZoom_ = zoomScale_;
+    }
     zoomTo(magnification * pinchOriginZoom_, anchorX);
-}
-
-void TimelineModel::endPinch() {
-    isPinching_ = false;
-    pinchOriginZoom_ = zoomScale_;
 }
 
 void TimelineModel::zoomTo(double zoomScale, double anchorX) {

@@ -201,7 +201,7 @@ public:
     // Zooming keeps the time under `anchorX` (of the view) where it is.
     Q_INVOKABLE void zoomByScroll(double delta, double anchorX);
     Q_INVOKABLE void pinch(double magnification, double anchorX);
-    Q_INVOKABLE void endPinch();
+    Q_INVOKABLE void endPinch() { isPinching_ = false; }
     Q_INVOKABLE void scrollBy(double points) { setScrollX(scrollX_ + points); }
 
     // The pointer. All x are of the view.
@@ -287,7 +287,7 @@ private:
 
     double viewWidth_ = 0;
     double zoomScale_ = 1;
-    double pinchOriginZoom_ = 1;
+    double pinchOriginZoom_ = 1;  ///< when the present pinch began
     bool isPinching_ = false;
     double scrollX_ = 0;
     double followWindowStartX_ = 0;

@@ -8,6 +8,8 @@ Item {
     required property TimelineModel model
     readonly property real way: width - thumb.width
 
+    signal grabbed
+
     Accessible.ignored: true
     implicitHeight: 10
     opacity: model.maximumScrollX > 0.5 ? 1 : 0
@@ -43,6 +45,7 @@ Item {
                 follow(mouse.x);
         }
         onPressed: mouse => {
+            root.grabbed();
             const isOnThumb = mouse.x >= thumb.x && mouse.x <= thumb.x + thumb.width;
             grip = isOnThumb ? mouse.x - thumb.x : thumb.width / 2;
             follow(mouse.x);

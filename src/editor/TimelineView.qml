@@ -139,6 +139,8 @@ FocusScope {
             model: root.model
             objectName: "scrollBar"
             y: strip.lanesHeight + 2
+
+            onGrabbed: followMotion.stop()
         }
 
         TimelineModifierScrollZoomCapture {
@@ -185,6 +187,9 @@ FocusScope {
             }
             followMotion.to = scrollX;
             followMotion.start();
+        }
+        function onZoomScaleChanged(): void {
+            followMotion.stop();
         }
 
         target: root.model

@@ -162,6 +162,9 @@ TEST_F(TimelineViewTest, DeleteWorksOnceTheLanesWereUsedAndNeverWhileTyping) {
         view.press(test.key, test.modifiers);
         EXPECT_EQ(asked().size(), test.isTaken ? 1U : 0U) << test.key;
     }
+    QKeyEvent withCapsLock(QEvent::KeyPress, Qt::Key_Delete, {}, 0, 0, 2);
+    QCoreApplication::sendEvent(&view.window, &withCapsLock);
+    EXPECT_THAT(asked(), IsEmpty());
     QQmlComponent component(view.window.engine());
     component.setData("import QtQuick\nTextInput { text: \"ab\" }", {});
     auto* field = qobject_cast<QQuickItem*>(component.create());
