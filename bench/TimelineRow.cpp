@@ -29,12 +29,14 @@ void fill(TimelineModel& timeline) {
     Project project = test::projectIn(URL("/var/tmp/Varnelle/Sessions/recording_1"), seconds);
     const URL source = project.recordingSession.screenRecordingURL;
     std::vector<TimelineClip> clips;
+    clips.reserve(kClipCount);
     for (int i = 0; i < kClipCount; ++i) {
         clips.push_back({UUID::random(), source, test::rangeOfSeconds(kClipSeconds * i, kClipSeconds),
                          timeFromSeconds(kClipSeconds * i)});
     }
     project.timeline.tracks.mutableElements()[0].clips = std::move(clips);
     std::vector<TimelineZoomPanClip> zooms;
+    zooms.reserve(kZoomPanClipCount);
     for (int i = 0; i < kZoomPanClipCount; ++i) {
         zooms.push_back({UUID::random(), test::rangeOfSeconds(6.0 * i, 2.5)});
     }

@@ -86,7 +86,8 @@ std::string TimelineRulerMetrics::label(double seconds) const {
     if (majorInterval >= 0.5) return durationWithTenths(seconds);
     const std::int64_t frames = wholeFrames(std::max(0.0, seconds), frameRate);
     const auto framesPerSecond = static_cast<std::int64_t>(frameRate);
-    return fmt::format("{}.{:02}", menuBarDuration(static_cast<double>(frames / framesPerSecond)),
+    const std::int64_t wholeSeconds = frames / framesPerSecond;
+    return fmt::format("{}.{:02}", menuBarDuration(static_cast<double>(wholeSeconds)),
                        frames % framesPerSecond);
 }
 

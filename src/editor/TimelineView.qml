@@ -25,6 +25,8 @@ FocusScope {
         anchors.rightMargin: root.horizontalPadding
         height: 44
         model: root.model
+        // What it says about itself reaches over the ruler.
+        z: 1
     }
 
     Rectangle {

@@ -284,6 +284,17 @@ TEST_F(TimelineViewTest, AnEmptyProjectAndANarrowWindowAreShownToo) {
     EXPECT_LE(last.mapToScene({last.width(), 0}).x(), 900 - 24);
 }
 
+TEST_F(TimelineViewTest, ToolsSayWhatTheyAreToWhoRestsOnThem) {
+    const QQuickItem& button = view.item("cutButton");
+    const auto showsTip = [&] { return button.property("showsTip").toBool(); };
+    QTest::mouseMove(&view.window, test::ShownView::middleOf(button));
+    EXPECT_FALSE(showsTip());
+    EXPECT_TRUE(QTest::qWaitFor(showsTip));
+    view.picture("timeline-tip");
+    movesTo(x(15), kPrimaryY);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !showsTip(); }));
+}
+
 TEST_F(TimelineViewTest, TwoFingersOnAScreenZoom) {
     QPointingDevice* screen = QTest::createTouchDevice();
     QTest::touchEvent(&view.window, screen).press(0, {500, kPrimaryY}).press(1, {600, kPrimaryY});
