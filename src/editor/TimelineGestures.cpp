@@ -267,9 +267,10 @@ void TimelineModel::click(Lane lane, double viewX) {
         }
         return;
     }
-    emit seek(timeFromSeconds(seconds));
     const TimelineSpan* clip = spanAt(spans(lane), seconds);
-    select(lane, clip != nullptr ? std::optional(clip->clipID) : std::nullopt);
+    const auto clipID = clip != nullptr ? std::optional(clip->clipID) : std::nullopt;
+    emit seek(timeFromSeconds(seconds));
+    select(lane, clipID);
 }
 
 }  // namespace varnelle

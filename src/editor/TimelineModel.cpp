@@ -376,9 +376,11 @@ void TimelineModel::selectNumber(Lane lane, int number) {
 }
 
 void TimelineModel::selectAndShow(Lane lane, const TimelineSpan& span) {
+    // Whoever hears of it may change the spans.
+    const UUID clipID = span.clipID;
     const double start = span.start;
     requestDeleteKeyFocus();
-    select(lane, UUID(span.clipID));
+    select(lane, clipID);
     reveal(start);
     emit seek(timeFromSeconds(start));
 }

@@ -127,7 +127,7 @@ private:
         if (!sound) return {{}, true};
         AudioMixReader reader(sound, {});
         PeakCollector collector;
-        auto lastReport = std::chrono::steady_clock::now();
+        std::chrono::steady_clock::time_point lastReport;
         if (!reader.startReading()) return {};
         while (const auto sample = reader.copyNextSampleBuffer()) {
             if (!isWanted(source)) return {collector.peaks(), false};
