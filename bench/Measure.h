@@ -42,6 +42,7 @@ std::vector<NamedRow> exportRows();
 std::vector<NamedRow> savingRows();
 std::vector<NamedRow> recordingRows();
 std::vector<NamedRow> startRows();
+std::vector<NamedRow> timelineRows();
 std::vector<NamedRow> playbackRows();
 
 }  // namespace varnelle::bench

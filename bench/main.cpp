@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
     using namespace varnelle::bench;
     bool hasFailed = false;
     for (const auto& rows : {frameRows(), telemetryRows(), editingRows(), savingRows(), exportRows(),
-                             recordingRows(), startRows(), playbackRows()}) {
+                             recordingRows(), startRows(), timelineRows(), playbackRows()}) {
         for (const NamedRow& row : rows) {
             bool isWanted = argc < 2;
             for (int i = 1; i < argc; ++i) isWanted = isWanted || row.name.find(argv[i]) != std::string::npos;
