@@ -465,13 +465,14 @@ void AppState::finishExport(const ExportEngine::Result& result) {
     if (const URL* movie = std::get_if<URL>(&result)) {
         set(_currentRecordingURL, std::optional(*movie), &AppState::currentRecordingURLChanged);
         set(_exportProgress, 1.0, &AppState::exportProgressChanged);
-        return;
+    } else {
+        try {
+            std::rethrow_exception(std::get<std::exception_ptr>(result));
+        } catch (const std::exception& error) {
+            set(_exportError, std::optional<std::string>(error.what()), &AppState::exportErrorChanged);
+        }
     }
-    try {
-        std::rethrow_exception(std::get<std::exception_ptr>(result));
-    } catch (const std::exception& error) {
-        set(_exportError, std::optional<std::string>(error.what()), &AppState::exportErrorChanged);
-    }
+    emit exportEnded();
 }
 
 void AppState::cancelExport() {

@@ -162,6 +162,8 @@ signals:
     void isExportingChanged();
     void exportProgressChanged();
     void exportErrorChanged();
+    /// An export has ended, also one that was cancelled; what came of it has been published.
+    void exportEnded();
     void exportFilenameChanged();
 
 private:

@@ -15,7 +15,6 @@ namespace varnelle {
 namespace {
 
 constexpr std::chrono::milliseconds kProgressInterval{100};
-constexpr VideoCodec kCodec = VideoCodec::hevc;
 constexpr AudioSettings kAudioSettings{48'000, 2, 256'000};
 /// Of sound tracks that no known source was recorded to.
 constexpr float kOtherVolume = 1;
@@ -27,7 +26,7 @@ int evenPixels(double size) {
 
 VideoSettings videoSettings(CGSize renderSize, ExportPreset preset, int frameRate) {
     VideoSettings settings;
-    settings.codec = kCodec;
+    settings.codec = kExportCodec;
     settings.purpose = EncodingPurpose::export_;
     settings.width = evenPixels(renderSize.width);
     settings.height = evenPixels(renderSize.height);

@@ -9,8 +9,12 @@
 
 #include "foundation/Geometry.h"
 #include "foundation/URL.h"
+#include "media/AssetWriter.h"
 
 namespace varnelle {
+
+/// What all exports are encoded with.
+inline constexpr VideoCodec kExportCodec = VideoCodec::hevc;
 
 enum class ExportPreset { original, mac5K, uhd4K, qhd1440p, fullHD, hd720p };
 

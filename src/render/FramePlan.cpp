@@ -77,21 +77,6 @@ std::optional<FramePlan::Shadow> visibleShadow(double opacity, double radius) {
     return FramePlan::Shadow{opacity, radius, 1};
 }
 
-double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration) {
-    constexpr double leastRadius = 8;
-    switch (configuration.maskType) {
-        case OverlayMaskType::circle:
-            return rect.width() * 0.5;
-        case OverlayMaskType::roundedRectangle:
-            return configuration.cornerRadius > 0
-                       ? std::min(configuration.cornerRadius, rect.width() * 0.5)
-                       : std::max(rect.width() * configuration.cornerRadiusRatio, leastRadius);
-        case OverlayMaskType::square:
-            return 0;
-    }
-    return 0;
-}
-
 /// The bubble stays where it is while the screen zooms under it.
 std::optional<FramePlan::Bubble> planBubble(const FramePlanInput& input) {
     const OverlayConfiguration& configuration = *input.configuration;
@@ -150,6 +135,21 @@ FramePlan scaled(const FramePlan& plan, double factor) {
 
 CGRect flipped(const CGRect& rect, double canvasHeight) {
     return {{rect.minX(), canvasHeight - rect.maxY()}, rect.size};
+}
+
+double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration) {
+    constexpr double leastRadius = 8;
+    switch (configuration.maskType) {
+        case OverlayMaskType::circle:
+            return rect.width() * 0.5;
+        case OverlayMaskType::roundedRectangle:
+            return configuration.cornerRadius > 0
+                       ? std::min(configuration.cornerRadius, rect.width() * 0.5)
+                       : std::max(rect.width() * configuration.cornerRadiusRatio, leastRadius);
+        case OverlayMaskType::square:
+            return 0;
+    }
+    return 0;
 }
 
 CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration) {

@@ -82,6 +82,9 @@ CGRect flipped(const CGRect& rect, double canvasHeight);
 /// the anchor's corner.
 CGRect cameraRect(CGSize canvas, const OverlayConfiguration& configuration);
 
+/// The radius of the bubble's corners, by its mask; half its side for a circle.
+double bubbleCornerRadius(const CGRect& rect, const OverlayConfiguration& configuration);
+
 /// Where the screen lands while nothing is zoomed: fitted into the canvas, inset by the padding unless the
 /// background is `none`.
 CGRect fittedScreenRect(CGSize canvas, CGSize sourceSize, const OverlayConfiguration& configuration);
