@@ -19,6 +19,7 @@
 #include "ui/QmlModules.h"
 
 void qml_register_types_Varnelle_CaptureUi();
+void qml_register_types_Varnelle_Editor();
 void qml_register_types_Varnelle_Shell();
 
 namespace {
@@ -58,6 +59,7 @@ int main(int argc, char** argv) {
     QQmlEngine engine;
     prepareQmlEngine(engine);
     keepQmlTypes(&qml_register_types_Varnelle_CaptureUi);
+    keepQmlTypes(&qml_register_types_Varnelle_Editor);
     keepQmlTypes(&qml_register_types_Varnelle_Shell);
     ProgramWindows windows(engine, desktop, permissions, updater, defaults, openCoordinator, cameras);
     windows.onTerminate = [] { QGuiApplication::exit(); };

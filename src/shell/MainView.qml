@@ -1,16 +1,22 @@
 import QtQuick
+import Varnelle.Editor
 import Varnelle.Shell
 import Varnelle.Ui
 
 // The main window's content, by the program's mode.
-Rectangle {
+FocusScope {
     id: root
 
     required property MainViewModel model
+    required property EditorModel editorModel
+    required property ExportModel exportModel
 
-    signal openProject
+    focus: true
 
-    color: Theme.window
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.window
+    }
 
     Shortcut {
         sequence: "Ctrl+R"
@@ -28,7 +34,7 @@ Rectangle {
     Shortcut {
         sequence: "Ctrl+O"
 
-        onActivated: root.openProject()
+        onActivated: root.model.openProject()
     }
 
     RecordingActiveView {
@@ -38,14 +44,19 @@ Rectangle {
 
         onStop: root.model.toggleRecording()
     }
-    ProjectView {
+    EditorView {
         anchors.fill: parent
-        model: root.model
+        enabled: visible
+        focus: visible
+        model: root.editorModel
+        programMenu: root.model.programMenu
         visible: root.model.content === MainViewModel.Editor
     }
-    ExportProgressView {
+    ExportView {
         anchors.fill: parent
-        model: root.model
+        enabled: visible
+        focus: visible
+        model: root.exportModel
         visible: root.model.content === MainViewModel.ExportView
     }
 }

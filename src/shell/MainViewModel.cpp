@@ -1,33 +1,18 @@
 #include "shell/MainViewModel.h"
 
-#include <QPointer>
-#include <exception>
-
 #include "app/DurationFormat.h"
-#include "render/StillFrame.h"
-#include "tasks/Completion.h"
 
 namespace varnelle {
-namespace {
 
-QImage imageOf(const Bitmap& bitmap) {
-    const BitmapView& view = bitmap.view();
-    // The copy makes the picture independent of the bitmap's storage.
-    return QImage(view.data, view.width, view.height, view.bytesPerRow, QImage::Format_ARGB32_Premultiplied)
-        .copy();
-}
-
-}  // namespace
-
-MainViewModel::MainViewModel(AppState& app) : app_(app) {
+MainViewModel::MainViewModel(AppState& app, AppWindows& windows, CheckForUpdatesViewModel& updates)
+    : app_(app), windows_(windows), updates_(updates) {
     connect(&app, &AppState::modeChanged, this, &MainViewModel::contentChanged);
-    connect(&app, &AppState::currentProjectChanged, this, &MainViewModel::projectReplaced);
+    connect(&app, &AppState::currentProjectChanged, this, &MainViewModel::hasProjectChanged);
     connect(&app.recordingFlow(), &RecordingFlow::recordingDurationChanged, this,
             &MainViewModel::recordingTimeChanged);
-    connect(&app, &AppState::isExportingChanged, this, &MainViewModel::exportChanged);
-    connect(&app, &AppState::exportProgressChanged, this, &MainViewModel::exportChanged);
-    connect(&app, &AppState::exportErrorChanged, this, &MainViewModel::exportChanged);
-    connect(&app, &AppState::currentRecordingURLChanged, this, &MainViewModel::exportChanged);
+    connect(this, &MainViewModel::hasProjectChanged, this, &MainViewModel::updateMenu);
+    connect(&updates, &CheckForUpdatesViewModel::canCheckForUpdatesChanged, this, &MainViewModel::updateMenu);
+    updateMenu();
 }
 
 MainViewModel::Content MainViewModel::content() const {
@@ -44,61 +29,27 @@ MainViewModel::Content MainViewModel::content() const {
     return Content::None;
 }
 
-QString MainViewModel::projectName() const {
-    return hasProject() ? QString::fromStdString(app_.currentProject()->name) : QString();
-}
-
 QString MainViewModel::recordingTime() const {
     return QString::fromStdString(menuBarDuration(app_.recordingFlow().recordingDuration()));
 }
 
-QString MainViewModel::exportError() const {
-    return QString::fromStdString(app_.exportError().value_or(""));
-}
-
-QString MainViewModel::exportedPath() const {
-    const bool isExported = app_.exportProgress() >= 1 && !app_.isExporting() && app_.currentRecordingURL();
-    return isExported ? QString::fromStdString(app_.currentRecordingURL()->string()) : QString();
-}
-
 void MainViewModel::showExportView() {
-    if (app_.currentProject()) app_.showExportView();
+    if (hasProject()) app_.showExportView();
 }
 
-void MainViewModel::startExport() {
-    ExportSettings settings;
-    settings.customFilename = app_.exportFilename();
-    app_.startExport(settings);
-}
-
-void MainViewModel::projectReplaced() {
-    emit projectChanged();
-    const std::optional<Project>& project = app_.currentProject();
-    const std::optional<UUID> projectID = project ? std::optional(project->id) : std::nullopt;
-    if (posterProjectID_ == projectID) return;
-    posterProjectID_ = projectID;
-    poster_ = {};
-    posterFailure_.clear();
-    emit posterChanged();
-    if (project) paintPoster(*project);
-}
-
-QCoro::Task<> MainViewModel::paintPoster(Project project) {
-    const QPointer<MainViewModel> self = this;
-    const UUID projectID = project.id;
-    const auto paint = [project = std::move(project)] { return imageOf(renderStillFrame(project, 0)); };
-    const QFuture<QImage> painting = resultOn(queue_, paint);
-    QImage poster;
-    QString failure;
-    try {
-        poster = co_await painting;
-    } catch (const std::exception& error) {
-        failure = QString::fromUtf8(error.what());
-    }
-    if (!self || posterProjectID_ != projectID) co_return;
-    poster_ = poster;
-    posterFailure_ = failure;
-    emit posterChanged();
+void MainViewModel::updateMenu() {
+    programMenu_.setItems(
+        {{.text = tr("Open Project…"), .action = [this] { openProject(); }},
+         {.text = tr("Save"), .isEnabled = hasProject(), .action = [this] { emit saveWanted(); }},
+         MenuItem::separator(),
+         {.text = tr("Start/Stop Recording"), .action = [this] { toggleRecording(); }},
+         {.text = tr("Export…"), .isEnabled = hasProject(), .action = [this] { showExportView(); }},
+         MenuItem::separator(),
+         {.text = tr("Check for Updates…"),
+          .isEnabled = updates_.canCheckForUpdates(),
+          .action = [this] { updates_.checkForUpdates(); }},
+         MenuItem::separator(),
+         {.text = tr("Quit Varnelle"), .action = [this] { windows_.requestQuit(); }}});
 }
 
 }  // namespace varnelle

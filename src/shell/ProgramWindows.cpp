@@ -1,5 +1,6 @@
 #include "shell/ProgramWindows.h"
 
+#include <QDesktopServices>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QQuickItem>
@@ -11,6 +12,9 @@
 #include "app/AppState.h"
 #include "app/ProjectOpenCoordinator.h"
 #include "capture_ui/PermissionsWindow.h"
+#include "editor/EditorModel.h"
+#include "editor/ExportModel.h"
+#include "media/Player.h"
 #include "model/ProjectPackage.h"
 #include "shell/AlertWindow.h"
 #include "shell/FolderQuestion.h"
@@ -48,7 +52,15 @@ ProgramWindows::~ProgramWindows() = default;
 void ProgramWindows::attach(AppState& app) {
     app_ = &app;
     panels_ = std::make_unique<CapturePanels>(engine_, app, *this, platform_, cameras_);
-    mainViewModel_ = std::make_unique<MainViewModel>(app);
+    mainViewModel_ = std::make_unique<MainViewModel>(app, *this, updates_);
+    editorModel_ = std::make_unique<EditorModel>(
+        app, [this] { return std::make_unique<Player>(platform_.makeAudioOutput()); });
+    exportModel_ = std::make_unique<ExportModel>(app);
+    connect(mainViewModel_.get(), &MainViewModel::saveWanted, editorModel_.get(), &EditorModel::save);
+    connect(editorModel_.get(), &EditorModel::saveFailed, this,
+            [this](const QString& message) { showError(message.toStdString()); });
+    connect(exportModel_.get(), &ExportModel::folderWanted, this,
+            [](const QUrl& folder) { QDesktopServices::openUrl(folder); });
     tray_ = std::make_unique<TrayItem>(engine_, app);
 }
 
@@ -58,6 +70,8 @@ void ProgramWindows::detach() {
     tray_.reset();
     mainWindow_.reset();
     permissionsWindow_.reset();
+    exportModel_.reset();
+    editorModel_.reset();
     mainViewModel_.reset();
     panels_.reset();
 }
@@ -98,8 +112,10 @@ void ProgramWindows::becomeRegular() {}
 void ProgramWindows::showMainWindow() {
     if (!mainWindow_) {
         mainWindow_ = std::make_unique<MainWindow>(
-            engine_, *app_, defaults_, QVariantMap{{"model", QVariant::fromValue(mainViewModel_.get())}});
-        connect(mainWindow_->rootObject(), SIGNAL(openProject()), this, SLOT(chooseProject()));
+            engine_, *app_, defaults_,
+            QVariantMap{{"model", QVariant::fromValue(mainViewModel_.get())},
+                        {"editorModel", QVariant::fromValue(editorModel_.get())},
+                        {"exportModel", QVariant::fromValue(exportModel_.get())}});
     }
     if (mainWindow_->windowStates().testFlag(Qt::WindowMinimized)) {
         mainWindow_->showNormal();

@@ -17,6 +17,8 @@
 namespace varnelle {
 
 class AlertWindow;
+class EditorModel;
+class ExportModel;
 class MainViewModel;
 struct AlertContent;
 class MainWindow;
@@ -63,8 +65,6 @@ public:
     [[nodiscard]] std::optional<URL> chooseExportDirectory(const URL& preferred) override;
     void requestQuit() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
-
-public slots:
     void chooseProject() override;
 
 private:
@@ -81,6 +81,8 @@ private:
     CheckForUpdatesViewModel updates_;
     std::unique_ptr<CapturePanels> panels_;
     std::unique_ptr<MainViewModel> mainViewModel_;
+    std::unique_ptr<EditorModel> editorModel_;
+    std::unique_ptr<ExportModel> exportModel_;
     std::unique_ptr<MainWindow> mainWindow_;
     PermissionsModel permissionsModel_;
     std::unique_ptr<PermissionsWindow> permissionsWindow_;

@@ -1,0 +1,234 @@
+#include "editor/EditorModel.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <fstream>
+
+#include "app/LaunchedAppTest.h"
+#include "editor/FakePlayer.h"
+#include "editor/RecordedProject.h"
+
+namespace varnelle {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+/// An editor over a recording of two seconds, with a player that the test plays.
+class EditorModelTest : public test::LaunchedAppTest {
+protected:
+    void SetUp() override {
+        project = test::recordProject(directory.url(), 60);
+        launches();
+        editor = std::make_unique<EditorModel>(
+            *app,
+            [this] {
+                auto made = std::make_unique<test::FakePlayer>(log);
+                player = made.get();
+                return made;
+            },
+            TimelineCacheDirectory(directory.file("cache")));
+    }
+    void TearDown() override {
+        editor.reset();
+        LaunchedAppTest::TearDown();
+    }
+    /// Open, loaded and paused, with nothing noted.
+    void opens() {
+        app->beginProject(project);
+        app->enterEditor();
+        isLoaded();
+        editor->togglePlayback();
+        settle();
+        log->commands.clear();
+    }
+    void isLoaded() {
+        ASSERT_TRUE(
+            eventually([&] { return editor->playback() != nullptr && !editor->playback()->isLoading(); }));
+        settle();
+    }
+    static void settle() {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+    }
+    [[nodiscard]] const Project& current() const { return *app->currentProject(); }
+    [[nodiscard]] const SharedList<TimelineClip>& clips() const { return current().videoTrack()->clips; }
+    [[nodiscard]] TimelineModel& timeline() { return *editor->timeline(); }
+    [[nodiscard]] std::size_t undoSteps() const { return app->currentEditorState()->undoStack.size(); }
+
+    Project project;
+    std::shared_ptr<test::FakePlayer::Log> log = std::make_shared<test::FakePlayer::Log>();
+    test::FakePlayer* player = nullptr;  ///< that of the open project
+    std::unique_ptr<EditorModel> editor;
+};
+
+TEST_F(EditorModelTest, OpensPlaysAndCloses) {
+    EXPECT_FALSE(editor->hasProject());
+    EXPECT_EQ(editor->playback(), nullptr);
+    app->beginProject(project);
+    isLoaded();
+    EXPECT_TRUE(editor->playback()->isPlaying());
+    EXPECT_EQ(editor->projectName().toStdString(), project.name);
+    EXPECT_EQ(timeline().selectedClipID(), project.firstVideoClipID());
+    EXPECT_EQ(timeline().durationText(), "0:02.00");
+    EXPECT_FALSE(editor->canUndo());
+
+    app->showExportView();
+    EXPECT_FALSE(editor->playback()->isPlaying()) << "who exports hears nothing";
+    app->requestProjectTransition(NewRecording{});
+    ASSERT_TRUE(windows.alert);
+    windows.answer(ProjectAlertAnswer::deleteProject);
+    EXPECT_TRUE(eventually([&] { return !editor->hasProject(); }));
+    EXPECT_TRUE(log->isDestroyed);
+    EXPECT_EQ(editor->playback(), nullptr);
+}
+
+TEST_F(EditorModelTest, OtherClipsAreBuiltAndOtherLooksRedrawn) {
+    opens();
+    timeline().splitClip(*project.firstVideoClipID(), timeFromSeconds(1));
+    EXPECT_EQ(clips().size(), 2U);
+    isLoaded();
+    EXPECT_THAT(log->commands, Contains("item"));
+    EXPECT_FALSE(editor->playback()->isPlaying()) << "it goes on as it was";
+    EXPECT_TRUE(current().containsClip(timeline().selectedClipID()));
+
+    log->commands.clear();
+    InspectorSlider& padding = *editor->inspector()->backgroundSliders()[0].value<InspectorSlider*>();
+    padding.drag(100);
+    padding.drag(120);
+    EXPECT_EQ(current().timeline.overlayConfiguration.canvasPadding, 72) << "only shown";
+    EXPECT_THAT(log->commands, ElementsAre("redraw", "redraw"));
+    padding.endDrag();
+    EXPECT_EQ(current().timeline.overlayConfiguration.canvasPadding, 120);
+    EXPECT_FALSE(current().timeline.overlayConfiguration.isInteractivelyEditing);
+    EXPECT_EQ(undoSteps(), 2U);
+    padding.drag(120);
+    padding.endDrag();
+    EXPECT_EQ(undoSteps(), 3U) << "one released where it was is a step, too";
+
+    log->commands.clear();
+    editor->inspector()->toggleMicrophone();
+    EXPECT_FALSE(current().timeline.audioConfiguration.includesMicrophone);
+    EXPECT_THAT(log->commands, ElementsAre("mix"));
+    EXPECT_FALSE(editor->inspector()->includesMicrophone());
+
+    log->commands.clear();
+    timeline().addZoomPanClip(timeFromSeconds(1.5));
+    ASSERT_EQ(current().timeline.zoomPanClips.size(), 1U);
+    EXPECT_EQ(current().timeline.zoomPanClips[0].timeRange, test::rangeOfSeconds(0, 2))
+        << "there is no more room";
+    EXPECT_THAT(log->commands, ElementsAre("redraw"));
+
+    while (editor->canUndo()) editor->undo();
+    isLoaded();
+    EXPECT_EQ(current(), project);
+    EXPECT_EQ(padding.value(), 72);
+    EXPECT_TRUE(editor->inspector()->includesMicrophone());
+    EXPECT_TRUE(editor->canRedo());
+    while (editor->canRedo()) editor->redo();
+    isLoaded();
+    EXPECT_EQ(clips().size(), 2U);
+    EXPECT_EQ(padding.value(), 120);
+}
+
+TEST_F(EditorModelTest, TheTimelinesWishesBecomeEdits) {
+    opens();
+    const UUID first = *project.firstVideoClipID();
+    timeline().trim(first, timeFromSeconds(0.5), timeFromSeconds(1), timeFromSeconds(2));
+    EXPECT_EQ(clips()[0].trimRange, test::rangeOfSeconds(0.5, 1));
+    isLoaded();
+    timeline().splitClip(first, timeFromSeconds(0.5));
+    isLoaded();
+    timeline().setSelectedClipID(clips()[1].id);
+    EXPECT_TRUE(timeline().canDelete());
+    timeline().pressDelete();
+    isLoaded();
+    ASSERT_EQ(clips().size(), 1U);
+    EXPECT_EQ(clips()[0].trimRange, test::rangeOfSeconds(0.5, 0.5));
+    EXPECT_FALSE(timeline().canDelete()) << "the last one stays";
+
+    timeline().addZoomPanClip(kCMTimeZero);
+    const UUID zoom = current().timeline.zoomPanClips[0].id;
+    timeline().trimZoomPanClip(zoom, kCMTimeZero, timeFromSeconds(0.2), timeFromSeconds(0.5));
+    timeline().moveZoomPanClip(zoom, 0.25, timeFromSeconds(0.5));
+    EXPECT_EQ(current().timeline.zoomPanClips[0].timeRange, test::rangeOfSeconds(0.25, 0.2));
+    timeline().setSelectedZoomPanClipID(zoom);
+    timeline().pressDelete();
+    EXPECT_TRUE(current().timeline.zoomPanClips.empty());
+    EXPECT_FALSE(timeline().selectedZoomPanClipID());
+}
+
+TEST_F(EditorModelTest, KeysStepByFramesAndToTheEnds) {
+    opens();
+    editor->stepFrames(1);
+    EXPECT_EQ(editor->playback()->currentTime(), CMTime::make(1, 30));
+    editor->stepFrames(-2);
+    EXPECT_EQ(editor->playback()->currentTime(), kCMTimeZero);
+    editor->goToEnd();
+    EXPECT_EQ(editor->playback()->currentTime(), CMTime::make(2, 1));
+    editor->goToStart();
+    EXPECT_EQ(editor->playback()->currentTime(), kCMTimeZero);
+    editor->togglePlayback();
+    editor->stepFrames(1);
+    EXPECT_FALSE(editor->playback()->isPlaying());
+}
+
+TEST_F(EditorModelTest, DraggingRestsPlayback) {
+    opens();
+    editor->togglePlayback();
+    ASSERT_TRUE(editor->playback()->isPlaying());
+    InspectorSlider& size = *editor->inspector()->cursorSliders()[0].value<InspectorSlider*>();
+    size.drag(5);
+    EXPECT_FALSE(editor->playback()->isPlaying());
+    size.endDrag();
+    EXPECT_TRUE(editor->playback()->isPlaying());
+
+    size.drag(7);
+    app->showExportView();
+    EXPECT_EQ(size.value(), 5) << "what was being dragged is lost with the view";
+    app->enterEditor();
+    size.endDrag();
+    EXPECT_EQ(current().timeline.overlayConfiguration.cursor.size, 5);
+}
+
+TEST_F(EditorModelTest, NamesAreOneStepAndSaved) {
+    opens();
+    editor->rename("  A name  ");
+    EXPECT_EQ(current().name, "A name");
+    editor->rename("A name");
+    EXPECT_EQ(undoSteps(), 1U);
+    QSignalSpy failed(editor.get(), &EditorModel::saveFailed);
+    editor->save();
+    EXPECT_TRUE(editor->isSaving());
+    editor->rename("Too late");
+    EXPECT_EQ(current().name, "A name") << "while it is saved it takes no edits";
+    EXPECT_TRUE(eventually([&] { return !editor->isSaving(); }));
+    ASSERT_TRUE(app->currentProjectFileURL());
+    EXPECT_EQ(app->currentProjectFileURL()->stem(), "A name");
+    EXPECT_EQ(failed.count(), 0);
+
+    std::filesystem::remove_all(app->currentProjectFileURL()->parent().path());
+    std::ofstream(app->currentProjectFileURL()->parent().path()) << "in the way";
+    editor->rename("Another name");
+    editor->save();
+    EXPECT_TRUE(eventually([&] { return failed.count() == 1; }));
+    EXPECT_FALSE(failed[0][0].toString().isEmpty());
+}
+
+TEST_F(EditorModelTest, ARecordingThatCantBeReadSaysWhy) {
+    std::filesystem::remove(project.recordingSession.screenRecordingURL.path());
+    app->beginProject(project);
+    ASSERT_TRUE(eventually([&] { return editor->playback()->loadError().has_value(); }));
+    EXPECT_THAT(editor->playback()->loadErrorText().toStdString(), testing::HasSubstr("screen60.mov"));
+    editor->togglePlayback();
+    editor->stepFrames(1);
+    editor->rename("Still editable");
+    EXPECT_EQ(current().name, "Still editable");
+}
+
+}  // namespace
+}  // namespace varnelle

@@ -1,0 +1,142 @@
+#include "editor/ExportModel.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <fstream>
+
+#include "app/LaunchedAppTest.h"
+#include "editor/RecordedProject.h"
+
+namespace varnelle {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Page = ExportModel::Page;
+
+std::vector<std::string> column(const QVariantList& rows, const char* name) {
+    std::vector<std::string> texts;
+    for (const QVariant& row : rows) texts.push_back(row.toMap()[name].toString().toStdString());
+    return texts;
+}
+
+class ExportModelTest : public test::LaunchedAppTest {
+protected:
+    void SetUp() override {
+        qputenv("HOME", directory.file("home").string().c_str());
+        launches();
+        model = std::make_unique<ExportModel>(*app);
+    }
+    void TearDown() override {
+        EXPECT_TRUE(eventually([&] { return model->page() != Page::Rendering; }));
+        model.reset();
+        LaunchedAppTest::TearDown();
+        qputenv("HOME", home_);
+    }
+    void opens(const Project& project) {
+        app->beginProject(project);
+        app->showExportView();
+    }
+    std::unique_ptr<ExportModel> model;
+
+private:
+    const QByteArray home_ = qgetenv("HOME");
+};
+
+TEST_F(ExportModelTest, OffersWhatTheRecordingAllows) {
+    EXPECT_EQ(model->totalDuration(), "00:00");
+    EXPECT_EQ(column(model->technicalRows(), "value")[1], "Original Resolution");
+    Project project = test::projectIn(directory.url(), 75.9);
+    project.recordingSession.renderSize = {3840, 2160};
+    project.recordingSession.frameRate = 50;
+    opens(project);
+    EXPECT_EQ(model->totalDuration(), "01:15");
+    EXPECT_THAT(column(model->technicalRows(), "title"),
+                ElementsAre("Format", "Resolution", "Frame Rate", "Codec"));
+    EXPECT_THAT(column(model->technicalRows(), "value"),
+                ElementsAre("MP4", "3840 × 2160 (Original Resolution)", "60 fps", "HEVC (H.265)"));
+    EXPECT_THAT(column(model->presets(), "title"),
+                ElementsAre("Original", "1440p (2560×1440)", "1080p (1920×1080)", "720p (1280×720)"));
+    EXPECT_THAT(column(model->presets(), "subtitle"),
+                ElementsAre("2160p Quality", "1440p Quality", "1080p Quality", "720p Quality"));
+    EXPECT_THAT(column(model->presets(), "symbol"), ElementsAre("sparkles", "display", "tv", "rectangle.hd"));
+    EXPECT_THAT(column(model->presets(), "isSelected"), ElementsAre("true", "false", "false", "false"));
+    model->selectPreset(2);
+    model->selectPreset(7);
+    EXPECT_THAT(column(model->presets(), "isSelected"), ElementsAre("false", "false", "true", "false"));
+    EXPECT_EQ(column(model->technicalRows(), "value")[1], "1920 × 1080 (High Definition)");
+    EXPECT_EQ(model->finalizingText(), "Finalizing 1080p (1920×1080) Delivery");
+}
+
+TEST_F(ExportModelTest, EachVisitStartsAnew) {
+    opens(test::projectIn(directory.url(), 2));
+    EXPECT_EQ(model->filename().toStdString(), app->exportFilename());
+    model->setFilename("  a/b:c.MOV ");
+    EXPECT_THAT(model->destination().toStdString(), HasSubstr("/a-b-c.mp4"));
+    model->setFilename("   ");
+    EXPECT_THAT(model->destination().toStdString(), HasSubstr("/Varnelle_20"));
+    model->toggleAudio();
+    model->selectPreset(1);
+    EXPECT_FALSE(model->includeAudio());
+    model->backToEditor();
+    EXPECT_EQ(app->mode(), AppMode::editing);
+    app->showExportView();
+    EXPECT_TRUE(model->includeAudio());
+    EXPECT_EQ(column(model->presets(), "isSelected")[0], "true");
+    EXPECT_EQ(model->filename().toStdString(), app->exportFilename());
+}
+
+TEST_F(ExportModelTest, RendersToASuccessPage) {
+    opens(test::recordProject(directory.url(), 30));
+    model->setFilename("shown");
+    QSignalSpy pages(model.get(), &ExportModel::pageChanged);
+    model->start();
+    EXPECT_EQ(model->page(), Page::Rendering);
+    EXPECT_EQ(model->percentage(), "0%");
+    ASSERT_TRUE(eventually([&] { return model->page() == Page::Done; }));
+    EXPECT_EQ(model->percentage(), "100%");
+    EXPECT_THAT(model->exportedPath().toStdString(), HasSubstr("/shown.mp4"));
+    EXPECT_TRUE(std::filesystem::exists(model->exportedPath().toStdString()));
+    QSignalSpy folders(model.get(), &ExportModel::folderWanted);
+    model->showInFolder();
+    EXPECT_EQ(folders[0][0].toUrl().toLocalFile().toStdString(),
+              std::filesystem::path(model->exportedPath().toStdString()).parent_path().string());
+    model->backToEditor();
+    EXPECT_EQ(model->page(), Page::Configure);
+    EXPECT_EQ(app->mode(), AppMode::editing);
+}
+
+TEST_F(ExportModelTest, CancelledAndFailedExportsComeBackWithAText) {
+    opens(test::recordProject(directory.url(), 60));
+    model->setFilename("cancelled");
+    model->start();
+    model->cancel();
+    EXPECT_TRUE(model->isCancelling());
+    EXPECT_EQ(model->page(), Page::Rendering) << "until it has ended";
+    ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+    EXPECT_FALSE(model->errorText().isEmpty());
+    EXPECT_FALSE(std::filesystem::exists(model->destination().toStdString()));
+
+    std::filesystem::create_directories(model->destination().toStdString() + "/in the way");
+    model->start();
+    EXPECT_TRUE(model->errorText().isEmpty());
+    ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+    EXPECT_THAT(model->errorText().toStdString(), HasSubstr("cancelled.mp4"));
+}
+
+TEST(ExportTimeLeftTest, IsToldOnceItCanBeKnown) {
+    struct Case {
+        double elapsed, progress;
+        const char* text;
+    };
+    for (const Case& one :
+         {Case{1, 0.5, ""}, Case{10, 0.01, ""}, Case{10, 0.5, "About 10 seconds left"},
+          Case{10, 0.45, "About 15 seconds left"}, Case{30, 0.9, "A few seconds left"},
+          Case{60, 0.4, "About 2 min left"}, Case{3600, 0.3, "About 2 h 20 min left"}, Case{10, 1, ""}})
+        EXPECT_EQ(timeLeftText(one.elapsed, one.progress), one.text);
+}
+
+}  // namespace
+}  // namespace varnelle
