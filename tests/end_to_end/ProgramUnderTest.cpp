@@ -59,13 +59,17 @@ Desktop::Desktop() {
 }
 
 void Desktop::click(int x, int y) {
+    // As a hand does it: what moves, presses and lets go at one moment isn't always told apart on the way.
     pointer.moveTo(x, y);
+    std::this_thread::sleep_for(30ms);
     pointer.setButton(1, true);
+    std::this_thread::sleep_for(30ms);
     pointer.setButton(1, false);
 }
 
 void Desktop::drag(int fromX, int fromY, int toX, int toY) {
     pointer.moveTo(fromX, fromY);
+    std::this_thread::sleep_for(30ms);
     pointer.setButton(1, true);
     // As a hand moves: window managers that are asked to move a window take the pointer over on the way.
     for (int step = 1; step <= 10; ++step) {

@@ -78,10 +78,15 @@ std::vector<AccessibleElement> accessibleElements(pid_t program) {
 }
 
 std::optional<AccessibleElement> shownElement(pid_t program, const std::string& name) {
+    std::optional<AccessibleElement> found;
+    bool isInActiveWindow = false;
     for (const AccessibleElement& element : accessibleElements(program)) {
-        if (element.isShowing && element.name == name) return element;
+        if (element.role == "frame" || element.role == "dialog") isInActiveWindow = element.isActive;
+        if (!element.isShowing || element.name != name) continue;
+        if (isInActiveWindow) return element;
+        if (!found) found = element;
     }
-    return std::nullopt;
+    return found;
 }
 
 }  // namespace varnelle::test

@@ -32,7 +32,8 @@ struct AccessibleElement {
 /// to the accessibility bus (yet). The bus is the one of the process's environment at the first call.
 std::vector<AccessibleElement> accessibleElements(pid_t program);
 
-/// The first element that is showing and has the name.
+/// The first element that is showing and has the name; one in the window that has the keyboard comes before
+/// all others.
 std::optional<AccessibleElement> shownElement(pid_t program, const std::string& name);
 
 }  // namespace varnelle::test

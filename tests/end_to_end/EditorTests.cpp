@@ -1,0 +1,411 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "camera/CursorRecordingFile.h"
+#include "editor/RecordedProject.h"
+#include "end_to_end/ProgramUnderTest.h"
+#include "media/FrameSource.h"
+#include "media/MediaAsset.h"
+#include "model/ProjectPackage.h"
+#include "platform/linux/LinuxDesktop.h"
+#include "platform/linux/LinuxPermissions.h"
+#include "support/Telemetry.h"
+#include "support/Waiting.h"
+
+namespace varnelle {
+namespace {
+
+using namespace std::chrono_literals;
+using test::AccessibleElement;
+using test::Desktop;
+using test::ProgramUnderTest;
+using testing::IsEmpty;
+
+constexpr std::uint32_t kReturn = 0xff0d;
+constexpr std::uint32_t kTab = 0xff09;
+constexpr std::uint32_t kSpace = 0x20;
+constexpr std::uint32_t kHome = 0xff50;
+constexpr std::uint32_t kLeft = 0xff51;
+constexpr std::uint32_t kRight = 0xff53;
+constexpr std::uint32_t kEnd = 0xff57;
+constexpr std::uint32_t kDelete = 0xffff;
+constexpr std::uint32_t kControl = 0xffe3;
+constexpr std::uint32_t kShift = 0xffe1;
+constexpr auto kDeadline = 40s;
+constexpr int kFrameCount = 180;  // six seconds
+
+/// The program with a package of a little recording: screen, camera, pointer, both kinds of sound.
+class EditorTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (Desktop::obstacle()) return;
+        desktop_ = std::make_unique<Desktop>();
+        // Granted before, so that nothing lies over the editor.
+        LinuxPermissions permissions(desktop_->server.displayName());
+        permissions.requestAccessibilityTrust();
+        ASSERT_TRUE(test::waitUntil([&] { return permissions.isAccessibilityTrusted(); }, kDeadline));
+    }
+    static void TearDownTestSuite() { desktop_.reset(); }
+
+    void SetUp() override {
+        if (const auto obstacle = Desktop::obstacle()) GTEST_SKIP() << *obstacle;
+        program_ = std::make_unique<ProgramUnderTest>(*desktop_);
+    }
+
+    static URL makePackage(const URL& directory) {
+        Project project = test::recordProject(directory, kFrameCount);
+        RecordingSession& session = project.recordingSession;
+        session.cursorRecordingURL = directory.appending("cursor.json");
+        CursorRecording cursor = test::pointerPath(6, [](double t) {
+            return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
+        });
+        cursor.captureRegion = {0, 0, 320, 180};
+        writeCursorRecording(cursor, *session.cursorRecordingURL);
+        session.cameraRecordingURL = directory.appending("camera.mov");
+        std::filesystem::copy_file(session.screenRecordingURL.path(), session.cameraRecordingURL->path());
+        const OverlayConfiguration look = project.timeline.overlayConfiguration;
+        const AudioConfiguration audio = project.timeline.audioConfiguration;
+        Project whole = Project::make(session, CMTime::make(6, 1), look);
+        whole.timeline.audioConfiguration = audio;
+        whole.name = "Little";
+        return writePackage({whole, {}, {}}, directory.appending("Little.varnelle"));
+    }
+
+    /// Starts the program with the package, and stops it from playing at its start.
+    void opens(const URL& package) {
+        program().start({package.string()});
+        ASSERT_TRUE(program().shows("Preview"));
+        ASSERT_TRUE(test::waitUntil([&] { return clipCount() > 0 && program().element("Preview").width > 0; },
+                                    kDeadline));
+        focusMainWindow();
+        // It may come to its end by itself in the meantime, and then the key starts it again.
+        ASSERT_TRUE(test::waitUntil(
+            [&] {
+                if (test::shownElement(program().processID(), "Play")) return true;
+                keys().type(kSpace);
+                std::this_thread::sleep_for(200ms);
+                return false;
+            },
+            kDeadline));
+        keys().type(kHome);
+        ASSERT_TRUE(program().shows("Playhead, 0:00.00"));
+    }
+    void focusMainWindow() {
+        const auto isActive = [&] {
+            const auto window = test::shownElement(program().processID(), "Varnelle");
+            return window && window->isActive;
+        };
+        ASSERT_TRUE(test::waitUntil(isActive, kDeadline));
+    }
+
+    static Desktop& desktop() { return *desktop_; }
+    static test::KeyRobot& keys() { return desktop_->keys; }
+    [[nodiscard]] ProgramUnderTest& program() { return *program_; }
+    [[nodiscard]] AccessibleElement shown(const std::string& name) { return program().element(name); }
+
+    [[nodiscard]] int countIn(const std::string& lane) {
+        for (const AccessibleElement& element : test::accessibleElements(program().processID())) {
+            if (element.isShowing && element.name.starts_with(lane + ", "))
+                return std::stoi(element.name.substr(lane.size() + 2));
+        }
+        return 0;
+    }
+    [[nodiscard]] int clipCount() { return countIn("Clips"); }
+    [[nodiscard]] int zoomCount() { return countIn("Zoom/Pan"); }
+    [[nodiscard]] bool becomes(const std::function<int()>& count, int expected) {
+        return test::waitUntil([&] { return count() == expected; }, kDeadline);
+    }
+    [[nodiscard]] bool hasClips(int count) {
+        return becomes([&] { return clipCount(); }, count);
+    }
+    [[nodiscard]] bool hasZooms(int count) {
+        return becomes([&] { return zoomCount(); }, count);
+    }
+    void drag(int fromX, int fromY, int byX, int byY) {
+        desktop().drag(fromX, fromY, fromX + byX, fromY + byY);
+    }
+    void type(const std::string& text) {
+        for (const char letter : text) keys().type(static_cast<unsigned char>(letter));
+    }
+    [[nodiscard]] bool isEnabled(const std::string& name) {
+        const auto element = test::shownElement(program().processID(), name);
+        return element && element->isFocusable;
+    }
+    /// Presses a chord more often than there are steps.
+    void typeOften(std::uint32_t key, std::initializer_list<std::uint32_t> held) {
+        for (int i = 0; i < 40; ++i) {
+            keys().type(key, held);
+            std::this_thread::sleep_for(20ms);
+        }
+    }
+    [[nodiscard]] bool becomesDisabled(const std::string& name) {
+        return test::waitUntil([&] { return !isEnabled(name); }, kDeadline);
+    }
+    [[nodiscard]] ProjectEditorState saved(const std::string& name) {
+        const URL package = program().projects().appending(name + ".varnelle");
+        EXPECT_TRUE(test::waitUntil([&] { return package.exists(); }, kDeadline)) << name;
+        return readPackage(package);
+    }
+    [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
+    /// What the preview shows on the screen.
+    [[nodiscard]] VideoFrame previewPicture() {
+        const AccessibleElement preview = shown("Preview");
+        LinuxDesktop platform(desktop().server.displayName());
+        return *platform.pictureOfDesktop(
+            {preview.x, preview.y, preview.x + preview.width, preview.y + preview.height});
+    }
+
+    std::unique_ptr<ProgramUnderTest> program_;
+    const test::TemporaryDirectory recording_;
+
+private:
+    static inline std::unique_ptr<Desktop> desktop_;
+};
+
+/// A picture as the mean brightness, 0 to 1, of 64 by 36 fields.
+std::vector<double> fieldsOf(const VideoFrame& frame) {
+    constexpr int columns = 64;
+    constexpr int rows = 36;
+    const auto lightness = [&](int x, int y) {
+        const std::uint8_t* row = frame.plane(0).data + y * frame.plane(0).bytesPerRow;
+        if (frame.format() != PixelFormat::bgra) return (row[x] - 16) / 219.0;
+        return (0.0722 * row[4 * x] + 0.7152 * row[4 * x + 1] + 0.2126 * row[4 * x + 2]) / 255;
+    };
+    std::vector<double> fields(std::size_t{columns} * rows);
+    std::vector<int> counts(fields.size());
+    for (int y = 0; y < frame.height(); ++y) {
+        for (int x = 0; x < frame.width(); ++x) {
+            const auto field =
+                static_cast<std::size_t>(y * rows / frame.height() * columns + x * columns / frame.width());
+            fields[field] += lightness(x, y);
+            ++counts[field];
+        }
+    }
+    for (std::size_t i = 0; i < fields.size(); ++i) fields[i] /= counts[i];
+    return fields;
+}
+
+double difference(const VideoFrame& one, const VideoFrame& other) {
+    const std::vector<double> a = fieldsOf(one);
+    const std::vector<double> b = fieldsOf(other);
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+    return sum / static_cast<double>(a.size());
+}
+
+TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
+    opens(makePackage(recording_.url()));
+    EXPECT_THAT(program().namelessControls(), IsEmpty());
+    const AccessibleElement clip = shown("Clip 1");
+    const int laneY = clip.midY();
+    const int second = clip.width / 6;
+
+    // A cut in the middle, and the second part a second shorter at its end.
+    program().click("Cut");
+    desktop().click(clip.x + 3 * second, laneY);
+    ASSERT_TRUE(hasClips(2));
+    program().click("Cut");
+    desktop().click(clip.x + 4 * second, laneY);
+    drag(clip.x + clip.width - 5, laneY, -second, 0);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Clip 2").width < clip.width * 5 / 12; }, kDeadline));
+
+    // Two zooms in the middle of nothing; one is moved and made longer, the other deleted with its key.
+    while (zoomCount() > 0) {
+        program().click("Zoom/Pan 1");
+        const int count = zoomCount();
+        keys().type(kDelete);
+        ASSERT_TRUE(hasZooms(count - 1));
+    }
+    const int zoomY = laneY + 56;
+    const auto add = [&](int x) {
+        desktop().pointer.moveTo(x - 4, zoomY);
+        desktop().pointer.moveTo(x, zoomY);
+        ASSERT_TRUE(program().shows("Add Zoom/Pan"));
+        desktop().click(x, zoomY);
+    };
+    add(clip.x + second / 4);
+    ASSERT_TRUE(hasZooms(1));
+    add(clip.x + 3 * second);
+    ASSERT_TRUE(hasZooms(2));
+    program().click("Zoom/Pan 1");
+    keys().type(kDelete);
+    ASSERT_TRUE(hasZooms(1));
+    const int start = shown("Zoom/Pan 1").x;
+    drag(shown("Zoom/Pan 1").midX(), zoomY, -second, 0);
+    ASSERT_TRUE(
+        test::waitUntil([&] { return std::abs(shown("Zoom/Pan 1").x - (start - second)) < 3; }, kDeadline));
+    const AccessibleElement zoom = shown("Zoom/Pan 1");
+    drag(zoom.x + zoom.width - 4, zoomY, second / 2, 0);
+    ASSERT_TRUE(
+        test::waitUntil([&] { return shown("Zoom/Pan 1").width > zoom.width + second / 3; }, kDeadline));
+
+    // Every row of the inspector.
+    const auto slides = [&](const std::string& name) {
+        const AccessibleElement slider = shown(name);
+        const std::string before = slider.description;
+        desktop().click(slider.x + slider.width * 3 / 4, slider.midY());
+        EXPECT_TRUE(test::waitUntil([&] { return shown(name).description != before; }, kDeadline)) << name;
+    };
+    const auto toggles = [&](const std::string& name) {
+        const bool before = shown(name).isChecked;
+        program().click(name);
+        EXPECT_TRUE(test::waitUntil([&] { return shown(name).isChecked != before; }, kDeadline)) << name;
+    };
+    toggles("Show Cursor");
+    toggles("Disable Zoom & Pan");
+    slides("Cursor Size");
+    program().click("Background");
+    for (const char* name : {"Padding", "Roundness", "Shadow", "Shadow Softness"}) slides(name);
+    program().click("Images");
+    program().click("Farmvalley");
+    EXPECT_THAT(program().namelessControls(), IsEmpty());
+    program().click("Camera");
+    toggles("Mirror");
+    for (const char* name : {"Size", "Roundness", "Shadow", "Shadow Softness"}) slides(name);
+    program().click("Audio");
+    toggles("Microphone");
+    toggles("System Sound");
+
+    // The bubble, by its handle.
+    const AccessibleElement bubble = shown("Camera bubble");
+    drag(bubble.midX(), bubble.midY(), 60, -40);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Camera bubble").x > bubble.x + 40; }, kDeadline));
+
+    // All of it back and forth.
+    desktop().click(shown("Preview").x + 3, shown("Preview").y + 3);
+    typeOften('z', {kControl});
+    ASSERT_TRUE(becomesDisabled("Undo"));
+    ASSERT_TRUE(hasClips(1));
+    typeOften('z', {kControl, kShift});
+    ASSERT_TRUE(becomesDisabled("Redo"));
+    ASSERT_TRUE(hasClips(2));
+
+    program().click("Project name");
+    type("renamed");
+    keys().type(kReturn);
+    keys().type('s', {kControl});
+    const ProjectEditorState state = saved("renamed");
+    const Timeline& timeline = state.currentProject.timeline;
+    EXPECT_EQ(state.currentProject.videoTrack()->clips.size(), 2U);
+    EXPECT_NEAR(clampedSeconds(state.currentProject.totalDuration()), 5, 0.1);
+    ASSERT_EQ(timeline.zoomPanClips.size(), 1U);
+    EXPECT_NEAR(timeline.zoomPanClips[0].timeRange.duration.seconds(), 2.5, 0.1);
+    const OverlayConfiguration& look = timeline.overlayConfiguration;
+    EXPECT_FALSE(look.cursor.showsCursor);
+    EXPECT_TRUE(look.cursor.zoomAndPanDisabled);
+    EXPECT_NEAR(look.cursor.size, 7.75, 0.4);
+    EXPECT_NEAR(look.canvasPadding, 165, 10);
+    EXPECT_EQ(look.wallpaperPath, "asset://wallpapers/farmvalley.jpg");
+    EXPECT_TRUE(look.isMirrored);
+    EXPECT_TRUE(look.position);
+    EXPECT_FALSE(timeline.audioConfiguration.includesMicrophone);
+    EXPECT_FALSE(timeline.audioConfiguration.includesSystemSound);
+    EXPECT_GE(state.undoStack.size(), 22U) << "each of them is a step";
+
+    program().sendSignal(SIGTERM);
+    EXPECT_TRUE(program().hasEnded()) << "nothing is unsaved";
+    opens(program().projects().appending("renamed.varnelle"));
+    EXPECT_TRUE(hasClips(2));
+    EXPECT_TRUE(isEnabled("Undo")) << "the history is in the package";
+}
+
+TEST_F(EditorTest, WhatIsShownIsWhatIsExported) {
+    opens(makePackage(recording_.url()));
+    const std::vector<double> times{1, 2.5, 5};
+    std::vector<VideoFrame> shownPictures;
+    const AccessibleElement clip = shown("Clip 1");
+    desktop().pointer.moveTo(5, 5);
+    for (const double time : times) {
+        keys().type(kHome);
+        ASSERT_TRUE(program().shows("Playhead, 0:00.00"));
+        for (int i = 0; i < std::lround(time * 30); ++i) keys().type(kRight);
+        char text[32];
+        std::snprintf(text, sizeof text, "Playhead, 0:%05.2f", time);
+        ASSERT_TRUE(program().shows(text));
+        std::optional<VideoFrame> last;
+        // The frame has come once two looks are the same.
+        ASSERT_TRUE(test::waitUntil(
+            [&] {
+                std::this_thread::sleep_for(150ms);
+                VideoFrame now = previewPicture();
+                const bool isSame = last && difference(*last, now) == 0;
+                last = std::move(now);
+                return isSame;
+            },
+            kDeadline));
+        shownPictures.push_back(*last);
+    }
+    program().click("Export");
+    program().click("Render Project");
+    ASSERT_TRUE(program().shows("Export Success"));
+    EXPECT_THAT(program().namelessControls(), IsEmpty());
+    const auto movie = std::make_shared<MediaAsset>(movies().appending("Little.mp4"));
+    EXPECT_EQ(movie->tracks(MediaType::audio).size(), 1U);
+    FrameSource source(movie, movie->tracks(MediaType::video).front());
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const double shownDifference =
+            difference(shownPictures[i], *source.frame(timeFromSeconds(times[i] + 0.001)));
+        EXPECT_LT(shownDifference, 0.015) << "at " << times[i] << " s";
+        EXPECT_GT(difference(shownPictures[i], *source.frame(timeFromSeconds(times[i] - 0.5))),
+                  shownDifference)
+            << "another moment is another picture";
+    }
+}
+
+TEST_F(EditorTest, TheKeyboardAloneEditsAndExports) {
+    opens(makePackage(recording_.url()));
+    const auto tabTo = [&](const std::string& name) {
+        for (int i = 0; i < 60; ++i) {
+            const auto element = test::shownElement(program().processID(), name);
+            if (element && element->isFocused) return true;
+            keys().type(kTab);
+            std::this_thread::sleep_for(60ms);
+        }
+        return false;
+    };
+    for (int i = 0; i < 30; ++i) keys().type(kRight);
+    ASSERT_TRUE(program().shows("Playhead, 0:01.00"));
+    ASSERT_TRUE(tabTo("Clips, 1"));
+    program_->click("Cut");
+    keys().type(kReturn);
+    ASSERT_TRUE(hasClips(2));
+    ASSERT_TRUE(tabTo("Cursor Size"));
+    const std::string size = shown("Cursor Size").description;
+    keys().type(kRight);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Cursor Size").description != size; }, kDeadline));
+    ASSERT_TRUE(tabTo("Export"));
+    keys().type(kSpace);
+    ASSERT_TRUE(program().shows("Render Project"));
+    keys().type(kReturn);
+    ASSERT_TRUE(program().shows("Cancel Export Rendering"));
+    keys().type(kSpace);
+    ASSERT_TRUE(program().shows("Render Project"));
+    EXPECT_FALSE(movies().appending("Little.mp4").exists());
+    keys().type(kReturn);
+    ASSERT_TRUE(program().shows("Export Success"));
+    EXPECT_TRUE(movies().appending("Little.mp4").exists());
+    ASSERT_TRUE(tabTo("Back to Editor"));
+    keys().type(kSpace);
+    ASSERT_TRUE(program().shows("Preview"));
+}
+
+TEST_F(EditorTest, WhatCantBeReadIsSaidAndClosingInTheMiddleIsClean) {
+    const URL package = makePackage(recording_.url());
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(package.path())) {
+        if (entry.path().filename().string().find("screen") != std::string::npos)
+            std::ofstream(entry.path(), std::ios::trunc) << "no movie";
+    }
+    program().start({package.string()});
+    ASSERT_TRUE(program().shows("Preview Unavailable") || program().shows("OK"));
+    program().sendSignal(SIGTERM);
+    EXPECT_TRUE(program().hasEnded());
+}
+
+}  // namespace
+}  // namespace varnelle
