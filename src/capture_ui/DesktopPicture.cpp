@@ -33,8 +33,10 @@ QImage imageOf(const std::optional<VideoFrame>& picture) {
 DesktopPicture::DesktopPicture(DesktopPlatform& platform) : platform_(platform) {
     connect(&taking_, &QFutureWatcherBase::finished, this, [this] {
         if (!taken_) return;
-        std::exchange(taken_, nullptr)(taking_.result());
+        const auto taken = std::exchange(taken_, nullptr);
+        const QImage picture = taking_.result();
         taking_.setFuture({});
+        taken(picture);
     });
 }
 

@@ -81,6 +81,10 @@ void CameraOverlayModel::endDrag(double translationX, double translationY) {
     emit isDraggingChanged();
 }
 
+void CameraOverlayModel::abandonDrag() {
+    if (std::exchange(dragStartConfiguration_, std::nullopt)) emit isDraggingChanged();
+}
+
 void CameraOverlayModel::nudge(double translationX, double translationY) {
     if (!isDragging()) editing_.commitLook(moved(editing_.look(), translationX, translationY));
 }

@@ -46,6 +46,8 @@ public:
     /// By how far the pointer has moved since the press.
     Q_INVOKABLE void drag(double translationX, double translationY);
     Q_INVOKABLE void endDrag(double translationX, double translationY);
+    /// What was dragged is gone; the rest of the drag means nothing.
+    void abandonDrag();
     /// One step of the keyboard: a move that is an undo step of its own.
     Q_INVOKABLE void nudge(double translationX, double translationY);
     Q_INVOKABLE void tap() { emit tapped(); }

@@ -23,7 +23,7 @@ Item {
             const step = event.modifiers & Qt.ShiftModifier ? 10 : 1;
             const x = event.key === Qt.Key_Left ? -step : event.key === Qt.Key_Right ? step : 0;
             const y = event.key === Qt.Key_Up ? -step : event.key === Qt.Key_Down ? step : 0;
-            if (x === 0 && y === 0)
+            if ((x === 0 && y === 0) || event.modifiers & ~(Qt.ShiftModifier | Qt.KeypadModifier))
                 return;
             event.accepted = true;
             root.model.nudge(x, y);
@@ -40,8 +40,10 @@ Item {
         y: place.y
 
         Accessible.onPressAction: root.model.tap()
+        Keys.onEnterPressed: root.model.tap()
         Keys.onPressed: event => nudge(event)
         Keys.onReturnPressed: root.model.tap()
+        Keys.onSpacePressed: root.model.tap()
 
         HoverHandler {
             id: hover

@@ -19,7 +19,8 @@ EditorModel::EditorModel(AppState& app, PlayerFactory makePlayer, const Timeline
     : app_(app), makePlayer_(std::move(makePlayer)), inspector_(*this), cameraOverlay_(*this) {
     connect(&app, &AppState::currentProjectChanged, this, &EditorModel::followProject);
     connect(&app, &AppState::isSavingProjectChanged, this, &EditorModel::isSavingChanged);
-    connect(&app, &AppState::modeChanged, this, &EditorModel::pauseOutsideEditor);
+    connect(&app, &AppState::isSavingProjectChanged, this, &EditorModel::seedZoomPanClips);
+    connect(&app, &AppState::modeChanged, this, &EditorModel::leaveEditor);
     connect(&inspector_, &InspectorModel::audioEdited, this, &EditorModel::commitAudio);
     connect(&cameraOverlay_, &CameraOverlayModel::tapped, this,
             [this] { inspector_.setActiveTab(InspectorModel::SidebarTab::Camera); });
@@ -65,7 +66,9 @@ void EditorModel::showExportView() {
 }
 
 void EditorModel::save() {
-    if (hasProject() && !isSaving()) runSave();
+    if (!hasProject() || isSaving()) return;
+    emit textEditingShouldEnd();
+    runSave();
 }
 
 QCoro::Task<> EditorModel::runSave() {
@@ -101,14 +104,20 @@ void EditorModel::goToEnd() {
     timeline_.pressLastFrame();
 }
 
-void EditorModel::pauseOutsideEditor() {
+void EditorModel::leaveEditor() {
     if (app_.mode() == AppMode::editing || !playback_) return;
+    dropDraft();
     if (playback_->isPlaying()) playback_->togglePlayback();
-    if (std::exchange(draftOverlayConfiguration_, std::nullopt)) {
-        playback_->applyOverlayConfiguration(look());
-        inspector_.lookHasChanged();
-        cameraOverlay_.lookHasChanged();
-    }
+}
+
+void EditorModel::dropDraft() {
+    wasPlayingBeforeDrag_ = false;
+    inspector_.abandonDrags();
+    cameraOverlay_.abandonDrag();
+    if (!std::exchange(draftOverlayConfiguration_, std::nullopt) || !playback_) return;
+    playback_->applyOverlayConfiguration(look());
+    inspector_.lookHasChanged();
+    cameraOverlay_.lookHasChanged();
 }
 
 void EditorModel::connectPlayback() {
@@ -166,7 +175,8 @@ void EditorModel::openProject(const Project& project) {
 }
 
 void EditorModel::closeProject() {
-    draftOverlayConfiguration_.reset();
+    dropDraft();
+    needsSeeding_ = false;
     shownProject_.reset();
     if (!playback_) return;
     const std::unique_ptr<EditorPlaybackController> former = std::exchange(playback_, nullptr);
@@ -192,18 +202,24 @@ void EditorModel::applyChanges(const Project& before, const Project& after) {
 
 QCoro::Task<> EditorModel::load(bool keepingPosition) {
     const QPointer<EditorModel> self = this;
-    const EditorPlaybackController* controller = playback_.get();
-    const UUID projectID = shownProject_->id;
+    const QPointer<EditorPlaybackController> controller = playback_.get();
     const QCoro::Task<> loading = playback_->load(*shownProject_, keepingPosition);
     co_await loading;
-    if (!self || playback_.get() != controller || playback_->loadError()) co_return;
-    if (playback_->isLoading() || shownProject_->id != projectID) co_return;  // a newer one goes on
-    edit([&](TimelineEditor& editor) { editor.seedZoomPanClips(playback_->autoZoomAndPanActiveRanges()); });
+    if (!self || !controller || controller->loadError() || controller->isLoading()) co_return;
+    needsSeeding_ = true;
+    seedZoomPanClips();
     const auto& clips = shownProject_->timeline.zoomPanClips;
     playback_->applyZoomPanClips({clips.begin(), clips.end()});
     // What was changed while it was being built.
     playback_->applyOverlayConfiguration(look());
     playback_->applyAudioConfiguration(shownProject_->timeline.audioConfiguration);
+}
+
+/// While the project is being saved it takes no proposals either.
+void EditorModel::seedZoomPanClips() {
+    if (!needsSeeding_ || isSaving()) return;
+    needsSeeding_ = false;
+    edit([&](TimelineEditor& editor) { editor.seedZoomPanClips(playback_->autoZoomAndPanActiveRanges()); });
 }
 
 // The look.
@@ -220,7 +236,7 @@ void EditorModel::previewLook(OverlayConfiguration look) {
     playback_->applyOverlayConfiguration(*draftOverlayConfiguration_);
     inspector_.lookHasChanged();
     cameraOverlay_.lookHasChanged();
-    emit inspectorEdited();
+    emit textEditingShouldEnd();
 }
 
 void EditorModel::commitLook(OverlayConfiguration look) {
@@ -237,7 +253,7 @@ void EditorModel::commitLook(OverlayConfiguration look) {
     playback_->applyOverlayConfiguration(this->look());
     inspector_.lookHasChanged();
     cameraOverlay_.lookHasChanged();
-    emit inspectorEdited();
+    emit textEditingShouldEnd();
 }
 
 void EditorModel::beginDrag() {
@@ -257,7 +273,7 @@ void EditorModel::commitAudio(const AudioConfiguration& configuration) {
         project.timeline.audioConfiguration = configuration;
         editor.commit(std::move(project));
     });
-    emit inspectorEdited();
+    emit textEditingShouldEnd();
 }
 
 // The timeline.

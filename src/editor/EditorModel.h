@@ -73,8 +73,8 @@ signals:
     void historyChanged();
     void isSavingChanged();
     void playbackChanged();
-    /// An edit of the inspector: whatever text is being edited loses the keyboard.
-    void inspectorEdited();
+    /// The keyboard goes elsewhere, and with it the editing of a text, which is committed.
+    void textEditingShouldEnd();
     /// Saving failed, for the user to read.
     void saveFailed(const QString& message);
 
@@ -96,7 +96,9 @@ private:
     void applyChanges(const Project& before, const Project& after);
     QCoro::Task<> load(bool keepingPosition);
     QCoro::Task<> runSave();
-    void pauseOutsideEditor();
+    void leaveEditor();
+    void dropDraft();
+    void seedZoomPanClips();
     void updateTimelineContent();
 
     AppState& app_;
@@ -105,6 +107,7 @@ private:
     /// The value being edited; present only while it is.
     std::optional<OverlayConfiguration> draftOverlayConfiguration_;
     bool wasPlayingBeforeDrag_ = false;
+    bool needsSeeding_ = false;  ///< a composition has been loaded whose ranges weren't proposed yet
     std::unique_ptr<EditorPlaybackController> playback_;
     TimelineModel timeline_;
     InspectorModel inspector_;

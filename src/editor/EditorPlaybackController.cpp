@@ -259,15 +259,19 @@ void EditorPlaybackController::goTo(const CMTime& time) {
     set(_currentTime, clampedToDuration(time), &EditorPlaybackController::currentTimeChanged);
     const int generation = ++seekGeneration_;
     isSeeking_ = true;
-    player_->seek(_currentTime, [this, generation](bool) {
+    player_->seek(_currentTime, [this, generation](bool isFinished) {
         QMetaObject::invokeMethod(
-            this, [this, generation] { seekEnded(generation); }, Qt::QueuedConnection);
+            this, [this, generation, isFinished] { seekEnded(generation, isFinished); },
+            Qt::QueuedConnection);
     });
 }
 
-void EditorPlaybackController::seekEnded(int generation) {
+void EditorPlaybackController::seekEnded(int generation, bool isFinished) {
     if (!player_ || generation != seekGeneration_) return;
     isSeeking_ = false;
+    // There is a frame again, so what failed was another one.
+    if (isFinished)
+        set(_loadError, std::optional<std::string>(), &EditorPlaybackController::loadErrorChanged);
     if (_isPlaying) player_->setRate(_playbackRate);
 }
 

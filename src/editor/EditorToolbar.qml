@@ -67,6 +67,7 @@ RowLayout {
         Layout.maximumWidth: 340
         Layout.preferredWidth: 340
         accessibleName: qsTr("Project name")
+        enabled: !root.model.isSaving
         font.pixelSize: Theme.label
         font.weight: Font.DemiBold
         horizontalAlignment: TextInput.AlignHCenter

@@ -69,7 +69,7 @@ FocusScope {
     }
 
     Connections {
-        function onInspectorEdited(): void {
+        function onTextEditingShouldEnd(): void {
             toolbar.endRenaming();
         }
 

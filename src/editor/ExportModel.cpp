@@ -67,18 +67,24 @@ ExportModel::ExportModel(AppState& app) : app_(app) {
     connect(&app, &AppState::exportProgressChanged, this, &ExportModel::progressChanged);
     connect(&app, &AppState::exportErrorChanged, this, &ExportModel::errorChanged);
     connect(&app, &AppState::exportEnded, this, &ExportModel::exportEnded);
-    connect(&app, &AppState::currentProjectChanged, this, &ExportModel::settingsChanged);
+    connect(&app, &AppState::currentProjectChanged, this, &ExportModel::projectChanged);
     enter();
+}
+
+/// What is still exported of a project that has gone reports to nobody.
+void ExportModel::projectChanged() {
+    if (!app_.currentProject()) isCancelling_ = false;
+    emit settingsChanged();
+    emit pageChanged();
 }
 
 /// Each visit starts with fresh settings; one that returns to a running export keeps those of it.
 void ExportModel::enter() {
     const bool isShown = app_.mode() == AppMode::exporting;
     if (std::exchange(isShown_, isShown) == isShown) return;
-    if (!isShown || app_.isExporting()) return;
+    if (!isShown || app_.isExporting() || isCancelling_) return;
     settings_ = {};
     exportComplete_ = false;
-    isCancelling_ = false;
     exportedURL_.reset();
     filename_ = QString::fromStdString(app_.exportFilename());
     settings_.customFilename = sanitizedFilename(app_.exportFilename());

@@ -82,6 +82,7 @@ signals:
 
 private:
     void enter();
+    void projectChanged();
     void exportingChanged();
     void exportEnded();
     [[nodiscard]] QString resolutionText() const;

@@ -8,9 +8,8 @@ namespace varnelle {
 namespace {
 
 constexpr const char* kBoth =
-    "Both system sound and microphone audio are available. Turning either switch off removes that source "
-    "from "
-    "the final video.";
+    "Both system sound and microphone audio are available. "
+    "Turning either switch off removes that source from the final video.";
 
 QString pixelsText(double value) {
     return QString::fromStdString(fmt::format("{:.0f} px", value));
@@ -118,6 +117,10 @@ void InspectorModel::lookHasChanged() {
     for (InspectorToggle* toggle : allToggles_) toggle->update();
     wallpapers_.update();
     emit lookChanged();
+}
+
+void InspectorModel::abandonDrags() {
+    for (InspectorSlider* slider : allSliders_) slider->abandonDrag();
 }
 
 void InspectorModel::setActiveTab(SidebarTab tab) {

@@ -49,6 +49,7 @@ public:
     /// What the editor tells: the open project, and that the look has changed.
     void setProject(const Project& project);
     void lookHasChanged();
+    void abandonDrags();
 
     [[nodiscard]] SidebarTab activeTab() const { return activeTab_; }
     void setActiveTab(SidebarTab tab);

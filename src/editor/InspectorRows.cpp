@@ -24,13 +24,15 @@ void InspectorSlider::endDrag() {
 }
 
 void InspectorSlider::reset() {
-    isDragging_ = false;
+    const bool wasDragging = std::exchange(isDragging_, false);
     editing_.commitLook(lookWith(rule_.resetValue));
+    if (wasDragging) editing_.endDrag();
 }
 
 void InspectorSlider::update() {
     OverlayConfiguration look = editing_.look();
-    if (std::exchange(value_, rule_.field(look)) != value_) emit valueChanged();
+    const double value = rule_.field(look);
+    if (std::exchange(value_, value) != value) emit valueChanged();
 }
 
 OverlayConfiguration InspectorSlider::lookWith(double value) const {
@@ -53,7 +55,8 @@ void InspectorToggle::toggle() {
 
 void InspectorToggle::update() {
     OverlayConfiguration look = editing_.look();
-    if (std::exchange(isOn_, rule_.field(look)) != isOn_) emit isOnChanged();
+    const bool isOn = rule_.field(look);
+    if (std::exchange(isOn_, isOn) != isOn) emit isOnChanged();
 }
 
 QString percentText(double value) {

@@ -71,6 +71,8 @@ public:
     Q_INVOKABLE void drag(double value);
     Q_INVOKABLE void endDrag();
     Q_INVOKABLE void reset();
+    /// What was dragged is gone; the rest of the drag means nothing.
+    void abandonDrag() { isDragging_ = false; }
 
     /// Takes the value from the look.
     void update();

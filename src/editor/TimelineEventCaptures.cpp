@@ -11,6 +11,7 @@ constexpr double kAnglePerPoint = 8;
 /// In the state that X11 and XKB give with a key; the toolkit has no name for it.
 constexpr quint32 kCapsLock = 2;
 
+/// Away from the user is positive, which zooms in: the way that hands know from all programs here.
 double scrolledPoints(const QWheelEvent& event) {
     // X11 turns the wheel sideways while Alt is held.
     if (!event.pixelDelta().isNull()) {

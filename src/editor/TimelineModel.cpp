@@ -103,6 +103,8 @@ void TimelineModel::setIsPlaying(bool isPlaying) {
     if (isPlaying_ == isPlaying) return;
     isPlaying_ = isPlaying;
     emit isPlayingChanged();
+    // A pointer that rests reports no more, and what is skimmed hides where playing is.
+    if (isPlaying_) endHoverMarks();
     follow();
 }
 

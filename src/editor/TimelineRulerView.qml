@@ -11,16 +11,16 @@ Item {
     readonly property real value: model.currentSeconds
     readonly property real minimumValue: 0
     readonly property real maximumValue: model.displayDurationSeconds
-    readonly property real stepSize: 1 / 30
+    readonly property real stepSize: 1
 
     property bool isFocusedByPointer: false
 
     function useKey(event: var): void {
-        const step = event.modifiers & Qt.ShiftModifier ? 1 : root.stepSize;
-        if (event.key === Qt.Key_Left)
-            root.model.step(-step);
-        else if (event.key === Qt.Key_Right)
-            root.model.step(step);
+        // Without Shift they are the editor's, which knows the frames.
+        if (event.key === Qt.Key_Left && event.modifiers === Qt.ShiftModifier)
+            root.model.step(-root.stepSize);
+        else if (event.key === Qt.Key_Right && event.modifiers === Qt.ShiftModifier)
+            root.model.step(root.stepSize);
         else if (event.key === Qt.Key_Home)
             root.model.pressFirstFrame();
         else if (event.key === Qt.Key_End)

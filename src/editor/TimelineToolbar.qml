@@ -153,12 +153,14 @@ RowLayout {
         onPressed: root.model.zoomScale = root.model.zoomScale / 1.25
     }
 
-    TimelineZoomSlider {
+    ValueSlider {
         Layout.leftMargin: 4
         Layout.rightMargin: 4
         maximumValue: root.model.maximumZoom
         minimumValue: 1
+        accessibleName: qsTr("Timeline zoom")
         objectName: "zoomSlider"
+        stepSize: 0.25
         value: root.model.zoomScale
 
         onMoved: value => root.model.zoomScale = value

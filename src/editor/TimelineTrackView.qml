@@ -19,9 +19,10 @@ FocusScope {
     property bool isFocusedByPointer: false
 
     function useKey(event: var): void {
+        const clip = event.key === Qt.Key_Up ? -1 : event.key === Qt.Key_Down ? 1 : 0;
         const step = event.key === Qt.Key_Left ? -1 : event.key === Qt.Key_Right ? 1 : 0;
-        if (step !== 0 && event.modifiers === Qt.NoModifier)
-            root.model.selectNeighbour(root.lane, step);
+        if (clip !== 0 && event.modifiers === Qt.NoModifier)
+            root.model.selectNeighbour(root.lane, clip);
         else if (step !== 0 && event.modifiers === Qt.ShiftModifier && root.lane === TimelineModel.ZoomPan)
             root.model.nudgeZoomPanClip(0.1 * step);
         else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)

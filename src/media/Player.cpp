@@ -159,7 +159,10 @@ public:
     void redraw() {
         const std::lock_guard lock(mutex_);
         // What is made ahead while playing will show the change in a moment.
-        if (!isRunning_ && shownIndex_) pictures_.redrawStill(*shownIndex_);
+        isStale_ = isRunning_;
+        if (isRunning_) return;
+        const auto index = seek_ ? std::optional(grid_.indexAt(position_)) : shownIndex_;
+        if (index) pictures_.redrawStill(*index);
     }
 
     [[nodiscard]] bool isPlaying() const {
@@ -288,10 +291,16 @@ private:
         pictures_.stopRun();
     }
 
-    /// Has the frame of the present position shown, unless it is.
+    /// Has the frame of the present position shown, unless it is and looks as it should.
     void showPosition() {
         const std::int64_t index = grid_.indexAt(position_);
-        if (grid_.count() > 0 && shownIndex_ != index) pictures_.requestStill(index);
+        const bool isStale = std::exchange(isStale_, false);
+        if (grid_.count() == 0) return;
+        if (shownIndex_ != index) {
+            pictures_.requestStill(index);
+        } else if (isStale) {
+            pictures_.redrawStill(index);
+        }
     }
 
     void setPlaying(bool isPlaying) {
@@ -334,6 +343,7 @@ private:
     Clock::time_point nextReport_;
     CMTime position_ = kCMTimeZero;  ///< while the clock isn't running
     std::optional<std::int64_t> shownIndex_;
+    bool isStale_ = false;  ///< something was to be drawn again that may have been made ahead
     std::optional<Seek> seek_;
     std::deque<Action> callbacks_;
     bool isStopping_ = false;

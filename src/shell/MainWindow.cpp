@@ -1,6 +1,7 @@
 #include "shell/MainWindow.h"
 
 #include <QGuiApplication>
+#include <QQuickItem>
 #include <QScreen>
 #include <array>
 #include <cstdio>
@@ -33,12 +34,19 @@ MainWindow::~MainWindow() {
 
 bool MainWindow::event(QEvent* event) {
     if (event->type() == QEvent::Close) {
+        commitText();
         if (app_.mainWindowShouldClose()) return QQuickView::event(event);
         event->ignore();
         return true;
     }
     if (event->type() == QEvent::Hide) saveFrame();
     return QQuickView::event(event);
+}
+
+void MainWindow::commitText() {
+    if (QQuickItem* item = activeFocusItem();
+        item != nullptr && item->flags() & QQuickItem::ItemAcceptsInputMethod)
+        item->setFocus(false);
 }
 
 void MainWindow::restoreFrame() {

@@ -17,6 +17,9 @@ public:
     MainWindow(QQmlEngine& engine, AppState& app, UserDefaults& defaults, const QVariantMap& properties);
     ~MainWindow() override;
 
+    /// Ends the editing of a text, which commits what was typed.
+    void commitText();
+
 private:
     bool event(QEvent* event) override;
     void restoreFrame();

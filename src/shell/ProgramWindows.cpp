@@ -216,6 +216,7 @@ void ProgramWindows::requestQuit() {
     QMetaObject::invokeMethod(
         this,
         [this] {
+            if (mainWindow_) mainWindow_->commitText();
             if (app_->applicationShouldTerminate() == TerminationReply::now) onTerminate();
         },
         Qt::QueuedConnection);

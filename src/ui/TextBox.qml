@@ -43,6 +43,7 @@ FocusScope {
         id: input
 
         property bool isTakenBack: false
+        property string before: ""
 
         Accessible.description: root.placeholder
         Accessible.editable: true
@@ -66,13 +67,15 @@ FocusScope {
 
         Keys.onEscapePressed: event => {
             isTakenBack = true;
-            text = root.value;
+            if (root.value !== before)
+                root.edited(before);
             focus = false;
         }
         onAccepted: focus = false
         onActiveFocusChanged: {
             if (activeFocus) {
                 isTakenBack = false;
+                before = root.value;
                 selectAll();
                 return;
             }

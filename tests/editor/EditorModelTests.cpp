@@ -191,8 +191,10 @@ TEST_F(EditorModelTest, DraggingRestsPlayback) {
     app->showExportView();
     EXPECT_EQ(size.value(), 5) << "what was being dragged is lost with the view";
     app->enterEditor();
+    const std::size_t steps = undoSteps();
     size.endDrag();
     EXPECT_EQ(current().timeline.overlayConfiguration.cursor.size, 5);
+    EXPECT_EQ(undoSteps(), steps) << "and no step of the history";
 }
 
 TEST_F(EditorModelTest, NamesAreOneStepAndSaved) {

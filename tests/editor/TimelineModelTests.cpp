@@ -158,11 +158,12 @@ TEST_F(TimelineModelTest, HoveringSkimsUnlessItPlays) {
     EXPECT_THAT(asked(), ElementsAre("scrub 600", "scrub 1200"));
     EXPECT_EQ(timeline.hoverMarkX(), x(2));
     timeline.setIsPlaying(true);
-    EXPECT_TRUE(timeline.hasHoverMark()) << "until the next report";
+    EXPECT_FALSE(timeline.hasHoverMark()) << "a pointer that rests reports no more";
+    EXPECT_THAT(asked(), ElementsAre("scrub end"));
     timeline.hover(Lane::Primary, x(3));
     timeline.hover(Lane::Primary, x(4));
     EXPECT_FALSE(timeline.hasHoverMark());
-    EXPECT_THAT(asked(), ElementsAre("scrub end"));
+    EXPECT_THAT(asked(), IsEmpty());
     timeline.setIsPlaying(false);
     timeline.hover(Lane::Primary, x(99));
     timeline.endHover(Lane::ZoomPan);

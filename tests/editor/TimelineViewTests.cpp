@@ -195,10 +195,11 @@ TEST_F(TimelineViewTest, TheKeyboardReachesEverything) {
     view.press(Qt::Key_End);
     view.item("primaryTrack").forceActiveFocus();
     view.picture("timeline-focus");
-    view.press(Qt::Key_Right);
-    view.press(Qt::Key_Right);
+    view.press(Qt::Key_Right);  // the editor's
+    view.press(Qt::Key_Down);
+    view.press(Qt::Key_Down);
     view.item("zoomPanTrack").forceActiveFocus();
-    view.press(Qt::Key_Right);
+    view.press(Qt::Key_Down);
     view.press(Qt::Key_Right, Qt::ShiftModifier);
     view.press(Qt::Key_Delete);
     view.item("playButton").forceActiveFocus();
@@ -277,7 +278,7 @@ TEST_F(TimelineViewTest, AnEmptyProjectAndANarrowWindowAreShownToo) {
     clicks(10, kRulerY);
     turnsWheel(400, kPrimaryY, -15);
     view.item("primaryTrack").forceActiveFocus();
-    view.press(Qt::Key_Right);
+    view.press(Qt::Key_Down);
     EXPECT_EQ(timeline.selectedClipID(), std::nullopt);
     view.picture("timeline-empty");
     const QQuickItem& last = view.item("zoomText");
