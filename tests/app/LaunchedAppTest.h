@@ -33,6 +33,9 @@ protected:
             app->stopRecording();
         }
         EXPECT_TRUE(eventually([&] { return state() == RecordingState::idle; }));
+        // A start rests for 50 ms before it calls itself live, though the recording may have ended by then.
+        const QDeadlineTimer rest(100);
+        (void)eventually([&] { return rest.hasExpired(); });
     }
 
     void launches() {
