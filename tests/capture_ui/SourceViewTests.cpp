@@ -54,7 +54,7 @@ protected:
             return isPreparing();
         };
         EXPECT_TRUE(eventually([&] { return !isOnItsWay(); }));
-        await(app->stopRecording());
+        CaptureUiTest::TearDown();
     }
     [[nodiscard]] bool isPreparing() const {
         return app->recordingFlow().recordingState() == RecordingState::preparing;

@@ -297,7 +297,8 @@ TEST_F(TimelineViewTest, ToolsSayWhatTheyAreToWhoRestsOnThem) {
 }
 
 TEST_F(TimelineViewTest, TwoFingersOnAScreenZoom) {
-    QPointingDevice* screen = QTest::createTouchDevice();
+    // The toolkit knows it until the program ends.
+    static QPointingDevice* const screen = QTest::createTouchDevice();
     QTest::touchEvent(&view.window, screen).press(0, {500, kPrimaryY}).press(1, {600, kPrimaryY});
     for (int way = 10; way <= 150; way += 10) {
         QTest::touchEvent(&view.window, screen)
