@@ -162,7 +162,7 @@ private:
 
     int loadGeneration_ = 0;
     bool hasLoadedOnce_ = false;
-    bool playsAfterLoad_ = false;       ///< the load under way is to go on playing
+    bool playsAfterLoad_ = false;  ///< the load under way is to go on playing
     LateChanges lateChanges_;
     int seekGeneration_ = 0;
     bool isSeeking_ = false;  ///< times that the player tells may be from before the seek

@@ -15,10 +15,10 @@
 #include "platform/GlobalShortcut.h"
 #include "platform/InputMonitors.h"
 #include "platform/MicrophoneSession.h"
+#include "platform/PixelRegion.h"
 #include "platform/PointerInput.h"
 #include "platform/ScreenStream.h"
 #include "platform/ShareableContent.h"
-#include "platform/PixelRegion.h"
 #include "platform/WindowManagement.h"
 
 namespace varnelle {

@@ -19,8 +19,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Frames that are made ahead of the clock: enough to hide the decoding of a cut on a busy machine, few enough
-/// for a change of the look to be seen at once.
+/// Frames that are made ahead of the clock: enough to hide the decoding of a cut on a busy machine, few
+/// enough for a change of the look to be seen at once.
 constexpr std::size_t kFramesAhead = 8;
 /// With so many the clock may start; the others come faster than they are due.
 constexpr std::size_t kFramesToBegin = 3;
