@@ -281,6 +281,47 @@ TEST_F(WindowCaptureTest, WindowByItselfIsShownWhateverLiesOverItAndWhereverItMo
     EXPECT_EQ(messageOf(tryToStart()), "The window “Work” was closed.");
 }
 
+TEST_F(WindowCaptureTest, WindowThatIsShownBeforeItsFrameIsFound) {
+    WindowProperties titled;
+    titled.title = "Work";
+    PatternWindow work(server->displayName(), 50, 60, 320, 200, titled);
+    work.fill(0, 0, 320, 200, 0x224466);
+    makeStream(WindowFilter{shownWindow("Work")}, 320, 200);
+    start();
+    ASSERT_TRUE(waitForFrame([](const VideoFrame& frame) { return pixel(frame, 5, 5) == 0x224466; }));
+    WindowProperties hidden;
+    hidden.isShown = false;
+    PatternWindow frame(server->displayName(), 50, 60, 320, 200, hidden);
+    work.hide();
+    work.moveInto(frame, 0, 0);
+    work.show();
+    std::this_thread::sleep_for(100ms);  // the stream looks at it as it is
+    frame.show();
+    EXPECT_TRUE(waitForFrame([&](const VideoFrame& picture) {
+        work.fill(0, 0, 320, 200, 0x662244);
+        return pixel(picture, 5, 5) == 0x662244;
+    }));
+}
+
+TEST_F(WindowCaptureTest, WindowWhoseFrameGoesWhileItIsLookedAtIsNotClosed) {
+    WindowProperties titled;
+    titled.title = "Work";
+    PatternWindow work(server->displayName(), 50, 60, 320, 200, titled);
+    makeStream(WindowFilter{shownWindow("Work")}, 320, 200);
+    start();
+    for (int i = 0; i < 300; ++i) {
+        PatternWindow frame(server->displayName(), 50, 60, 320, 200);
+        work.moveInto(frame, 0, 0);
+        work.moveOut(50, 60);
+    }
+    work.show();
+    EXPECT_TRUE(waitForFrame([&](const VideoFrame& picture) {
+        work.fill(0, 0, 320, 200, 0x662244);
+        return pixel(picture, 5, 5) == 0x662244;
+    }));
+    EXPECT_EQ(errors.count(), 0U);
+}
+
 TEST_F(WindowCaptureTest, RemovedDisplayIsToldOfAndTheStreamGoesOn) {
     const auto arrange = [this](const std::vector<std::string>& arguments) {
         std::vector<std::string> command{"xrandr"};

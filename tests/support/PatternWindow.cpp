@@ -105,6 +105,18 @@ void PatternWindow::close() {
     sync();
 }
 
+void PatternWindow::moveInto(const PatternWindow& frame, int x, int y) {
+    xcb_reparent_window(connection_.get(), window_, frame.window_, static_cast<std::int16_t>(x),
+                        static_cast<std::int16_t>(y));
+    sync();
+}
+
+void PatternWindow::moveOut(int x, int y) {
+    xcb_reparent_window(connection_.get(), window_, screenOf(connection_.get())->root,
+                        static_cast<std::int16_t>(x), static_cast<std::int16_t>(y));
+    sync();
+}
+
 void PatternWindow::setTitle(const std::string& title) {
     setText("_NET_WM_NAME", title);
 }

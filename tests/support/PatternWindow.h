@@ -32,6 +32,9 @@ public:
     void show();
     void hide();
     void close();
+    /// Makes it a part of the other window, as a window manager does with a frame of its own.
+    void moveInto(const PatternWindow& frame, int x, int y);
+    void moveOut(int x, int y);
     void setTitle(const std::string& title);
     /// Fills a rectangle of the window.
     void fill(int x, int y, int widthPixels, int heightPixels, std::uint32_t color);

@@ -112,7 +112,8 @@ PixelRegion X11WindowContent::takeChanges() {
     if (isOutdated_) {
         const auto place = placeOfWindow(connection_, window_);
         if (!place) throw closedError();
-        isOutdated_ = false;
+        // A frame that wasn't watched may have been shown since the look at it: then it is looked at again.
+        isOutdated_ = !place->isViewable && watch(place->topLevel);
         if (!place->isViewable) return changes;  // told again when it is shown
         if (!tryToOpen(*place)) return changes;
         changes.add(picture_);
@@ -140,12 +141,19 @@ bool X11WindowContent::tryToOpen(const X11WindowPlace& place) {
     }
 }
 
+bool X11WindowContent::watch(xcb_window_t topLevel) {
+    if (topLevel == watched_) return false;
+    watched_ = topLevel;
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection_.get(), topLevel, XCB_CW_EVENT_MASK, &events);
+    return true;
+}
+
 void X11WindowContent::openPixmap(const X11WindowPlace& place) {
     xcb_connection_t* x = connection_.get();
     if (place.topLevel != topLevel_) {
         topLevel_ = XCB_NONE;  // until all of it is open
-        const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-        xcb_change_window_attributes(x, place.topLevel, XCB_CW_EVENT_MASK, &events);
+        watch(place.topLevel);
         connection_.check(
             xcb_composite_redirect_window_checked(x, place.topLevel, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
             "CompositeRedirectWindow");

@@ -34,13 +34,16 @@ private:
     /// False, and the window counts as outdated, if it has changed since its place was asked for.
     [[nodiscard]] bool tryToOpen(const X11WindowPlace& place);
     void openPixmap(const X11WindowPlace& place);
+    /// Has the server tell when the window is shown, resized or goes; false if it does so already.
+    bool watch(xcb_window_t topLevel);
     [[nodiscard]] PlatformError closedError() const;
 
     X11Connection& connection_;
     const xcb_window_t window_;
     const std::string title_;
     const PixelRect picture_;
-    xcb_window_t topLevel_ = 0;
+    xcb_window_t topLevel_ = 0;  ///< whose pixmap and damage are open
+    xcb_window_t watched_ = 0;   ///< the newest top level window, shown or not
     PixelRect topLevelBounds_;
     PixelRect client_;
     std::unique_ptr<Pixmap> pixmap_;

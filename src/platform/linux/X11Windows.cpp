@@ -125,6 +125,56 @@ std::optional<ShareableWindow> read(X11Connection& connection, WindowQuery& quer
     return window;
 }
 
+bool windowExists(X11Connection& connection, xcb_window_t window) {
+    return connection.replyIfGranted<xcb_get_geometry_reply_t>(xcb_get_geometry(connection.get(), window),
+                                                               "GetGeometry") != nullptr;
+}
+
+/// Absent if the window or a frame around it has gone, or it got another frame, in the middle of the look.
+std::optional<X11WindowPlace> placeSeenAtOnce(X11Connection& connection, xcb_window_t window) {
+    xcb_connection_t* x = connection.get();
+    const xcb_window_t root = connection.screen().root;
+    X11WindowPlace place;
+    place.topLevel = window;
+    while (true) {
+        const auto tree =
+            connection.replyIfGranted<xcb_query_tree_reply_t>(xcb_query_tree(x, place.topLevel), "QueryTree");
+        if (tree == nullptr) return std::nullopt;
+        if (tree->parent == root || tree->parent == XCB_NONE) break;
+        place.topLevel = tree->parent;
+    }
+    const auto geometryCookie = xcb_get_geometry(x, place.topLevel);
+    const auto treeCookie = xcb_query_tree(x, place.topLevel);
+    const auto attributesCookie = xcb_get_window_attributes(x, place.topLevel);
+    const auto clientCookie = xcb_get_geometry(x, window);
+    const auto originCookie = xcb_translate_coordinates(x, window, root, 0, 0);
+    X11Property decorationProperty(connection, window, "_NET_FRAME_EXTENTS");
+    X11Property shadowProperty(connection, window, "_GTK_FRAME_EXTENTS");
+    const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry");
+    const auto tree = connection.replyIfGranted<xcb_query_tree_reply_t>(treeCookie, "QueryTree");
+    const auto attributes =
+        connection.replyIfGranted<xcb_get_window_attributes_reply_t>(attributesCookie, "GetWindowAttributes");
+    const auto client = connection.replyIfGranted<xcb_get_geometry_reply_t>(clientCookie, "GetGeometry");
+    const auto origin =
+        connection.replyIfGranted<xcb_translate_coordinates_reply_t>(originCookie, "TranslateCoordinates");
+    const std::vector<std::uint32_t> decoration = decorationProperty.numbers();
+    const std::vector<std::uint32_t> shadow = shadowProperty.numbers();
+    if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr ||
+        tree == nullptr || (tree->parent != root && tree->parent != XCB_NONE)) {
+        return std::nullopt;
+    }
+    const int border = 2 * geometry->border_width;
+    place.topLevelBounds = {geometry->x, geometry->y, geometry->x + geometry->width + border,
+                            geometry->y + geometry->height + border};
+    place.client = {origin->dst_x, origin->dst_y, origin->dst_x + client->width,
+                    origin->dst_y + client->height};
+    place.frame = frameOfWindow(place.client, decoration, shadow).intersection(place.topLevelBounds);
+    if (place.frame.isEmpty()) place.frame = place.topLevelBounds;  // read in the middle of a change
+    place.borderWidth = geometry->border_width;
+    place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    return place;
+}
+
 }  // namespace
 
 std::vector<ShareableWindow> listWindows(X11Connection& connection, const ShareableContentOptions& options) {
@@ -191,43 +241,10 @@ std::optional<WindowIcon> iconOfWindow(X11Connection& connection, xcb_window_t w
 }
 
 std::optional<X11WindowPlace> placeOfWindow(X11Connection& connection, xcb_window_t window) {
-    xcb_connection_t* x = connection.get();
-    const xcb_window_t root = connection.screen().root;
-    X11WindowPlace place;
-    place.topLevel = window;
-    while (true) {
-        const auto tree =
-            connection.replyIfGranted<xcb_query_tree_reply_t>(xcb_query_tree(x, place.topLevel), "QueryTree");
-        if (tree == nullptr) return std::nullopt;
-        if (tree->parent == root || tree->parent == XCB_NONE) break;
-        place.topLevel = tree->parent;
-    }
-    const auto geometryCookie = xcb_get_geometry(x, place.topLevel);
-    const auto attributesCookie = xcb_get_window_attributes(x, place.topLevel);
-    const auto clientCookie = xcb_get_geometry(x, window);
-    const auto originCookie = xcb_translate_coordinates(x, window, root, 0, 0);
-    X11Property decorationProperty(connection, window, "_NET_FRAME_EXTENTS");
-    X11Property shadowProperty(connection, window, "_GTK_FRAME_EXTENTS");
-    const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry");
-    const auto attributes =
-        connection.replyIfGranted<xcb_get_window_attributes_reply_t>(attributesCookie, "GetWindowAttributes");
-    const auto client = connection.replyIfGranted<xcb_get_geometry_reply_t>(clientCookie, "GetGeometry");
-    const auto origin =
-        connection.replyIfGranted<xcb_translate_coordinates_reply_t>(originCookie, "TranslateCoordinates");
-    const std::vector<std::uint32_t> decoration = decorationProperty.numbers();
-    const std::vector<std::uint32_t> shadow = shadowProperty.numbers();
-    if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr)
-        return std::nullopt;
-    const int border = 2 * geometry->border_width;
-    place.topLevelBounds = {geometry->x, geometry->y, geometry->x + geometry->width + border,
-                            geometry->y + geometry->height + border};
-    place.client = {origin->dst_x, origin->dst_y, origin->dst_x + client->width,
-                    origin->dst_y + client->height};
-    place.frame = frameOfWindow(place.client, decoration, shadow).intersection(place.topLevelBounds);
-    if (place.frame.isEmpty()) place.frame = place.topLevelBounds;  // read in the middle of a change
-    place.borderWidth = geometry->border_width;
-    place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    return place;
+    do {
+        if (auto place = placeSeenAtOnce(connection, window)) return place;
+    } while (windowExists(connection, window));
+    return std::nullopt;
 }
 
 }  // namespace varnelle
