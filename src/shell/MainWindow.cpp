@@ -14,6 +14,8 @@ namespace {
 constexpr const char* kFrameAutosaveName = "VarnelleMainWindow";
 constexpr QSize kContentSize{1100, 750};
 constexpr QSize kLeastSize{900, 600};
+constexpr auto kOnceAndLater =
+    static_cast<Qt::ConnectionType>(Qt::SingleShotConnection | Qt::QueuedConnection);
 
 }  // namespace
 
@@ -33,6 +35,15 @@ MainWindow::~MainWindow() {
 }
 
 bool MainWindow::event(QEvent* event) {
+    if (event->type() == QEvent::Close && app_.isSavingProject()) {
+        // During a save the request would be turned down.
+        const auto closeIfShown = [this] {
+            if (isVisible()) close();
+        };
+        connect(&app_, &AppState::isSavingProjectChanged, this, closeIfShown, kOnceAndLater);
+        event->ignore();
+        return true;
+    }
     if (event->type() == QEvent::Close) {
         commitText();
         if (app_.mainWindowShouldClose()) return QQuickView::event(event);

@@ -216,6 +216,12 @@ void ProgramWindows::requestQuit() {
     QMetaObject::invokeMethod(
         this,
         [this] {
+            if (app_->isSavingProject()) {
+                // During a save the request would be turned down.
+                connect(app_, &AppState::isSavingProjectChanged, this, &ProgramWindows::requestQuit,
+                        Qt::SingleShotConnection);
+                return;
+            }
             if (mainWindow_) mainWindow_->commitText();
             if (app_->applicationShouldTerminate() == TerminationReply::now) onTerminate();
         },

@@ -63,6 +63,7 @@ public:
     void checkForUpdates() override { updates_.checkForUpdates(); }
     [[nodiscard]] bool canCheckForUpdates() const override { return updates_.canCheckForUpdates(); }
     [[nodiscard]] std::optional<URL> chooseExportDirectory(const URL& preferred) override;
+    /// During a save: when that has ended.
     void requestQuit() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
     void chooseProject() override;

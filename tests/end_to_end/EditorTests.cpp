@@ -147,11 +147,6 @@ protected:
     [[nodiscard]] bool becomesDisabled(const std::string& name) {
         return test::waitUntil([&] { return !isEnabled(name); }, kDeadline);
     }
-    [[nodiscard]] ProjectEditorState saved(const std::string& name) {
-        const URL package = program().projects().appending(name + ".varnelle");
-        EXPECT_TRUE(test::waitUntil([&] { return package.exists(); }, kDeadline)) << name;
-        return readPackage(package);
-    }
     [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
     /// What the preview shows on the screen.
     [[nodiscard]] VideoFrame previewPicture() {
@@ -290,7 +285,12 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     type("renamed");
     keys().type(kReturn);
     keys().type('s', {kControl});
-    const ProjectEditorState state = saved("renamed");
+    // At the first sight of the package, the program may still be saving.
+    const URL package = program().projects().appending("renamed.varnelle");
+    ASSERT_TRUE(test::waitUntil([&] { return package.exists(); }, kDeadline));
+    program().sendSignal(SIGTERM);
+    EXPECT_TRUE(program().hasEnded()) << "nothing is unsaved";
+    const ProjectEditorState state = readPackage(package);
     const Timeline& timeline = state.currentProject.timeline;
     EXPECT_EQ(state.currentProject.videoTrack()->clips.size(), 2U);
     EXPECT_NEAR(clampedSeconds(state.currentProject.totalDuration()), 5, 0.1);
@@ -316,9 +316,7 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     EXPECT_FALSE(timeline.audioConfiguration.includesSystemSound);
     EXPECT_GE(state.undoStack.size(), 22U) << "each of them is a step";
 
-    program().sendSignal(SIGTERM);
-    EXPECT_TRUE(program().hasEnded()) << "nothing is unsaved";
-    opens(program().projects().appending("renamed.varnelle"));
+    opens(package);
     EXPECT_TRUE(hasClips(2));
     EXPECT_TRUE(isEnabled("Undo")) << "the history is in the package";
 }
