@@ -98,6 +98,8 @@ VideoEncoder::VideoEncoder(const std::string& encoderName, const VideoSettings& 
     if (!context_) throw std::bad_alloc();
     const int rate = std::max(1, settings.expectedSourceFrameRate);
     frameTicks_ = kVideoTimeBase.den / rate;
+    const int keyFrameRate = settings.purpose == EncodingPurpose::liveCapture ? 4 : 2;
+    keyFrameIntervalTicks_ = kVideoTimeBase.den / keyFrameRate;
     AVCodecContext& context = *context_;
     context.width = settings.width;
     context.height = settings.height;
@@ -105,7 +107,7 @@ VideoEncoder::VideoEncoder(const std::string& encoderName, const VideoSettings& 
     context.time_base = kVideoTimeBase;
     context.framerate = {rate, 1};
     context.sample_aspect_ratio = {1, 1};
-    context.gop_size = std::max(1, rate / 2);
+    context.gop_size = std::max(1, rate / keyFrameRate);
     context.color_primaries = colorPrimaries(settings.color);
     context.color_trc = colorTransfer(settings.color);
     context.colorspace = colorMatrix(settings.color);
@@ -158,7 +160,7 @@ void VideoEncoder::encode(AVFrame& frame, std::int64_t presentationTicks, const 
     ++frameCount_;
     // The next frame may come one frame time later: the key frame must not wait for it.
     const bool isKeyFrame = lastKeyFrame_ == AV_NOPTS_VALUE ||
-                            presentationTicks + frameTicks_ - lastKeyFrame_ > kKeyFrameIntervalTicks;
+                            presentationTicks + frameTicks_ - lastKeyFrame_ > keyFrameIntervalTicks_;
     frame.pict_type = isKeyFrame ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     if (isKeyFrame) lastKeyFrame_ = presentationTicks;
     if (context_->hw_frames_ctx != nullptr) {

@@ -14,11 +14,9 @@ using PacketHandler = std::function<void(AVPacket&)>;
 /// Ticks of a written video track. Whole for 24, 25, 30, 48, 50, 60 and 120 frames a second, for those
 /// divided by 1.001, and for times of a timescale of 600.
 inline constexpr AVRational kVideoTimeBase{1, 120'000};
-/// A seek decodes at most this much.
-inline constexpr std::int64_t kKeyFrameIntervalTicks = 60'000;
 
-/// One video encoder of the library: frames in, packets out, a key frame at least every half second of time.
-/// For one thread at a time.
+/// One video encoder of the library: frames in, packets out. Key frames come at least every half second of
+/// time, in live capture every quarter: that is how much a seek decodes at most. For one thread at a time.
 class VideoEncoder {
 public:
     /// `encoderName` is the library's, such as "libx265". Throws `MediaError` (`cannotEncode`).
@@ -42,6 +40,7 @@ private:
     BufferPtr device_;
     PacketPtr packet_;
     std::int64_t frameTicks_;
+    std::int64_t keyFrameIntervalTicks_;
     std::int64_t lastKeyFrame_ = AV_NOPTS_VALUE;
     int frameCount_ = 0;
     bool isFinishing_ = false;
