@@ -14,6 +14,8 @@ namespace {
 constexpr const char* kFrameAutosaveName = "VarnelleMainWindow";
 constexpr QSize kContentSize{1100, 750};
 constexpr QSize kLeastSize{900, 600};
+/// Room for the title bar, whose height isn't known before it is there.
+constexpr int kTitleBarHeight = 32;
 constexpr auto kOnceAndLater =
     static_cast<Qt::ConnectionType>(Qt::SingleShotConnection | Qt::QueuedConnection);
 
@@ -70,7 +72,7 @@ void MainWindow::restoreFrame() {
     if (screen != nullptr) {
         setGeometry(rect);
     } else if (const QScreen* primary = QGuiApplication::primaryScreen()) {
-        const QRect room = primary->availableGeometry();
+        const QRect room = primary->availableGeometry().adjusted(0, kTitleBarHeight, 0, 0);
         QRect centred({}, kContentSize.boundedTo(room.size()).expandedTo(kLeastSize));
         centred.moveCenter(room.center());
         setGeometry(centred);
