@@ -57,7 +57,8 @@ public:
     /// The picture that a window shows itself by: the smallest that is at least `sizePixels` wide, else the
     /// largest. Absent if the window has none or is gone.
     [[nodiscard]] virtual std::optional<WindowIcon> windowIcon(std::uint32_t windowID, int sizePixels) = 0;
-    /// What the desktop shows now in a rectangle of its pixels: BGRA. Absent if there is no desktop.
+    /// What the desktop shows now in a rectangle of its pixels, or would show if this program had no windows:
+    /// BGRA. Absent if there is no desktop.
     [[nodiscard]] virtual std::optional<VideoFrame> pictureOfDesktop(const PixelRect& area) = 0;
     /// `onStop` is called once, on any thread, if the stream ends on its own. Throws `PlatformError`.
     [[nodiscard]] virtual std::unique_ptr<ScreenStream> makeScreenStream(

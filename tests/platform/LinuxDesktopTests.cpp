@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 
@@ -51,6 +52,9 @@ TEST(LinuxDesktop, ShowsWhatItShows) {
     test::PatternWindow window(server.displayName(), 100, 50, 200, 100);
     window.fill(0, 0, 200, 100, 0x102030);
     LinuxDesktop desktop(server.displayName());
+    test::PatternWindow own(server.displayName(), 90, 60, 100, 50,
+                            {.processID = static_cast<std::uint32_t>(getpid())});
+    own.fill(0, 0, 100, 50, 0xff00ff);
     // Reaches over the edge of the window to the left, and over that of the desktop below.
     const std::optional<VideoFrame> picture = desktop.pictureOfDesktop({90, 60, 140, 620});
     ASSERT_TRUE(picture);

@@ -17,10 +17,10 @@
 #include "platform/linux/PipeWireSoundStream.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11ContentObserver.h"
+#include "platform/linux/X11DisplayContent.h"
 #include "platform/linux/X11Displays.h"
 #include "platform/linux/X11FocusInput.h"
 #include "platform/linux/X11GlobalShortcut.h"
-#include "platform/linux/X11ImageSource.h"
 #include "platform/linux/X11InputMonitors.h"
 #include "platform/linux/X11PointerInput.h"
 #include "platform/linux/X11ScreenStream.h"
@@ -136,13 +136,12 @@ std::optional<WindowIcon> LinuxDesktop::windowIcon(std::uint32_t windowID, int s
 std::optional<VideoFrame> LinuxDesktop::pictureOfDesktop(const PixelRect& area) {
     try {
         X11Connection connection(displayName_);
-        const xcb_screen_t& screen = connection.screen();
-        const PixelRect bounds{0, 0, screen.width_in_pixels, screen.height_in_pixels};
+        X11DisplayContent content(connection, area, {getpid()}, std::nullopt, std::nullopt);
         CaptureFramePool pool(area.width(), area.height(), 1);
         const std::shared_ptr<CaptureBuffer> buffer = pool.acquire();
-        X11ImageSource source(connection, screen.root, area, bounds);
-        source.fetch(*buffer, {{0, 0, area.width(), area.height()}}, VideoFrame(),
-                     X11ImageSource::Bands::allowed);
+        PixelRegion all = content.takeChanges();
+        all.add({0, 0, area.width(), area.height()});
+        (void)content.fetch(*buffer, all, VideoFrame());
         return pool.lend(buffer);
     } catch (const PlatformError&) {
         return std::nullopt;
