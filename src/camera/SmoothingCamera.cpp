@@ -59,7 +59,7 @@ double followOutside(double deadZone, double target, double camera) {
     return camera;
 }
 
-double clampedToUnit(double x) {
+double clampedToFrame(double x) {
     return std::clamp(x, 0.0, 1.0);
 }
 
@@ -253,10 +253,10 @@ private:
         const Periods periods = springPeriods(sinceTarget, t);
         zoom_.step(goal.zoom, periods.zoom, dt_);
         zoom_.value = std::max(zoom_.value, 1.0);
-        x_.step(clampedToUnit(goal.position.x), periods.position, dt_);
-        y_.step(clampedToUnit(goal.position.y), periods.position, dt_);
-        x_.value = clampedToUnit(x_.value);
-        y_.value = clampedToUnit(y_.value);
+        x_.step(clampedToFrame(goal.position.x), periods.position, dt_);
+        y_.step(clampedToFrame(goal.position.y), periods.position, dt_);
+        x_.value = clampedToFrame(x_.value);
+        y_.value = clampedToFrame(y_.value);
     }
 
     const CursorRecording& recording_;

@@ -9,7 +9,7 @@ namespace varnelle {
 namespace {
 
 /// Points. What is narrower can't be pointed at; the keyboard leads to it, and selected it counts.
-constexpr double kMinimumWidth = 4;
+constexpr double kMinimumBlockWidth = 4;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ std::vector<TimelineBlockListModel::Block> TimelineBlockListModel::blocksInSight
     for (std::size_t i = 0; i < spans.size() && spans[i].start <= to; ++i) {
         const TimelineSpan& span = spans[i];
         const bool isSelected = selected == span.clipID;
-        const bool isTooNarrow = span.duration * model_.pixelsPerSecond() < kMinimumWidth;
+        const bool isTooNarrow = span.duration * model_.pixelsPerSecond() < kMinimumBlockWidth;
         if (span.end() < from || (isTooNarrow && !isSelected)) continue;
         blocks.push_back({static_cast<int>(i) + 1, span.clipID, span.start, span.duration, isSelected});
     }

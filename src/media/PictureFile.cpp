@@ -37,7 +37,7 @@ AVCodecID codecOf(std::string_view bytes) {
 }
 
 /// Reads a file to its end only if it begins like a picture.
-PictureData readFile(const URL& url) {
+PictureData readPictureFile(const URL& url) {
     std::error_code error;
     // Anything else could block for ever, or be endless.
     if (!std::filesystem::is_regular_file(url.path(), error)) {
@@ -119,7 +119,7 @@ VideoFrame bgra(const AVFrame& source, const URL& url) {
 
 VideoFrame loadPicture(const URL& url) {
     detail::silenceLibraries();
-    return bgra(*decode(readFile(url), url), url);
+    return bgra(*decode(readPictureFile(url), url), url);
 }
 
 }  // namespace varnelle

@@ -10,16 +10,16 @@ namespace varnelle {
 namespace {
 
 constexpr double kSmallestSide = 2;
-constexpr double kLargestSide = 16'384;
+constexpr double kLargestCanvasSide = 16'384;
 
 CGSize checked(CGSize size) {
-    const auto isSupported = [](double side) { return side >= kSmallestSide && side <= kLargestSide; };
+    const auto isSupported = [](double side) { return side >= kSmallestSide && side <= kLargestCanvasSide; };
     if (!isSupported(size.width) || !isSupported(size.height)) {
         throw MediaError(
             MediaError::Code::unsupportedSize,
             fmt::format("A picture of {:g} by {:g} pixels can't be rendered: both sides have to be "
                         "between {:g} and {:g} pixels.",
-                        size.width, size.height, kSmallestSide, kLargestSide));
+                        size.width, size.height, kSmallestSide, kLargestCanvasSide));
     }
     return size;
 }

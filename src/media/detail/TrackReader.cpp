@@ -8,7 +8,7 @@ namespace varnelle::detail {
 namespace {
 
 /// Frames that are decoded ahead. Enough to hide a seek to the next cut, few enough for memory to stay small.
-constexpr std::size_t kFramesAhead = 6;
+constexpr std::size_t kFramesDecodedAhead = 6;
 
 }  // namespace
 
@@ -61,7 +61,7 @@ void TrackReader::run() {
         }
         {
             std::unique_lock lock(mutex_);
-            wakeUp_.wait(lock, [this] { return isStopping_ || frames_.size() < kFramesAhead; });
+            wakeUp_.wait(lock, [this] { return isStopping_ || frames_.size() < kFramesDecodedAhead; });
             if (isStopping_) return;
             if (error) {
                 error_ = error;

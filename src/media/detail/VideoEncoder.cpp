@@ -16,7 +16,7 @@ namespace {
 
 /// Sides in pixels that both software encoders take on every level they support.
 constexpr int kSmallestSide = 32;
-constexpr int kLargestSide = 8192;
+constexpr int kLargestEncodedSide = 8192;
 
 /// Constant quality where no bit rate is asked for: text stays clean, and a still costs nearly nothing.
 constexpr double kExportQuality = 20;
@@ -221,14 +221,14 @@ void VideoEncoder::send(const AVFrame* frame, const PacketHandler& onPacket) {
 
 void requireSupportedSize(const VideoSettings& settings) {
     const auto isSupported = [](int side) {
-        return side >= kSmallestSide && side <= kLargestSide && side % 2 == 0;
+        return side >= kSmallestSide && side <= kLargestEncodedSide && side % 2 == 0;
     };
     if (isSupported(settings.width) && isSupported(settings.height)) return;
     throw MediaError(
         MediaError::Code::unsupportedSize,
         fmt::format("A movie of {} by {} pixels can't be encoded: both sides have to be even and "
                     "between {} and {} pixels.",
-                    settings.width, settings.height, kSmallestSide, kLargestSide));
+                    settings.width, settings.height, kSmallestSide, kLargestEncodedSide));
 }
 
 }  // namespace varnelle::detail

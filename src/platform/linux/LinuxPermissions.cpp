@@ -10,7 +10,7 @@
 namespace varnelle {
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{200};
+constexpr std::chrono::milliseconds kAnswerPatience{200};
 /// For a queue to wait: a bus that has to be started takes a while.
 constexpr std::chrono::seconds kBusTime{1};
 
@@ -76,7 +76,7 @@ public:
             if (connection_ == nullptr) connection_ = std::make_shared<X11Connection>(displayName_);
             // Until it has answered, so that a display which is frozen counts as one that is lost.
             const auto cookie = xcb_get_input_focus(connection_->get());
-            (void)connection_->reply<xcb_get_input_focus_reply_t>(cookie, "GetInputFocus", kPatience);
+            (void)connection_->reply<xcb_get_input_focus_reply_t>(cookie, "GetInputFocus", kAnswerPatience);
             return true;
         } catch (const PlatformError&) {
             connection_ = nullptr;
@@ -106,7 +106,7 @@ bool LinuxPermissions::BoundedCheck::answer() {
             changed_.notify_all();
         });
     }
-    changed_.wait_for(lock, kPatience, [this] { return !isAsking_; });
+    changed_.wait_for(lock, kAnswerPatience, [this] { return !isAsking_; });
     return lastAnswer_;
 }
 

@@ -21,7 +21,7 @@ constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t kLookInterval = 10'000'000;
 /// For how long a server may ask for nothing before sound passes without it. A stream that is just being
 /// connected needs some of that.
-constexpr std::int64_t kPatience = 300'000'000;
+constexpr std::int64_t kSignPatienceNanoseconds = 300'000'000;
 /// For how long a stream stays awake when nothing is played: a seek shouldn't put the device to sleep.
 constexpr std::int64_t kRestDelay = 1'000'000'000;
 
@@ -219,7 +219,7 @@ void PipeWireAudioOutput::lookAfter() {
     }
     const bool hasServer = hub_->core() != nullptr && stream_ != nullptr;
     const std::int64_t lastSign = std::max(processedAt_.load(), isOut_ ? 0 : startedAt_.load());
-    if (hasServer && now - lastSign < kPatience) {
+    if (hasServer && now - lastSign < kSignPatienceNanoseconds) {
         passedAt_ = now;
         if (isOut_ && processedAt_ > startedAt_) {
             isOut_ = false;

@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kKnownFor{2};
 constexpr std::uint32_t kLongestProperty = 4096;
 /// A decorated window is the child of its frame, in some window managers its grandchild.
-constexpr int kDeepestClient = 5;
+constexpr int kClientSearchDepth = 5;
 
 constexpr std::array kAtomNames{"_NET_ACTIVE_WINDOW", "_NET_CLIENT_LIST_STACKING", "_NET_SUPPORTING_WM_CHECK",
                                 "_NET_WM_PID",        "_NET_FRAME_EXTENTS",        "_GTK_FRAME_EXTENTS",
@@ -220,7 +220,7 @@ xcb_window_t X11FrontWindows::clientIn(xcb_window_t topLevel) {
     if (known != knownClients_.end()) return known->second;
     xcb_window_t window = topLevel;
     try {
-        for (int depth = 0; depth < kDeepestClient && window != XCB_NONE; ++depth) {
+        for (int depth = 0; depth < kClientSearchDepth && window != XCB_NONE; ++depth) {
             if (traits(window).tellsProcess) {
                 knownClients_[topLevel] = window;
                 return window;
