@@ -6,6 +6,7 @@
 #include <QQuickItem>
 #include <QTimer>
 #include <QVariantAnimation>
+#include <algorithm>
 #include <utility>
 
 #include "capture_ui/CameraPreviewItem.h"
@@ -202,7 +203,10 @@ void CapturePanels::showDockPointer() {
     if (dockPointerPanel_ || screen == nullptr || !isBarThere) return;
     dockPointerPanel_ = makePanel("DockPointerView", {}, PanelWindow::Size::followsContent,
                                   {.level = PanelLevel::floating}, PanelWindow::Clicks::passedThrough);
-    const CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
+    CGRect frame = dockPointerFrame(placeOf(*screen), sizeOf(*dockPointerPanel_));
+    // The card that asks something stays readable.
+    if (noticePanel_ && noticePanel_->isVisible())
+        frame.origin.y = std::min(frame.origin.y, noticePanel_->y() - frame.height());
     dockPointerPanel_->placeAt(rounded(frame).topLeft());
     if (management_->isCompositing()) {
         presentDockPointer();

@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QQuickItem>
 #include <QScreen>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -18,6 +19,21 @@ constexpr QSize kLeastSize{900, 600};
 constexpr int kTitleBarHeight = 32;
 constexpr auto kOnceAndLater =
     static_cast<Qt::ConnectionType>(Qt::SingleShotConnection | Qt::QueuedConnection);
+
+/// Where the window's content may lie, its title bar above it.
+QRect roomOn(const QScreen& screen) {
+    return screen.availableGeometry().adjusted(0, kTitleBarHeight, 0, 0);
+}
+
+/// As near to the frame as it goes: made smaller where it has to, and moved inside.
+QRect fittedInto(const QRect& room, const QRect& frame) {
+    const QSize size = frame.size().boundedTo(room.size()).expandedTo(kLeastSize);
+    QRect fitted(frame.topLeft(), size);
+    fitted.moveLeft(
+        std::max(room.left(), std::min(fitted.left(), room.left() + room.width() - size.width())));
+    fitted.moveTop(std::max(room.top(), std::min(fitted.top(), room.top() + room.height() - size.height())));
+    return fitted;
+}
 
 }  // namespace
 
@@ -70,12 +86,11 @@ void MainWindow::restoreFrame() {
     const QRect rect(frame[0], frame[1], frame[2], frame[3]);
     const QScreen* screen = isSaved ? QGuiApplication::screenAt(rect.center()) : nullptr;
     if (screen != nullptr) {
-        setGeometry(rect);
+        setGeometry(fittedInto(roomOn(*screen), rect));
     } else if (const QScreen* primary = QGuiApplication::primaryScreen()) {
-        const QRect room = primary->availableGeometry().adjusted(0, kTitleBarHeight, 0, 0);
-        QRect centred({}, kContentSize.boundedTo(room.size()).expandedTo(kLeastSize));
-        centred.moveCenter(room.center());
-        setGeometry(centred);
+        QRect centred({}, kContentSize);
+        centred.moveCenter(roomOn(*primary).center());
+        setGeometry(fittedInto(roomOn(*primary), centred));
     } else {
         resize(kContentSize);
     }
