@@ -54,7 +54,7 @@ std::optional<std::string> Desktop::obstacle() {
     return std::nullopt;
 }
 
-Desktop::Desktop() {
+Desktop::Desktop(XServer displayServer) : server(std::move(displayServer)) {
     server.startWindowManager();
 }
 
@@ -87,7 +87,15 @@ ProgramUnderTest::ProgramUnderTest(Desktop& desktop) : desktop_(desktop) {
 
 ProgramUnderTest::~ProgramUnderTest() {
     if (!testing::Test::HasFailure() || !program_) return;
-    std::fprintf(stderr, "The program printed:\n%sand showed:\n", output().c_str());
+    std::fprintf(stderr, "The program printed:\n%s", output().c_str());
+    siginfo_t end{};
+    const auto id = static_cast<id_t>(processID());
+    if (waitid(P_PID, id, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0) {
+        std::fprintf(stderr, "and ended with %s %d.\n", end.si_code == CLD_EXITED ? "status" : "signal",
+                     end.si_status);
+        return;
+    }
+    std::fprintf(stderr, "and showed:\n");
     for (const AccessibleElement& shown : accessibleElements(processID())) {
         if (!shown.isShowing) continue;
         std::fprintf(stderr, "%s “%s” at %d, %d, %d by %d\n", shown.role.c_str(), shown.name.c_str(), shown.x,
@@ -118,6 +126,20 @@ void ProgramUnderTest::start(const std::vector<std::string>& arguments,
     program_ = std::make_unique<ChildProcess>(command, all, -1, file.get());
 }
 
+bool ProgramUnderTest::startsAtTheDockBar(const std::vector<std::string>& environment) {
+    start({}, environment);
+    const std::string afterPermissions = "Continue to Varnelle →";
+    const auto isThere = [&](const std::string& name) { return shownElement(processID(), name).has_value(); };
+    if (!waitUntil([&] { return isThere("Recording setup") || isThere(afterPermissions); }, kDeadline))
+        return false;
+    if (isThere(afterPermissions)) {
+        click("Accessibility, REQUIRED");
+        if (!shows("Accessibility, ENABLED")) return false;
+        click(afterPermissions);
+    }
+    return hasKeyboard("Varnelle Dock");
+}
+
 int ProgramUnderTest::startSecond(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{"/bin/sh", "-c", "exec \"$@\" 2>&1", "sh", VARNELLE_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
@@ -146,6 +168,15 @@ bool ProgramUnderTest::shows(const std::string& name) const {
 
 bool ProgramUnderTest::showsNoMore(const std::string& name) const {
     return waitUntil([&] { return !shownElement(processID(), name); }, kDeadline);
+}
+
+bool ProgramUnderTest::hasKeyboard(const std::string& window) const {
+    return waitUntil(
+        [&] {
+            const auto found = shownElement(processID(), window);
+            return found && found->isActive;
+        },
+        kDeadline);
 }
 
 AccessibleElement ProgramUnderTest::element(const std::string& name) const {

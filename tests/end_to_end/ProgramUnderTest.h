@@ -25,9 +25,9 @@ public:
 
     /// Why there can't be one here; absent if there can.
     static std::optional<std::string> obstacle();
-    Desktop();
+    explicit Desktop(XServer displayServer = XServer(kWidth, kHeight));
 
-    XServer server{kWidth, kHeight};
+    XServer server;
     AccessibilitySession session{server};
     PipeWireServer sound;
     PointerRobot pointer{server.displayName()};
@@ -47,6 +47,8 @@ public:
     /// Starts the program; `environment` is added to what the desktop gives it.
     void start(const std::vector<std::string>& arguments = {},
                const std::vector<std::string>& environment = {});
+    /// Starts it and gets it to its dock bar, by way of the permissions where they are missing.
+    [[nodiscard]] bool startsAtTheDockBar(const std::vector<std::string>& environment = {});
     /// Starts a second one beside it and returns its exit status, or -1 if it goes on.
     int startSecond(const std::vector<std::string>& arguments);
     void sendSignal(int signal) const { program_->sendSignal(signal); }
@@ -57,6 +59,8 @@ public:
     /// Waits until something of the name is shown, and until nothing of the name is.
     [[nodiscard]] bool shows(const std::string& name) const;
     [[nodiscard]] bool showsNoMore(const std::string& name) const;
+    /// Waits until the window is the active one, and so really on the screen.
+    [[nodiscard]] bool hasKeyboard(const std::string& window) const;
     [[nodiscard]] AccessibleElement element(const std::string& name) const;
     /// Clicks on the middle of what has the name.
     void click(const std::string& name);

@@ -56,31 +56,6 @@ protected:
     static Desktop& desktop() { return *desktop_; }
     [[nodiscard]] ProgramUnderTest& program() { return *program_; }
 
-    /// Starts the program and gets it to its dock bar, by way of the permissions where they are missing.
-    void startsAtTheDockBar(const std::vector<std::string>& environment = {}) {
-        program().start({}, environment);
-        const auto isThere = [&](const char* name) {
-            return test::shownElement(program().processID(), name).has_value();
-        };
-        ASSERT_TRUE(test::waitUntil(
-            [&] { return isThere("Recording setup") || isThere("Continue to Varnelle →"); }, 30s));
-        if (isThere("Continue to Varnelle →")) {
-            program().click("Accessibility, REQUIRED");
-            ASSERT_TRUE(program().shows("Accessibility, ENABLED"));
-            program().click("Continue to Varnelle →");
-        }
-        ASSERT_TRUE(hasKeyboard("Varnelle Dock"));
-    }
-    /// Waits until a window of the program is the active one, and so really on the screen.
-    [[nodiscard]] bool hasKeyboard(const std::string& window) {
-        return test::waitUntil(
-            [&] {
-                const auto found = test::shownElement(program().processID(), window);
-                return found && found->isActive;
-            },
-            30s);
-    }
-
     /// Ends what records and waits until the project of it is open.
     void landsInTheEditor() {
         ASSERT_TRUE(program().shows("New Recording"));
@@ -109,7 +84,7 @@ TEST_F(SetupTest, RecordsADisplayWithTheKeyboardAlone) {
     // Below all panels, as windows of programs are; its decoration takes a part of the top.
     PatternWindow wall(desktop().server.displayName(), 0, 0, Desktop::kWidth, Desktop::kHeight,
                        {.isManaged = true, .title = "Wall"});
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     wall.fill(0, 0, Desktop::kWidth, Desktop::kHeight, 0xFFFFFF);
     EXPECT_THAT(program().namelessControls(), IsEmpty());
     ASSERT_TRUE(test::waitUntil(
@@ -141,7 +116,7 @@ TEST_F(SetupTest, RecordsADisplayWithTheKeyboardAlone) {
 }
 
 TEST_F(SetupTest, RecordsAnAreaThatWasDrawnMovedAndResized) {
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     program().click("Area");
     ASSERT_TRUE(program().shows("Start recording"));
     // Beside the rectangle that was there at first, a new one is drawn.
@@ -167,7 +142,7 @@ TEST_F(SetupTest, RecordsAWindowAndEndsByTheTray) {
     PatternWindow window(desktop().server.displayName(), 200, 150, 400, 300,
                          {.isManaged = true, .title = "Test Card", .windowClass = "pattern", .processID = 1});
     window.fillCells(kCell, 3);
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     program().click("Window");
     ASSERT_TRUE(program().shows("Refresh Windows"));
     EXPECT_THAT(program().namelessControls(), IsEmpty());
@@ -189,7 +164,7 @@ TEST_F(SetupTest, RecordsAWindowAndEndsByTheTray) {
 TEST_F(SetupTest, ShowsTheCameraThatItRecords) {
     const test::VirtualCamera camera(desktop().sound.remoteName(), "test-camera", "Desk Camera",
                                      {{test::VirtualCamera::Layout::nv12, 640, 480, 30}});
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     ASSERT_TRUE(program().shows("Camera: Desk Camera"));
     const AccessibleElement preview = program().element("Camera preview");
     EXPECT_EQ(preview.width, 192) << "a fraction of the screen's width";
@@ -208,7 +183,7 @@ TEST_F(SetupTest, ShowsTheCameraThatItRecords) {
 }
 
 TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     desktop().keys.type('r', {kControl});
     program().click("Stop Recording");
     landsInTheEditor();
@@ -235,7 +210,7 @@ TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
 }
 
 TEST_F(SetupTest, HandsFilesToTheInstanceThatRuns) {
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     const URL broken = program().home().appending("Broken.varnelle");
     std::filesystem::create_directories(broken.path());
     std::ofstream(broken.appending("project.json").path()) << "{";
@@ -244,11 +219,11 @@ TEST_F(SetupTest, HandsFilesToTheInstanceThatRuns) {
     program().click("OK");
     ASSERT_TRUE(program().shows("Recording setup"));
     EXPECT_EQ(program().startSecond({}), 0);
-    EXPECT_TRUE(hasKeyboard("Varnelle Dock"));
+    EXPECT_TRUE(program().hasKeyboard("Varnelle Dock"));
 }
 
 TEST_F(SetupTest, OffersWhatAKilledRecorderLeft) {
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     desktop().keys.type('r', {kControl});
     ASSERT_TRUE(program().shows("Stop Recording"));
     std::this_thread::sleep_for(2s);  // some of it is on the disk
@@ -268,7 +243,7 @@ TEST_F(SetupTest, QuitsWithoutItsPermissionsAndSaysWhatIsMissing) {
     EXPECT_TRUE(program().hasEnded());
     EXPECT_THAT(program().output(), testing::HasSubstr(":4095"));
 
-    startsAtTheDockBar({"XDG_SESSION_TYPE=x11"});
+    ASSERT_TRUE(program().startsAtTheDockBar({"XDG_SESSION_TYPE=x11"}));
     program().click("Quit Varnelle");
     EXPECT_TRUE(program().hasEnded());
 
@@ -279,7 +254,7 @@ TEST_F(SetupTest, QuitsWithoutItsPermissionsAndSaysWhatIsMissing) {
 }
 
 TEST_F(SetupTest, NothingHoldsUpTheSetup) {
-    startsAtTheDockBar();
+    ASSERT_TRUE(program().startsAtTheDockBar());
     const std::size_t atStart = program().stalls().size();
     program().click("Display");
     ASSERT_TRUE(program().shows("Start recording"));
