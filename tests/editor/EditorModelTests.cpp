@@ -83,8 +83,24 @@ TEST_F(EditorModelTest, OpensPlaysAndCloses) {
     ASSERT_TRUE(windows.alert);
     windows.answer(ProjectAlertAnswer::deleteProject);
     EXPECT_TRUE(eventually([&] { return !editor->hasProject(); }));
-    EXPECT_TRUE(log->isDestroyed);
+    EXPECT_TRUE(eventually([&] { return log->isDestroyed.load(); }));
     EXPECT_EQ(editor->playback(), nullptr);
+}
+
+TEST_F(EditorModelTest, AProjectClosesBeforeItsPlayerHasEnded) {
+    std::promise<void> end;
+    log->mayEnd = end.get_future().share();
+    app->beginProject(project);
+    isLoaded();
+    log->commands.clear();
+    app->beginProject(test::recordProject(directory.url(), 30));
+    EXPECT_FALSE(log->isDestroyed);
+    EXPECT_THAT(log->commands, ElementsAre("no item")) << "it is silent at once";
+    isLoaded();
+    EXPECT_TRUE(editor->playback()->isPlaying());
+    EXPECT_EQ(timeline().durationText(), "0:01.00");
+    end.set_value();
+    EXPECT_TRUE(eventually([&] { return log->isDestroyed.load(); }));
 }
 
 TEST_F(EditorModelTest, OtherClipsAreBuiltAndOtherLooksRedrawn) {

@@ -300,7 +300,12 @@ TEST_F(EditorPlaybackControllerTest, NothingIsPublishedAfterTeardown) {
     QSignalSpy times(controller.get(), &EditorPlaybackController::currentTimeChanged);
     QSignalSpy durations(controller.get(), &EditorPlaybackController::durationChanged);
     player->handlers.onTime(timeFromSeconds(0.5));
-    controller->teardown();
+    // Threads of the player may go on for a while when they aren't waited for.
+    const PlayerControls::Handlers late = player->handlers;
+    SerialQueue queue("ending");
+    controller->teardown(queue);
+    late.onTime(timeFromSeconds(0.6));
+    queue.sync([] {});
     EXPECT_TRUE(log->isDestroyed);
     controller->togglePlayback();
     controller->seek(kCMTimeZero);
@@ -310,6 +315,8 @@ TEST_F(EditorPlaybackControllerTest, NothingIsPublishedAfterTeardown) {
     processPosted();
     EXPECT_EQ(durations.count(), 0);
     EXPECT_EQ(times.count(), 0);
+    controller = nullptr;
+    late.onTime(timeFromSeconds(0.7));
 }
 
 /// With the real player, on the monotonic clock.
@@ -394,6 +401,7 @@ TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
     controller = nullptr;
     const auto threads = threadCount();
     for (int round = 0; round < 8; ++round) {
+        SerialQueue queue("ending");
         make();
         const auto loading = controller->load(*longProject, false);
         if (round % 4 > 0) {
@@ -402,6 +410,7 @@ TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
         if (round % 4 == 2) controller->seek(timeFromSeconds(1));
         if (round % 4 == 3) controller->scrub(timeFromSeconds(0.5));
         const auto reloading = controller->load(*shortProject, true);
+        if (round >= 4) controller->teardown(queue);
         controller = nullptr;
         ASSERT_TRUE(waitFor([&] { return loading.isReady() && reloading.isReady(); }));
     }
