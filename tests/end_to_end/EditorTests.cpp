@@ -321,6 +321,30 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     EXPECT_TRUE(isEnabled("Undo")) << "the history is in the package";
 }
 
+TEST_F(EditorTest, NothingHoldsUpTheEditor) {
+    opens(makePackage(recording_.url()));
+    const AccessibleElement clip = shown("Clip 1");
+    const AccessibleElement zoom = shown("Zoom/Pan 1");
+    const AccessibleElement slider = shown("Cursor Size");
+    const std::size_t atStart = program().stalls().size();
+    drag(clip.x + clip.width - 5, clip.midY(), -clip.width / 4, 0);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Clip 1").description != clip.description; }, kDeadline));
+    drag(zoom.midX(), zoom.midY(), 20, 0);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Zoom/Pan 1").x != zoom.x; }, kDeadline));
+    drag(slider.midX(), slider.midY(), slider.width / 3, 0);
+    ASSERT_TRUE(
+        test::waitUntil([&] { return shown("Cursor Size").description != slider.description; }, kDeadline));
+    drag(clip.x + 10, clip.y - 15, clip.width / 2, 0);
+    ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
+    keys().type(kHome);
+    program().click("Play");
+    program().click("New Recording");
+    ASSERT_TRUE(program().shows("Cancel"));
+    program().click("Delete");
+    ASSERT_TRUE(program().shows("Recording setup"));
+    program().expectNoStall(atStart);
+}
+
 TEST_F(EditorTest, WhatIsShownIsWhatIsExported) {
     opens(makePackage(recording_.url()));
     const std::vector<double> times{1, 2.5, 5};
