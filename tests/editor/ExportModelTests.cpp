@@ -8,6 +8,10 @@
 
 #include "app/LaunchedAppTest.h"
 #include "editor/RecordedProject.h"
+#include "support/ViewFixture.h"
+
+// Written by Qt's type registrar.
+void qml_register_types_Varnelle_Editor();
 
 namespace varnelle {
 namespace {
@@ -124,6 +128,25 @@ TEST_F(ExportModelTest, CancelledAndFailedExportsComeBackWithAText) {
     EXPECT_TRUE(model->errorText().isEmpty());
     ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
     EXPECT_THAT(model->errorText().toStdString(), HasSubstr("cancelled.mp4"));
+}
+
+TEST_F(ExportModelTest, WhatTheKeyboardReachesIsInSight) {
+    opens(test::projectIn(directory.url(), 2));
+    test::ShownView view("Varnelle/Editor", "ExportView", {{"model", QVariant::fromValue(model.get())}},
+                         {900, 420}, &qml_register_types_Varnelle_Editor);
+    const auto isInSight = [&](const QQuickItem& item) {
+        const double top = item.mapToScene({0, 0}).y();
+        return top >= 0 && top + item.height() <= view.window.height();
+    };
+    ASSERT_FALSE(isInSight(view.item("renderButton"))) << "there is something to scroll";
+    for (int i = 0; i < 20 && view.focused() != "renderButton"; ++i) {
+        view.press(Qt::Key_Tab);
+        ASSERT_NE(view.window.activeFocusItem(), nullptr);
+        EXPECT_TRUE(isInSight(*view.window.activeFocusItem())) << view.focused().toStdString();
+    }
+    EXPECT_EQ(view.focused(), "renderButton");
+    view.item("backButton").forceActiveFocus();
+    EXPECT_TRUE(isInSight(view.item("backButton")));
 }
 
 TEST(ExportTimeLeftTest, IsToldOnceItCanBeKnown) {
