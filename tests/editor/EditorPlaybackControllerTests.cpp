@@ -393,6 +393,25 @@ TEST_F(EditorPlaybackTest, AReloadKeepsThePlaceOnTheTimeline) {
     EXPECT_FALSE(controller->isPlaying());
 }
 
+TEST_F(EditorPlaybackTest, WhatIsMissingOfARecordingDoesntStopIt) {
+    // Telemetry that isn't there, and a clip of three seconds in a movie of two.
+    Project project = *longProject;
+    project.recordingSession.cursorRecordingURL =
+        project.recordingSession.screenRecordingURL.parent().appending("cursor.json");
+    ASSERT_FALSE(project.recordingSession.cursorRecordingURL->exists());
+    auto& clips = project.timeline.tracks.mutableElements()[0].clips.mutableElements();
+    clips[0].trimRange = test::rangeOfSeconds(0, 3);
+    await(controller->load(project, false));
+    EXPECT_FALSE(controller->loadError()) << *controller->loadError();
+    EXPECT_FALSE(frame().isEmpty());
+    EXPECT_LE(controller->duration(), CMTime::make(3, 1));
+    EXPECT_GE(controller->duration(), CMTime::make(2, 1));
+    controller->setPlaybackRate(4);
+    ASSERT_TRUE(waitFor([&] { return !controller->isPlaying(); }));
+    EXPECT_TRUE(waitFor([&] { return controller->currentTime() == controller->duration(); }));
+    EXPECT_FALSE(controller->loadError());
+}
+
 TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
     const auto threadCount = [] {
         const auto tasks = std::filesystem::directory_iterator("/proc/self/task");

@@ -58,15 +58,17 @@ protected:
         program_ = std::make_unique<ProgramUnderTest>(*desktop_);
     }
 
-    static URL makePackage(const URL& directory) {
+    static URL makePackage(const URL& directory, bool hasTelemetry = true) {
         Project project = test::recordProject(directory, kFrameCount);
         RecordingSession& session = project.recordingSession;
-        session.cursorRecordingURL = directory.appending("cursor.json");
-        CursorRecording cursor = test::pointerPath(6, [](double t) {
-            return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
-        });
-        cursor.captureRegion = {0, 0, 320, 180};
-        writeCursorRecording(cursor, *session.cursorRecordingURL);
+        if (hasTelemetry) {
+            session.cursorRecordingURL = directory.appending("cursor.json");
+            CursorRecording cursor = test::pointerPath(6, [](double t) {
+                return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
+            });
+            cursor.captureRegion = {0, 0, 320, 180};
+            writeCursorRecording(cursor, *session.cursorRecordingURL);
+        }
         session.cameraRecordingURL = directory.appending("camera.mov");
         std::filesystem::copy_file(session.screenRecordingURL.path(), session.cameraRecordingURL->path());
         const OverlayConfiguration look = project.timeline.overlayConfiguration;
@@ -78,8 +80,8 @@ protected:
     }
 
     /// Starts the program with the package, and stops it from playing at its start.
-    void opens(const URL& package) {
-        program().start({package.string()});
+    void opens(const URL& package, const std::vector<std::string>& environment = {}) {
+        program().start({package.string()}, environment);
         ASSERT_TRUE(program().shows("Preview"));
         ASSERT_TRUE(test::waitUntil([&] { return clipCount() > 0 && program().element("Preview").width > 0; },
                                     kDeadline));
@@ -146,6 +148,36 @@ protected:
     }
     [[nodiscard]] bool becomesDisabled(const std::string& name) {
         return test::waitUntil([&] { return !isEnabled(name); }, kDeadline);
+    }
+    /// Seconds of the timeline at which the playhead stands.
+    [[nodiscard]] double playhead() {
+        for (const AccessibleElement& element : test::accessibleElements(program().processID())) {
+            int minutes = 0;
+            double seconds = 0;
+            if (std::sscanf(element.name.c_str(), "Playhead, %d:%lf", &minutes, &seconds) == 2)
+                return 60 * minutes + seconds;
+        }
+        ADD_FAILURE() << "There is no playhead.";
+        return 0;
+    }
+    /// How fast it goes, by two looks that are two seconds of it apart.
+    [[nodiscard]] double playingSpeed() {
+        using Clock = std::chrono::steady_clock;
+        // What is read lies between the beginning and the end of the look.
+        const auto look = [this] {
+            const auto begin = Clock::now();
+            const double seconds = playhead();
+            return std::pair(seconds, begin + (Clock::now() - begin) / 2);
+        };
+        const auto [from, start] = look();
+        auto [to, end] = look();
+        EXPECT_TRUE(test::waitUntil(
+            [&] {
+                std::tie(to, end) = look();
+                return to > from + 2;
+            },
+            kDeadline));
+        return (to - from) / std::chrono::duration<double>(end - start).count();
     }
     [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
     /// What the preview shows on the screen.
@@ -422,6 +454,19 @@ TEST_F(EditorTest, TheKeyboardAloneEditsAndExports) {
     ASSERT_TRUE(tabTo("Back to Editor"));
     keys().type(kSpace);
     ASSERT_TRUE(program().shows("Preview"));
+}
+
+TEST_F(EditorTest, WithoutSoundAndTelemetryItPlaysAndExportsAllTheSame) {
+    opens(makePackage(recording_.url(), false), {"PIPEWIRE_REMOTE=there-is-none"});
+    program().click("Play");
+    ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
+    const double speed = playingSpeed();
+    EXPECT_GT(speed, 0.8);
+    EXPECT_LT(speed, 1.2);
+    program().click("Export");
+    program().click("Render Project");
+    ASSERT_TRUE(program().shows("Export Success"));
+    EXPECT_NEAR(MediaAsset(movies().appending("Little.mp4")).duration().seconds(), 6, 0.1);
 }
 
 TEST_F(EditorTest, WhatCantBeReadIsSaid) {
