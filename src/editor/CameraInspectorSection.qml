@@ -31,6 +31,8 @@ InspectorSection {
     }
 
     Repeater {
+        id: sliders
+
         model: root.model.cameraSliders
 
         InspectorSliderRow {
@@ -63,6 +65,7 @@ InspectorSection {
             accessibleName: qsTr("Reset Position")
             enabled: root.model.hasPosition
             objectName: "resetPosition"
+            successor: sliders.count > 0 ? (sliders.itemAt(sliders.count - 1) as InspectorSliderRow).slider : null
 
             onPressed: root.model.resetPosition()
         }

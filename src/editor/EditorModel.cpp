@@ -181,6 +181,7 @@ void EditorModel::closeProject() {
     if (!playback_) return;
     const std::unique_ptr<EditorPlaybackController> former = std::exchange(playback_, nullptr);
     emit playbackChanged();
+    former->teardown(endings_);
 }
 
 void EditorModel::applyChanges(const Project& before, const Project& after) {

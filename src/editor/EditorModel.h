@@ -108,6 +108,8 @@ private:
     std::optional<OverlayConfiguration> draftOverlayConfiguration_;
     bool wasPlayingBeforeDrag_ = false;
     bool needsSeeding_ = false;  ///< a composition has been loaded whose ranges weren't proposed yet
+    /// Where the playback of projects that were closed ends, before this object does.
+    SerialQueue endings_{"com.varnelle.editor.end"};
     std::unique_ptr<EditorPlaybackController> playback_;
     TimelineModel timeline_;
     InspectorModel inspector_;

@@ -3,6 +3,7 @@
 #include <QPointer>
 #include <algorithm>
 #include <exception>
+#include <mutex>
 #include <set>
 #include <utility>
 
@@ -39,8 +40,45 @@ std::vector<CMTimeRange> rangesOf(const std::vector<TimelineZoomPanClip>& clips)
 
 }  // namespace
 
+class EditorPlaybackController::Door {
+public:
+    explicit Door(EditorPlaybackController* controller) : controller_(controller) {}
+
+    /// Has the main thread call a block, unless the door is shut before it does. Any thread.
+    template <typename Block>
+    void post(Block block) {
+        const std::lock_guard lock(mutex_);
+        if (controller_ == nullptr) return;
+        QMetaObject::invokeMethod(
+            controller_,
+            [controller = controller_, block = std::move(block)] {
+                if (controller->player_) block();
+            },
+            Qt::QueuedConnection);
+    }
+    void shut() {
+        const std::lock_guard lock(mutex_);
+        controller_ = nullptr;
+    }
+
+private:
+    std::mutex mutex_;
+    EditorPlaybackController* controller_;  // guarded by mutex_
+};
+
+struct EditorPlaybackController::Remains {
+    std::shared_ptr<const PlayerItem> item;
+    std::shared_ptr<PreviewFrames> previewFrames;
+    std::unique_ptr<SerialQueue> buildQueue;
+    std::unique_ptr<PlayerControls> player;
+};
+
 EditorPlaybackController::EditorPlaybackController(std::unique_ptr<PlayerControls> player, QObject* parent)
-    : QObject(parent), previewFrames_(std::make_shared<PreviewFrames>()), player_(std::move(player)) {
+    : QObject(parent),
+      door_(std::make_shared<Door>(this)),
+      previewFrames_(std::make_shared<PreviewFrames>()),
+      player_(std::move(player)),
+      buildQueue_(std::make_unique<SerialQueue>("com.varnelle.editor.build")) {
     observePlayer();
 }
 
@@ -55,17 +93,9 @@ void EditorPlaybackController::set(Value& field, Value value, void (EditorPlayba
     emit(this->*changed)();
 }
 
-/// The player calls on a thread of its own, as long as it lives, which isn't longer than this object. What it
-/// has posted by then is dropped with the object.
+/// The player calls on a thread of its own, as long as it lives, which may be longer than this object.
 void EditorPlaybackController::observePlayer() {
-    const auto onMain = [this](auto block) {
-        QMetaObject::invokeMethod(
-            this,
-            [this, block = std::move(block)] {
-                if (player_) block();
-            },
-            Qt::QueuedConnection);
-    };
+    const auto onMain = [door = door_](auto block) { door->post(std::move(block)); };
     PlayerControls::Handlers handlers;
     handlers.timeInterval = kTimeInterval;
     handlers.onFrame = [frames = previewFrames_](const PlayerFrame& frame) { frames->put(frame.picture); };
@@ -121,7 +151,7 @@ QCoro::Task<> EditorPlaybackController::load(Project project, bool keepingPositi
 
     // GCC 12 destroys the captures of a lambda twice if the lambda is made inside an awaiting expression (its
     // bug 99576), here and below; so the futures have names.
-    QFuture<BuiltComposition> building = resultOn(buildQueue_, [project, generation, newest = newestBuild_] {
+    QFuture<BuiltComposition> building = resultOn(*buildQueue_, [project, generation, newest = newestBuild_] {
         if (*newest != generation) throw BuildOvertaken();
         return build(project);
     });
@@ -259,15 +289,13 @@ void EditorPlaybackController::goTo(const CMTime& time) {
     set(_currentTime, clampedToDuration(time), &EditorPlaybackController::currentTimeChanged);
     const int generation = ++seekGeneration_;
     isSeeking_ = true;
-    player_->seek(_currentTime, [this, generation](bool isFinished) {
-        QMetaObject::invokeMethod(
-            this, [this, generation, isFinished] { seekEnded(generation, isFinished); },
-            Qt::QueuedConnection);
+    player_->seek(_currentTime, [this, door = door_, generation](bool isFinished) {
+        door->post([this, generation, isFinished] { seekEnded(generation, isFinished); });
     });
 }
 
 void EditorPlaybackController::seekEnded(int generation, bool isFinished) {
-    if (!player_ || generation != seekGeneration_) return;
+    if (generation != seekGeneration_) return;
     isSeeking_ = false;
     // There is a frame again, so what failed was another one.
     if (isFinished)
@@ -309,10 +337,22 @@ void EditorPlaybackController::setPreviewSize(QSize pixels) {
 }
 
 void EditorPlaybackController::teardown() {
+    leave().reset();
+}
+
+void EditorPlaybackController::teardown(SerialQueue& queue) {
+    // What is before it on the queue may take its time.
+    if (player_) player_->replaceCurrentItem(nullptr);
+    queue.async([remains = leave()]() mutable { remains.reset(); });
+}
+
+std::shared_ptr<EditorPlaybackController::Remains> EditorPlaybackController::leave() {
     ++loadGeneration_;
     ++seekGeneration_;
     *newestBuild_ = loadGeneration_;
-    player_ = nullptr;
+    door_->shut();
+    return std::make_shared<Remains>(
+        Remains{std::exchange(item_, nullptr), previewFrames_, std::move(buildQueue_), std::move(player_)});
 }
 
 CMTime EditorPlaybackController::clampedToDuration(const CMTime& time) const {

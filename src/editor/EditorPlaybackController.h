@@ -105,6 +105,9 @@ public:
 
     /// Cancels what is under way and ends the player with all its threads. Nothing is published afterwards.
     void teardown();
+    /// Falls silent and does the same without waiting: what threads are still at, and what is large to let go
+    /// of, ends on a queue.
+    void teardown(SerialQueue& queue);
 
 signals:
     void currentTimeChanged();
@@ -131,6 +134,11 @@ private:
         std::optional<AudioConfiguration> audio;
     };
 
+    /// The way from the player's threads to the main thread, which is shut before the object goes.
+    class Door;
+    /// What a teardown may have to wait for.
+    struct Remains;
+
     template <typename Value>
     void set(Value& field, Value value, void (EditorPlaybackController::*changed)());
     void observePlayer();
@@ -148,6 +156,8 @@ private:
     /// Cancels the running seek, shows the time as the playhead's, and goes there.
     void goTo(const CMTime& time);
     void seekEnded(int generation, bool isFinished);
+
+    [[nodiscard]] std::shared_ptr<Remains> leave();
 
     CMTime _currentTime = kCMTimeZero;
     CMTime _duration = kCMTimeZero;
@@ -172,11 +182,12 @@ private:
     AudioTrackRouting audioRouting_;
     AudioConfiguration appliedAudioConfiguration_;
 
+    const std::shared_ptr<Door> door_;
     std::shared_ptr<PreviewFrames> previewFrames_;
     std::unique_ptr<PlayerControls> player_;  ///< null after teardown
     /// The newest load, for builds that wait: an older one needn't be made.
     std::shared_ptr<std::atomic<int>> newestBuild_ = std::make_shared<std::atomic<int>>(0);
-    SerialQueue buildQueue_{"com.varnelle.editor.build"};
+    std::unique_ptr<SerialQueue> buildQueue_;  ///< null after teardown
 };
 
 }  // namespace varnelle

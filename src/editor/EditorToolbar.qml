@@ -39,19 +39,25 @@ RowLayout {
     }
 
     TimelineToolButton {
+        id: undo
+
         enabled: root.model.canUndo
         iconName: "arrow.uturn.backward"
         label: qsTr("Undo")
         objectName: "undoButton"
+        successor: redo
 
         onPressed: root.model.undo()
     }
 
     TimelineToolButton {
+        id: redo
+
         enabled: root.model.canRedo
         iconName: "arrow.uturn.forward"
         label: qsTr("Redo")
         objectName: "redoButton"
+        successor: undo
 
         onPressed: root.model.redo()
     }

@@ -39,13 +39,12 @@ FocusScope {
         onTapped: rest.forceActiveFocus()
     }
 
-    Flickable {
+    FocusFlickable {
         id: configure
 
         anchors.fill: parent
-        boundsBehavior: Flickable.StopAtBounds
         contentHeight: page.implicitHeight + 48
-        interactive: contentHeight > height
+        objectName: "configure"
         visible: root.model.page === ExportModel.Configure
 
         ColumnLayout {

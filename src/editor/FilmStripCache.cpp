@@ -14,6 +14,7 @@
 #include "imaging/PictureSampler.h"
 #include "media/FrameSource.h"
 #include "media/MediaAsset.h"
+#include "render/OrientedFrame.h"
 #include "render/PlanarFrame.h"
 
 namespace varnelle {
@@ -27,6 +28,7 @@ constexpr std::size_t kPicturesInMemory = 800;
 /// Some 4 KB each.
 constexpr std::size_t kPicturesOnDisk = 2000;
 constexpr int kPicturesPerWrite = 64;
+constexpr auto kKeptKind = "upright-filmstrip";
 constexpr int kJPEGQuality = 86;
 constexpr auto kStreamVersion = QDataStream::Qt_6_4;
 
@@ -139,14 +141,15 @@ private:
             const auto tracks = asset->tracks(MediaType::video);
             if (tracks.empty()) return blackPicture();
             source_ = std::make_unique<FrameSource>(asset, tracks.front());
+            turn_ = tracks.front().preferredTransform;
         }
         const double seconds = static_cast<double>(key.index) * kPictureSeconds;
         const auto frame = source_->frame(CMTime::fromSeconds(seconds, kTimelineTimescale));
-        return frame ? shrunken(*frame) : blackPicture();
+        return frame ? shrunken(orientedFrame(*frame, turn_)) : blackPicture();
     }
     /// Turns to a source: reads what is known of it.
     void open(const URL& url) {
-        const auto name = TimelineCacheDirectory::name(url, "filmstrip");
+        const auto name = TimelineCacheDirectory::name(url, kKeptKind);
         if (url == url_ && name == name_) return;
         save();
         source_.reset();
@@ -188,6 +191,7 @@ private:
     std::map<std::int64_t, QByteArray> strip_;  ///< JPEG files
     int unsavedCount_ = 0;
     std::unique_ptr<FrameSource> source_;
+    CGAffineTransform turn_;  ///< of the source's pictures
 };
 
 FilmStripCache::FilmStripCache(TimelineCacheDirectory directory)

@@ -8,6 +8,7 @@ ColumnLayout {
     id: root
 
     required property InspectorSlider model
+    readonly property alias slider: slider
 
     Layout.fillWidth: true
     spacing: 4
@@ -35,6 +36,7 @@ ColumnLayout {
             accessibleName: qsTr("Reset %1").arg(root.model.title)
             enabled: !root.model.isAtResetValue
             objectName: "reset" + root.model.title
+            successor: slider
 
             onPressed: root.model.reset()
         }
@@ -51,6 +53,8 @@ ColumnLayout {
     }
 
     ValueSlider {
+        id: slider
+
         Layout.fillWidth: true
         accessibleDescription: root.model.valueText
         accessibleName: root.model.title

@@ -25,37 +25,16 @@ Rectangle {
         model: root.model
     }
 
-    Flickable {
+    FocusFlickable {
         id: flick
-
-        // Brings what the keyboard has come to into sight.
-        function reveal(item: Item): void {
-            if (item === null || !contains(item))
-                return;
-            const place = item.mapToItem(column, 0, 0);
-            if (place.y < contentY)
-                contentY = Math.max(0, place.y - 12);
-            else if (place.y + item.height > contentY + height)
-                contentY = Math.min(contentHeight - height, place.y + item.height - height + 12);
-        }
-
-        function contains(item: Item): bool {
-            for (let ancestor = item; ancestor !== null; ancestor = ancestor.parent) {
-                if (ancestor === column)
-                    return true;
-            }
-            return false;
-        }
 
         anchors.bottom: parent.bottom
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: tabs.bottom
         anchors.topMargin: 4
-        boundsBehavior: Flickable.StopAtBounds
         clip: true
         contentHeight: column.implicitHeight + 24
-        interactive: contentHeight > height
 
         Item {
             id: column
@@ -101,14 +80,6 @@ Rectangle {
 
     ScrollMark {
         flickable: flick
-    }
-
-    Connections {
-        function onActiveFocusItemChanged(): void {
-            flick.reveal(root.Window.activeFocusItem);
-        }
-
-        target: root.Window.window
     }
 
     Connections {

@@ -15,8 +15,19 @@ Item {
     readonly property bool isHovered: hover.hovered && enabled
     readonly property bool isDown: tap.pressed || keyDown
     property bool keyDown: false
+    // What has the keyboard once this one is disabled while it has it; where that is disabled too, what comes
+    // next.
+    property Item successor: null
 
     signal pressed
+
+    function passFocusOn(): void {
+        // Disabled with all that is around, it has the keyboard again afterwards.
+        if (enabled || !focus || !visible || !parent.enabled)
+            return;
+        const next = successor.enabled ? successor : nextItemInFocusChain();
+        next.forceActiveFocus(Qt.TabFocusReason);
+    }
 
     Accessible.checkable: isCheckable
     Accessible.checked: isChecked
@@ -45,6 +56,18 @@ Item {
         root.pressed();
     }
     onActiveFocusChanged: keyDown = false
+    // What is enabled in its place may only be so in a moment.
+    onEnabledChanged: if (!enabled && focus && successor !== null) {
+        later.start();
+    }
+
+    Timer {
+        id: later
+
+        interval: 0
+
+        onTriggered: root.passFocusOn()
+    }
 
     HoverHandler {
         id: hover

@@ -9,14 +9,17 @@
 #include "app/LaunchedAppTest.h"
 #include "editor/FakePlayer.h"
 #include "editor/RecordedProject.h"
+#include "support/ViewFixture.h"
+#include "ui/MenuModel.h"
+
+// Written by Qt's type registrar.
+void qml_register_types_Varnelle_Editor();
 
 namespace varnelle {
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 /// An editor over a recording of two seconds, with a player that the test plays.
 class EditorModelTest : public test::LaunchedAppTest {
@@ -83,8 +86,24 @@ TEST_F(EditorModelTest, OpensPlaysAndCloses) {
     ASSERT_TRUE(windows.alert);
     windows.answer(ProjectAlertAnswer::deleteProject);
     EXPECT_TRUE(eventually([&] { return !editor->hasProject(); }));
-    EXPECT_TRUE(log->isDestroyed);
+    EXPECT_TRUE(eventually([&] { return log->isDestroyed.load(); }));
     EXPECT_EQ(editor->playback(), nullptr);
+}
+
+TEST_F(EditorModelTest, AProjectClosesBeforeItsPlayerHasEnded) {
+    std::promise<void> end;
+    log->mayEnd = end.get_future().share();
+    app->beginProject(project);
+    isLoaded();
+    log->commands.clear();
+    app->beginProject(test::recordProject(directory.url(), 30));
+    EXPECT_FALSE(log->isDestroyed);
+    EXPECT_THAT(log->commands, ElementsAre("no item")) << "it is silent at once";
+    isLoaded();
+    EXPECT_TRUE(editor->playback()->isPlaying());
+    EXPECT_EQ(timeline().durationText(), "0:01.00");
+    end.set_value();
+    EXPECT_TRUE(eventually([&] { return log->isDestroyed.load(); }));
 }
 
 TEST_F(EditorModelTest, OtherClipsAreBuiltAndOtherLooksRedrawn) {
@@ -230,6 +249,44 @@ TEST_F(EditorModelTest, ARecordingThatCantBeReadSaysWhy) {
     editor->stepFrames(1);
     editor->rename("Still editable");
     EXPECT_EQ(current().name, "Still editable");
+}
+
+TEST_F(EditorModelTest, WhatDisablesItselfPassesTheKeyboardOn) {
+    opens();
+    editor->rename("Another");
+    MenuModel menu;
+    test::ShownView view(
+        "Varnelle/Editor", "EditorToolbar",
+        {{"model", QVariant::fromValue(editor.get())}, {"programMenu", QVariant::fromValue(&menu)}},
+        {900, 52}, &qml_register_types_Varnelle_Editor);
+    const auto focusBecomes = [&](const char* name) {
+        return QTest::qWaitFor([&] { return view.focused() == name; });
+    };
+    view.item("undoButton").forceActiveFocus();
+    view.press(Qt::Key_Space);
+    EXPECT_TRUE(focusBecomes("redoButton")) << view.focused().toStdString();
+    view.press(Qt::Key_Return);
+    EXPECT_TRUE(focusBecomes("undoButton")) << view.focused().toStdString();
+    // Without either, it is the next control.
+    app->beginProject(test::recordProject(directory.url(), 30));
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        const QQuickItem* focused = view.window.activeFocusItem();
+        return focused != nullptr && focused->parentItem() == &view.item("nameField");
+    }));
+
+    test::ShownView inspector("Varnelle/Editor", "InspectorView",
+                              {{"model", QVariant::fromValue(editor->inspector())}}, {300, 500},
+                              &qml_register_types_Varnelle_Editor);
+    editor->inspector()->setActiveTab(InspectorModel::SidebarTab::Background);
+    auto& padding = *editor->inspector()->backgroundSliders()[0].value<InspectorSlider*>();
+    padding.drag(7);
+    padding.endDrag();
+    for (int i = 0; i < 20 && inspector.focused() != "resetPadding"; ++i) inspector.press(Qt::Key_Tab);
+    ASSERT_EQ(inspector.focused(), "resetPadding");
+    inspector.press(Qt::Key_Space);
+    EXPECT_TRUE(padding.isAtResetValue());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return inspector.focused() == "sliderPadding"; }))
+        << inspector.focused().toStdString();
 }
 
 }  // namespace

@@ -300,7 +300,12 @@ TEST_F(EditorPlaybackControllerTest, NothingIsPublishedAfterTeardown) {
     QSignalSpy times(controller.get(), &EditorPlaybackController::currentTimeChanged);
     QSignalSpy durations(controller.get(), &EditorPlaybackController::durationChanged);
     player->handlers.onTime(timeFromSeconds(0.5));
-    controller->teardown();
+    // Threads of the player may go on for a while when they aren't waited for.
+    const PlayerControls::Handlers late = player->handlers;
+    SerialQueue queue("ending");
+    controller->teardown(queue);
+    late.onTime(timeFromSeconds(0.6));
+    queue.sync([] {});
     EXPECT_TRUE(log->isDestroyed);
     controller->togglePlayback();
     controller->seek(kCMTimeZero);
@@ -310,6 +315,8 @@ TEST_F(EditorPlaybackControllerTest, NothingIsPublishedAfterTeardown) {
     processPosted();
     EXPECT_EQ(durations.count(), 0);
     EXPECT_EQ(times.count(), 0);
+    controller = nullptr;
+    late.onTime(timeFromSeconds(0.7));
 }
 
 /// With the real player, on the monotonic clock.
@@ -386,6 +393,25 @@ TEST_F(EditorPlaybackTest, AReloadKeepsThePlaceOnTheTimeline) {
     EXPECT_FALSE(controller->isPlaying());
 }
 
+TEST_F(EditorPlaybackTest, WhatIsMissingOfARecordingDoesntStopIt) {
+    // Telemetry that isn't there, and a clip of three seconds in a movie of two.
+    Project project = *longProject;
+    project.recordingSession.cursorRecordingURL =
+        project.recordingSession.screenRecordingURL.parent().appending("cursor.json");
+    ASSERT_FALSE(project.recordingSession.cursorRecordingURL->exists());
+    auto& clips = project.timeline.tracks.mutableElements()[0].clips.mutableElements();
+    clips[0].trimRange = test::rangeOfSeconds(0, 3);
+    await(controller->load(project, false));
+    EXPECT_FALSE(controller->loadError()) << *controller->loadError();
+    EXPECT_FALSE(frame().isEmpty());
+    EXPECT_LE(controller->duration(), CMTime::make(3, 1));
+    EXPECT_GE(controller->duration(), CMTime::make(2, 1));
+    controller->setPlaybackRate(4);
+    ASSERT_TRUE(waitFor([&] { return !controller->isPlaying(); }));
+    EXPECT_TRUE(waitFor([&] { return controller->currentTime() == controller->duration(); }));
+    EXPECT_FALSE(controller->loadError());
+}
+
 TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
     const auto threadCount = [] {
         const auto tasks = std::filesystem::directory_iterator("/proc/self/task");
@@ -394,6 +420,7 @@ TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
     controller = nullptr;
     const auto threads = threadCount();
     for (int round = 0; round < 8; ++round) {
+        SerialQueue queue("ending");
         make();
         const auto loading = controller->load(*longProject, false);
         if (round % 4 > 0) {
@@ -402,6 +429,7 @@ TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
         if (round % 4 == 2) controller->seek(timeFromSeconds(1));
         if (round % 4 == 3) controller->scrub(timeFromSeconds(0.5));
         const auto reloading = controller->load(*shortProject, true);
+        if (round >= 4) controller->teardown(queue);
         controller = nullptr;
         ASSERT_TRUE(waitFor([&] { return loading.isReady() && reloading.isReady(); }));
     }

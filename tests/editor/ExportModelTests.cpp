@@ -2,12 +2,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <QSignalSpy>
 #include <fstream>
 
 #include "app/LaunchedAppTest.h"
 #include "editor/RecordedProject.h"
+#include "support/ViewFixture.h"
+
+// Written by Qt's type registrar.
+void qml_register_types_Varnelle_Editor();
 
 namespace varnelle {
 namespace {
@@ -21,6 +27,26 @@ std::vector<std::string> column(const QVariantList& rows, const char* name) {
     for (const QVariant& row : rows) texts.push_back(row.toMap()[name].toString().toStdString());
     return texts;
 }
+
+/// Files can't grow beyond a size, as on a disk that is full.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        signal(SIGXFSZ, handler_);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit before_{};
+    decltype(SIG_IGN) handler_ = signal(SIGXFSZ, SIG_IGN);
+};
 
 class ExportModelTest : public test::LaunchedAppTest {
 protected:
@@ -124,6 +150,52 @@ TEST_F(ExportModelTest, CancelledAndFailedExportsComeBackWithAText) {
     EXPECT_TRUE(model->errorText().isEmpty());
     ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
     EXPECT_THAT(model->errorText().toStdString(), HasSubstr("cancelled.mp4"));
+}
+
+TEST_F(ExportModelTest, AFolderThatGoesAndAFullDiskAreSaid) {
+    const Project project = test::recordProject(directory.url(), 120);
+    opens(project);
+    model->setFilename("lost");
+    const std::filesystem::path folder =
+        std::filesystem::path(model->destination().toStdString()).parent_path();
+    model->start();
+    ASSERT_TRUE(
+        eventually([&] { return std::filesystem::exists(folder) && !std::filesystem::is_empty(folder); }));
+    std::filesystem::remove_all(folder);
+    ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+    EXPECT_THAT(model->errorText().toStdString(), HasSubstr("lost.mp4"));
+    EXPECT_EQ(app->currentProject(), project);
+
+    {
+        const FullDisk full(8'000);
+        model->start();
+        EXPECT_TRUE(model->errorText().isEmpty());
+        ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+    }
+    EXPECT_THAT(model->errorText().toStdString(), HasSubstr("lost.mp4"));
+    EXPECT_EQ(app->currentProject(), project);
+    EXPECT_TRUE(std::filesystem::is_empty(folder)) << "nothing is left of it";
+    model->start();
+    EXPECT_TRUE(eventually([&] { return model->page() == Page::Done; }));
+}
+
+TEST_F(ExportModelTest, WhatTheKeyboardReachesIsInSight) {
+    opens(test::projectIn(directory.url(), 2));
+    test::ShownView view("Varnelle/Editor", "ExportView", {{"model", QVariant::fromValue(model.get())}},
+                         {900, 420}, &qml_register_types_Varnelle_Editor);
+    const auto isInSight = [&](const QQuickItem& item) {
+        const double top = item.mapToScene({0, 0}).y();
+        return top >= 0 && top + item.height() <= view.window.height();
+    };
+    ASSERT_FALSE(isInSight(view.item("renderButton"))) << "there is something to scroll";
+    for (int i = 0; i < 20 && view.focused() != "renderButton"; ++i) {
+        view.press(Qt::Key_Tab);
+        ASSERT_NE(view.window.activeFocusItem(), nullptr);
+        EXPECT_TRUE(isInSight(*view.window.activeFocusItem())) << view.focused().toStdString();
+    }
+    EXPECT_EQ(view.focused(), "renderButton");
+    view.item("backButton").forceActiveFocus();
+    EXPECT_TRUE(isInSight(view.item("backButton")));
 }
 
 TEST(ExportTimeLeftTest, IsToldOnceItCanBeKnown) {

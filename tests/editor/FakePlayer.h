@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,12 +24,14 @@ public:
         std::vector<std::shared_ptr<const PlayerItem>> items;
         AudioMix mix;
         CGSize renderSize;
-        bool isDestroyed = false;
+        std::atomic<bool> isDestroyed = false;
+        std::shared_future<void> mayEnd;  ///< if valid, what the player's end waits for
     };
 
     explicit FakePlayer(std::shared_ptr<Log> log) : log_(std::move(log)) {}
     ~FakePlayer() override {
         endSeek(false);
+        if (log_->mayEnd.valid()) log_->mayEnd.wait();
         log_->isDestroyed = true;
     }
 

@@ -12,6 +12,7 @@
 #include "support/MediaFixtures.h"
 #include "support/SoundFixtures.h"
 #include "support/TemporaryDirectory.h"
+#include "support/XServer.h"
 
 namespace varnelle {
 namespace {
@@ -140,6 +141,32 @@ TEST_F(FilmStripCacheTest, PicturesAreThoseOfTheirTimes) {
     EXPECT_EQ(number(cache->nearestPicture({movie, 20})), 30);
     EXPECT_EQ(number(cache->nearestPicture({movie, 38})), 195);
     EXPECT_TRUE(cache->nearestPicture({temporary.file("other.mov"), 1}).isNull());
+}
+
+/// As another program turns them.
+TEST_F(FilmStripCacheTest, PicturesAreTurnedAsTheirTrackSays) {
+    const URL turned = temporary.file("turned.mov");
+    const URL decoded = temporary.file("decoded.gray");
+    test::ChildProcess tag({"ffmpeg", "-v", "error", "-i", movie.string(), "-c", "copy", "-metadata:s:v:0",
+                            "rotate=90", turned.string()});
+    ASSERT_EQ(tag.waitForEnd(), 0);
+    test::ChildProcess decode({"ffmpeg", "-v", "error", "-ss", "3", "-i", turned.string(), "-frames:v", "1",
+                               "-vf", "scale=54:96:flags=area", "-pix_fmt", "gray", "-f", "rawvideo",
+                               decoded.string()});
+    ASSERT_EQ(decode.waitForEnd(), 0);
+    const std::string expected = readFile(decoded);
+    cache->want({{turned, 6}});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cache->picture({turned, 6}).isNull(); }, 20'000));
+    const QImage shown = cache->picture({turned, 6});
+    ASSERT_EQ(shown.size(), QSize(54, 96));
+    int sum = 0;
+    for (int y = 0; y < 96; ++y) {
+        for (int x = 0; x < 54; ++x) {
+            const auto theirs = static_cast<std::uint8_t>(expected.at(static_cast<std::size_t>(54 * y + x)));
+            sum += std::abs(qGray(shown.pixel(x, y)) - theirs);
+        }
+    }
+    EXPECT_LT(sum / (96 * 54), 10) << "turned the other way, it is more than 40";
 }
 
 TEST_F(FilmStripCacheTest, PicturesAreFoundAgainWithoutTheMovie) {

@@ -58,15 +58,17 @@ protected:
         program_ = std::make_unique<ProgramUnderTest>(*desktop_);
     }
 
-    static URL makePackage(const URL& directory) {
+    static URL makePackage(const URL& directory, bool hasTelemetry = true) {
         Project project = test::recordProject(directory, kFrameCount);
         RecordingSession& session = project.recordingSession;
-        session.cursorRecordingURL = directory.appending("cursor.json");
-        CursorRecording cursor = test::pointerPath(6, [](double t) {
-            return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
-        });
-        cursor.captureRegion = {0, 0, 320, 180};
-        writeCursorRecording(cursor, *session.cursorRecordingURL);
+        if (hasTelemetry) {
+            session.cursorRecordingURL = directory.appending("cursor.json");
+            CursorRecording cursor = test::pointerPath(6, [](double t) {
+                return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
+            });
+            cursor.captureRegion = {0, 0, 320, 180};
+            writeCursorRecording(cursor, *session.cursorRecordingURL);
+        }
         session.cameraRecordingURL = directory.appending("camera.mov");
         std::filesystem::copy_file(session.screenRecordingURL.path(), session.cameraRecordingURL->path());
         const OverlayConfiguration look = project.timeline.overlayConfiguration;
@@ -78,8 +80,8 @@ protected:
     }
 
     /// Starts the program with the package, and stops it from playing at its start.
-    void opens(const URL& package) {
-        program().start({package.string()});
+    void opens(const URL& package, const std::vector<std::string>& environment = {}) {
+        program().start({package.string()}, environment);
         ASSERT_TRUE(program().shows("Preview"));
         ASSERT_TRUE(test::waitUntil([&] { return clipCount() > 0 && program().element("Preview").width > 0; },
                                     kDeadline));
@@ -147,6 +149,36 @@ protected:
     [[nodiscard]] bool becomesDisabled(const std::string& name) {
         return test::waitUntil([&] { return !isEnabled(name); }, kDeadline);
     }
+    /// Seconds of the timeline at which the playhead stands.
+    [[nodiscard]] double playhead() {
+        for (const AccessibleElement& element : test::accessibleElements(program().processID())) {
+            int minutes = 0;
+            double seconds = 0;
+            if (std::sscanf(element.name.c_str(), "Playhead, %d:%lf", &minutes, &seconds) == 2)
+                return 60 * minutes + seconds;
+        }
+        ADD_FAILURE() << "There is no playhead.";
+        return 0;
+    }
+    /// How fast it goes, by two looks that are two seconds of it apart.
+    [[nodiscard]] double playingSpeed() {
+        using Clock = std::chrono::steady_clock;
+        // What is read lies between the beginning and the end of the look.
+        const auto look = [this] {
+            const auto begin = Clock::now();
+            const double seconds = playhead();
+            return std::pair(seconds, begin + (Clock::now() - begin) / 2);
+        };
+        const auto first = look();
+        auto last = first;
+        EXPECT_TRUE(test::waitUntil(
+            [&] {
+                last = look();
+                return last.first > first.first + 2;
+            },
+            kDeadline));
+        return (last.first - first.first) / std::chrono::duration<double>(last.second - first.second).count();
+    }
     [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
     /// What the preview shows on the screen.
     [[nodiscard]] VideoFrame previewPicture() {
@@ -154,6 +186,18 @@ protected:
         LinuxDesktop platform(desktop().server.displayName());
         return *platform.pictureOfDesktop(
             {preview.x, preview.y, preview.x + preview.width, preview.y + preview.height});
+    }
+
+    /// Once the frame has come: two looks at it are the same.
+    [[nodiscard]] VideoFrame restingPicture();
+    /// Goes by keys alone.
+    void stepTo(int frame) {
+        keys().type(kHome);
+        ASSERT_TRUE(program().shows("Playhead, 0:00.00"));
+        for (int i = 0; i < frame; ++i) keys().type(kRight);
+        char text[32];
+        std::snprintf(text, sizeof text, "Playhead, 0:%05.2f", frame / 30.0);
+        ASSERT_TRUE(program().shows(text));
     }
 
     std::unique_ptr<ProgramUnderTest> program_;
@@ -194,12 +238,49 @@ double difference(const VideoFrame& one, const VideoFrame& other) {
     return sum / static_cast<double>(a.size());
 }
 
+VideoFrame EditorTest::restingPicture() {
+    std::optional<VideoFrame> last;
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            std::this_thread::sleep_for(150ms);
+            VideoFrame now = previewPicture();
+            const bool isSame = last && difference(*last, now) == 0;
+            last = std::move(now);
+            return isSame;
+        },
+        kDeadline));
+    return *last;
+}
+
 TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     opens(makePackage(recording_.url()));
     EXPECT_THAT(program().namelessControls(), IsEmpty());
     const AccessibleElement clip = shown("Clip 1");
     const int laneY = clip.midY();
     const int second = clip.width / 6;
+
+    // It plays as fast as time passes, and stops.
+    program().click("Play");
+    ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
+    EXPECT_NEAR(playingSpeed(), 1, 0.2);
+    keys().type(kSpace);
+    ASSERT_TRUE(program().shows("Play"));
+    const double stopped = playhead();
+    EXPECT_LT(stopped, 6) << "by the key, not by the end";
+    EXPECT_EQ(playhead(), stopped);
+
+    // A scrub along the ruler shows what the keys show there.
+    drag(clip.x + 5, clip.y - 15, 3 * second, 0);
+    desktop().pointer.moveTo(5, 5);
+    ASSERT_TRUE(test::waitUntil([&] { return std::abs(playhead() - 3) < 0.1; }, kDeadline));
+    const int frame = static_cast<int>(playhead() * 30 + 0.15);
+    const VideoFrame scrubbed = restingPicture();
+    stepTo(frame - 15);
+    const double otherMoment = difference(restingPicture(), scrubbed);
+    for (int i = 0; i < 15; ++i) keys().type(kRight);
+    EXPECT_TRUE(test::waitUntil(
+        [&] { return difference(restingPicture(), scrubbed) < std::min(0.003, otherMoment / 2); }, kDeadline))
+        << "another moment differs by " << otherMoment;
 
     // A cut in the middle, and the second part a second shorter at its end.
     program().click("Cut");
@@ -257,8 +338,12 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     slides("Cursor Size");
     program().click("Background");
     for (const char* name : {"Padding", "Roundness", "Shadow", "Shadow Softness"}) slides(name);
+    program().click("Reset Shadow Softness");
+    EXPECT_TRUE(becomesDisabled("Reset Shadow Softness"));
     program().click("Images");
     program().click("Farmvalley");
+    program().click("Gradients");
+    program().click("Berry Blast");
     EXPECT_THAT(program().namelessControls(), IsEmpty());
     program().click("Camera");
     toggles("Mirror");
@@ -271,6 +356,8 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     const AccessibleElement bubble = shown("Camera bubble");
     drag(bubble.midX(), bubble.midY(), 60, -40);
     ASSERT_TRUE(test::waitUntil([&] { return shown("Camera bubble").x > bubble.x + 40; }, kDeadline));
+    program().click("Camera");
+    toggles("Show Camera Overlay");
 
     // All of it back and forth.
     desktop().click(shown("Preview").x + 3, shown("Preview").y + 3);
@@ -304,21 +391,49 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     EXPECT_NEAR(share, 0.75, 0.05);
     EXPECT_NEAR(look.canvasCornerRadius, 80 * share, 1);
     EXPECT_NEAR(look.canvasShadowOpacity, 0.8 * share, 0.01);
-    EXPECT_NEAR(look.canvasShadowRadius, 6 + 54 * share, 1);
+    EXPECT_EQ(look.canvasShadowRadius, OverlayConfiguration{}.canvasShadowRadius) << "it was reset";
     EXPECT_NEAR(look.scale, 0.65 + 1.75 * share, 0.03);
     EXPECT_NEAR(look.cornerRadiusRatio, 0.08 + 0.42 * share, 0.01);
     EXPECT_NEAR(look.overlayShadowOpacity, 0.8 * share, 0.01);
     EXPECT_NEAR(look.overlayShadowRadius, 6 + 54 * share, 1);
-    EXPECT_EQ(look.wallpaperPath, "asset://wallpapers/farmvalley.jpg");
+    EXPECT_EQ(look.wallpaperPath, "procedural://gradient/berry");
+    EXPECT_TRUE(std::any_of(state.undoStack.begin(), state.undoStack.end(), [](const Project& step) {
+        return step.timeline.overlayConfiguration.wallpaperPath == "asset://wallpapers/farmvalley.jpg";
+    }));
+    EXPECT_FALSE(look.showsCamera);
     EXPECT_TRUE(look.isMirrored);
     EXPECT_TRUE(look.position);
     EXPECT_FALSE(timeline.audioConfiguration.includesMicrophone);
     EXPECT_FALSE(timeline.audioConfiguration.includesSystemSound);
-    EXPECT_GE(state.undoStack.size(), 22U) << "each of them is a step";
+    EXPECT_GE(state.undoStack.size(), 25U) << "each of them is a step";
 
     opens(package);
     EXPECT_TRUE(hasClips(2));
     EXPECT_TRUE(isEnabled("Undo")) << "the history is in the package";
+}
+
+TEST_F(EditorTest, NothingHoldsUpTheEditor) {
+    opens(makePackage(recording_.url()));
+    const AccessibleElement clip = shown("Clip 1");
+    const AccessibleElement zoom = shown("Zoom/Pan 1");
+    const AccessibleElement slider = shown("Cursor Size");
+    const std::size_t atStart = program().stalls().size();
+    drag(clip.x + clip.width - 5, clip.midY(), -clip.width / 4, 0);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Clip 1").description != clip.description; }, kDeadline));
+    drag(zoom.midX(), zoom.midY(), 20, 0);
+    ASSERT_TRUE(test::waitUntil([&] { return shown("Zoom/Pan 1").x != zoom.x; }, kDeadline));
+    drag(slider.midX(), slider.midY(), slider.width / 3, 0);
+    ASSERT_TRUE(
+        test::waitUntil([&] { return shown("Cursor Size").description != slider.description; }, kDeadline));
+    drag(clip.x + 10, clip.y - 15, clip.width / 2, 0);
+    ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
+    keys().type(kHome);
+    program().click("Play");
+    program().click("New Recording");
+    ASSERT_TRUE(program().shows("Cancel"));
+    program().click("Delete");
+    ASSERT_TRUE(program().shows("Recording setup"));
+    program().expectNoStall(atStart);
 }
 
 TEST_F(EditorTest, WhatIsShownIsWhatIsExported) {
@@ -328,24 +443,8 @@ TEST_F(EditorTest, WhatIsShownIsWhatIsExported) {
     const AccessibleElement clip = shown("Clip 1");
     desktop().pointer.moveTo(5, 5);
     for (const double time : times) {
-        keys().type(kHome);
-        ASSERT_TRUE(program().shows("Playhead, 0:00.00"));
-        for (int i = 0; i < std::lround(time * 30); ++i) keys().type(kRight);
-        char text[32];
-        std::snprintf(text, sizeof text, "Playhead, 0:%05.2f", time);
-        ASSERT_TRUE(program().shows(text));
-        std::optional<VideoFrame> last;
-        // The frame has come once two looks are the same.
-        ASSERT_TRUE(test::waitUntil(
-            [&] {
-                std::this_thread::sleep_for(150ms);
-                VideoFrame now = previewPicture();
-                const bool isSame = last && difference(*last, now) == 0;
-                last = std::move(now);
-                return isSame;
-            },
-            kDeadline));
-        shownPictures.push_back(*last);
+        stepTo(static_cast<int>(std::lround(time * 30)));
+        shownPictures.push_back(restingPicture());
     }
     program().click("Export");
     program().click("Render Project");
@@ -398,6 +497,19 @@ TEST_F(EditorTest, TheKeyboardAloneEditsAndExports) {
     ASSERT_TRUE(tabTo("Back to Editor"));
     keys().type(kSpace);
     ASSERT_TRUE(program().shows("Preview"));
+}
+
+TEST_F(EditorTest, WithoutSoundAndTelemetryItPlaysAndExportsAllTheSame) {
+    opens(makePackage(recording_.url(), false), {"PIPEWIRE_REMOTE=there-is-none"});
+    program().click("Play");
+    ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
+    const double speed = playingSpeed();
+    EXPECT_GT(speed, 0.8);
+    EXPECT_LT(speed, 1.2);
+    program().click("Export");
+    program().click("Render Project");
+    ASSERT_TRUE(program().shows("Export Success"));
+    EXPECT_NEAR(MediaAsset(movies().appending("Little.mp4")).duration().seconds(), 6, 0.1);
 }
 
 TEST_F(EditorTest, WhatCantBeReadIsSaid) {

@@ -80,6 +80,8 @@ public:
     };
     /// Since the start of the program, in order.
     [[nodiscard]] std::vector<Stall> stalls() const;
+    /// Nothing but the first `known` of them was one that a user would feel.
+    void expectNoStall(std::size_t known) const;
     /// What it has printed.
     [[nodiscard]] std::string output() const;
 
