@@ -25,9 +25,9 @@ public:
 
     /// Why there can't be one here; absent if there can.
     static std::optional<std::string> obstacle();
-    explicit Desktop(XServer displayServer = XServer(kWidth, kHeight));
+    Desktop();
 
-    XServer server;
+    XServer server{kWidth, kHeight};
     AccessibilitySession session{server};
     PipeWireServer sound;
     PointerRobot pointer{server.displayName()};
