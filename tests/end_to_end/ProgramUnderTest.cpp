@@ -64,7 +64,7 @@ std::optional<std::string> Desktop::obstacle() {
     return std::nullopt;
 }
 
-Desktop::Desktop() {
+Desktop::Desktop(XServer displayServer) : server(std::move(displayServer)) {
     server.startWindowManager();
 }
 

@@ -25,9 +25,9 @@ public:
 
     /// Why there can't be one here; absent if there can.
     static std::optional<std::string> obstacle();
-    Desktop();
+    explicit Desktop(XServer displayServer = XServer(kWidth, kHeight));
 
-    XServer server{kWidth, kHeight};
+    XServer server;
     AccessibilitySession session{server};
     PipeWireServer sound;
     PointerRobot pointer{server.displayName()};

@@ -52,6 +52,14 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& additio
     return result;
 }
 
+std::vector<std::string> commandOf(int widthPixels, int heightPixels,
+                                   const std::vector<std::string>& furtherArguments) {
+    const std::string screen = std::to_string(widthPixels) + "x" + std::to_string(heightPixels) + "x24";
+    std::vector<std::string> command{"Xvfb", "-screen", "0", screen};
+    command.insert(command.end(), furtherArguments.begin(), furtherArguments.end());
+    return command;
+}
+
 /// The line that the server writes when it is ready: its display number.
 std::string readDisplayNumber(int descriptor) {
     std::string line;
@@ -60,7 +68,7 @@ std::string readDisplayNumber(int descriptor) {
         char character = 0;
         if (poll(&readable, 1, static_cast<int>(std::chrono::milliseconds(kStartDeadline).count())) <= 0 ||
             read(descriptor, &character, 1) != 1) {
-            throw std::runtime_error("Xvfb didn't start");
+            throw std::runtime_error("the X server didn't start");
         }
         line += character;
     }
@@ -132,15 +140,25 @@ bool XServer::isAvailable() {
     return !findProgram("Xvfb").empty();
 }
 
-XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::string>& furtherArguments) {
+const char* XServer::obstacleToScreens() {
+    if (findProgram("Xorg").empty() || access("/usr/lib/xorg/modules/drivers/dummy_drv.so", R_OK) != 0)
+        return "Xorg and its driver without hardware aren't installed";
+    return geteuid() == 0 ? nullptr : "Xorg takes a configuration from the superuser only";
+}
+
+XServer XServer::withScreens() {
+    return XServer({"Xorg", "-config", VARNELLE_SCREENS_CONFIGURATION, "-logfile", "/dev/null", "-sharevts",
+                    "-novtswitch"});
+}
+
+XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::string>& furtherArguments)
+    : XServer(commandOf(widthPixels, heightPixels, furtherArguments)) {}
+
+XServer::XServer(std::vector<std::string> command) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    const std::string screen = std::to_string(widthPixels) + "x" + std::to_string(heightPixels) + "x24";
-    std::vector<std::string> arguments{"Xvfb",      "-displayfd", std::to_string(ends[1]),
-                                       "-screen",   "0",          screen,
-                                       "-nolisten", "tcp",        "-noreset"};
-    arguments.insert(arguments.end(), furtherArguments.begin(), furtherArguments.end());
-    server_ = std::make_unique<ChildProcess>(arguments, std::vector<std::string>{}, ends[1]);
+    command.insert(command.end(), {"-displayfd", std::to_string(ends[1]), "-nolisten", "tcp", "-noreset"});
+    server_ = std::make_unique<ChildProcess>(command, std::vector<std::string>{}, ends[1]);
     close(ends[1]);
     try {
         displayName_ = ":" + readDisplayNumber(ends[0]);

@@ -30,7 +30,7 @@ private:
     pid_t processID_ = -1;
 };
 
-/// A private X server without a screen, on a display number of its own, for as long as the object lives.
+/// A private X server without hardware, on a display number of its own, for as long as the object lives.
 class XServer {
 public:
     /// Whether the programs are there; a test without them skips with this reason.
@@ -41,6 +41,11 @@ public:
     /// `furtherArguments` go to the server's command line.
     explicit XServer(int widthPixels = 640, int heightPixels = 480,
                      const std::vector<std::string>& furtherArguments = {});
+    /// A server with outputs that `xrandr` turns on and off, as if screens were plugged in and out: "DUMMY0"
+    /// with 1024 by 768 pixels from the start, "DUMMY1" and further ones. Throws `std::runtime_error`.
+    static XServer withScreens();
+    /// Why there can't be one; null if there can.
+    static const char* obstacleToScreens();
 
     [[nodiscard]] const std::string& displayName() const { return displayName_; }
     [[nodiscard]] pid_t processID() const { return server_->processID(); }
@@ -53,6 +58,8 @@ public:
     void thaw();
 
 private:
+    explicit XServer(std::vector<std::string> command);
+
     std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> windowManager_;
     /// Kept open, as its windows' numbers would be given to the next program's windows, which confuses the
