@@ -28,7 +28,6 @@ constexpr std::size_t kPicturesInMemory = 800;
 /// Some 4 KB each.
 constexpr std::size_t kPicturesOnDisk = 2000;
 constexpr int kPicturesPerWrite = 64;
-constexpr auto kKeptKind = "upright-filmstrip";
 constexpr int kJPEGQuality = 86;
 constexpr auto kStreamVersion = QDataStream::Qt_6_4;
 
@@ -149,7 +148,7 @@ private:
     }
     /// Turns to a source: reads what is known of it.
     void open(const URL& url) {
-        const auto name = TimelineCacheDirectory::name(url, kKeptKind);
+        const auto name = TimelineCacheDirectory::name(url, "filmstrip");
         if (url == url_ && name == name_) return;
         save();
         source_.reset();

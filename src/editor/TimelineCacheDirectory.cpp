@@ -18,7 +18,7 @@ namespace {
 
 constexpr auto kDigest = QCryptographicHash::Sha1;
 /// Counts up whenever what is kept, or how, changes.
-constexpr char kFormat[] = "1";
+constexpr char kFormat[] = "2";
 
 }  // namespace
 

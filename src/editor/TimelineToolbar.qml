@@ -136,6 +136,7 @@ RowLayout {
         iconName: "trash"
         label: qsTr("Delete")
         objectName: "deleteButton"
+        successor: zoomIn
 
         onPressed: root.model.pressDelete()
     }
@@ -145,10 +146,13 @@ RowLayout {
     }
 
     TimelineToolButton {
+        id: zoomOut
+
         enabled: root.model.zoomScale > 1
         iconName: "minus.magnifyingglass"
         label: qsTr("Zoom Out")
         objectName: "zoomOutButton"
+        successor: zoomIn
 
         onPressed: root.model.zoomScale = root.model.zoomScale / 1.25
     }
@@ -167,10 +171,13 @@ RowLayout {
     }
 
     TimelineToolButton {
+        id: zoomIn
+
         enabled: root.model.zoomScale < root.model.maximumZoom
         iconName: "plus.magnifyingglass"
         label: qsTr("Zoom In")
         objectName: "zoomInButton"
+        successor: zoomOut
 
         onPressed: root.model.zoomScale = root.model.zoomScale * 1.25
     }

@@ -25,7 +25,7 @@ Item {
         // Disabled with all that is around, it has the keyboard again afterwards.
         if (enabled || !focus || !visible || !parent.enabled)
             return;
-        const next = successor.enabled ? successor : nextItemInFocusChain();
+        const next = successor !== null && successor.enabled ? successor : nextItemInFocusChain();
         next.forceActiveFocus(Qt.TabFocusReason);
     }
 

@@ -58,12 +58,19 @@ protected:
         QCoreApplication::sendPostedEvents();
         QCoreApplication::processEvents();
     }
+    void closes() {
+        app->requestProjectTransition(NewRecording{});
+        ASSERT_TRUE(windows.alert);
+        windows.answer(ProjectAlertAnswer::deleteProject);
+        EXPECT_TRUE(eventually([&] { return !editor->hasProject(); }));
+    }
     [[nodiscard]] const Project& current() const { return *app->currentProject(); }
     [[nodiscard]] const SharedList<TimelineClip>& clips() const { return current().videoTrack()->clips; }
     [[nodiscard]] TimelineModel& timeline() { return *editor->timeline(); }
     [[nodiscard]] std::size_t undoSteps() const { return app->currentEditorState()->undoStack.size(); }
 
     Project project;
+    const test::TemporaryDirectory another;  ///< for a further recording
     std::shared_ptr<test::FakePlayer::Log> log = std::make_shared<test::FakePlayer::Log>();
     test::FakePlayer* player = nullptr;  ///< that of the open project
     std::unique_ptr<EditorModel> editor;
@@ -82,10 +89,7 @@ TEST_F(EditorModelTest, OpensPlaysAndCloses) {
 
     app->showExportView();
     EXPECT_FALSE(editor->playback()->isPlaying()) << "who exports hears nothing";
-    app->requestProjectTransition(NewRecording{});
-    ASSERT_TRUE(windows.alert);
-    windows.answer(ProjectAlertAnswer::deleteProject);
-    EXPECT_TRUE(eventually([&] { return !editor->hasProject(); }));
+    closes();
     EXPECT_TRUE(eventually([&] { return log->isDestroyed.load(); }));
     EXPECT_EQ(editor->playback(), nullptr);
 }
@@ -96,9 +100,10 @@ TEST_F(EditorModelTest, AProjectClosesBeforeItsPlayerHasEnded) {
     app->beginProject(project);
     isLoaded();
     log->commands.clear();
-    app->beginProject(test::recordProject(directory.url(), 30));
+    closes();
     EXPECT_FALSE(log->isDestroyed);
     EXPECT_THAT(log->commands, ElementsAre("no item")) << "it is silent at once";
+    app->beginProject(test::recordProject(another.url(), 30));
     isLoaded();
     EXPECT_TRUE(editor->playback()->isPlaying());
     EXPECT_EQ(timeline().durationText(), "0:01.00");
@@ -268,7 +273,8 @@ TEST_F(EditorModelTest, WhatDisablesItselfPassesTheKeyboardOn) {
     view.press(Qt::Key_Return);
     EXPECT_TRUE(focusBecomes("undoButton")) << view.focused().toStdString();
     // Without either, it is the next control.
-    app->beginProject(test::recordProject(directory.url(), 30));
+    closes();
+    app->beginProject(test::recordProject(another.url(), 30));
     EXPECT_TRUE(QTest::qWaitFor([&] {
         const QQuickItem* focused = view.window.activeFocusItem();
         return focused != nullptr && focused->parentItem() == &view.item("nameField");

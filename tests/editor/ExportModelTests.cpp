@@ -153,7 +153,7 @@ TEST_F(ExportModelTest, CancelledAndFailedExportsComeBackWithAText) {
 }
 
 TEST_F(ExportModelTest, AFolderThatGoesAndAFullDiskAreSaid) {
-    const Project project = test::recordProject(directory.url(), 120);
+    const Project project = test::recordProject(directory.url(), 150);
     opens(project);
     model->setFilename("lost");
     const std::filesystem::path folder =
@@ -161,8 +161,16 @@ TEST_F(ExportModelTest, AFolderThatGoesAndAFullDiskAreSaid) {
     model->start();
     ASSERT_TRUE(
         eventually([&] { return std::filesystem::exists(folder) && !std::filesystem::is_empty(folder); }));
-    std::filesystem::remove_all(folder);
-    ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+    const auto isIn = [&](Page page) {
+        return QTest::qWaitFor([&] { return model->page() == page; }, 60'000);
+    };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            std::error_code ignored;
+            std::filesystem::remove_all(folder, ignored);
+            return model->page() == Page::Configure;
+        },
+        60'000));
     EXPECT_THAT(model->errorText().toStdString(), HasSubstr("lost.mp4"));
     EXPECT_EQ(app->currentProject(), project);
 
@@ -170,13 +178,13 @@ TEST_F(ExportModelTest, AFolderThatGoesAndAFullDiskAreSaid) {
         const FullDisk full(8'000);
         model->start();
         EXPECT_TRUE(model->errorText().isEmpty());
-        ASSERT_TRUE(eventually([&] { return model->page() == Page::Configure; }));
+        ASSERT_TRUE(isIn(Page::Configure));
     }
     EXPECT_THAT(model->errorText().toStdString(), HasSubstr("lost.mp4"));
     EXPECT_EQ(app->currentProject(), project);
     EXPECT_TRUE(std::filesystem::is_empty(folder)) << "nothing is left of it";
     model->start();
-    EXPECT_TRUE(eventually([&] { return model->page() == Page::Done; }));
+    EXPECT_TRUE(isIn(Page::Done));
 }
 
 TEST_F(ExportModelTest, WhatTheKeyboardReachesIsInSight) {

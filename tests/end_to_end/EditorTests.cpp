@@ -160,24 +160,33 @@ protected:
         ADD_FAILURE() << "There is no playhead.";
         return 0;
     }
-    /// How fast it goes, by two looks that are two seconds of it apart.
-    [[nodiscard]] double playingSpeed() {
+    /// By two looks that are two seconds of it apart. What a look reads lies between its beginning and its
+    /// end.
+    [[nodiscard]] bool playsAsTimePasses() {
         using Clock = std::chrono::steady_clock;
-        // What is read lies between the beginning and the end of the look.
-        const auto look = [this] {
-            const auto begin = Clock::now();
-            const double seconds = playhead();
-            return std::pair(seconds, begin + (Clock::now() - begin) / 2);
+        struct Look {
+            Clock::time_point begin = Clock::now();
+            double seconds = 0;
+            Clock::time_point end;
         };
-        const auto first = look();
-        auto last = first;
+        const auto look = [this] {
+            Look result;
+            result.seconds = playhead();
+            result.end = Clock::now();
+            return result;
+        };
+        const Look first = look();
+        Look last = first;
         EXPECT_TRUE(test::waitUntil(
             [&] {
                 last = look();
-                return last.first > first.first + 2;
+                return last.seconds > first.seconds + 2;
             },
             kDeadline));
-        return (last.first - first.first) / std::chrono::duration<double>(last.second - first.second).count();
+        const std::chrono::duration<double> least = last.begin - first.end;
+        const std::chrono::duration<double> most = last.end - first.begin;
+        const double played = last.seconds - first.seconds;
+        return played >= 0.95 * least.count() && played <= 1.05 * most.count();
     }
     [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
     /// What the preview shows on the screen.
@@ -262,21 +271,21 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     // It plays as fast as time passes, and stops.
     program().click("Play");
     ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
-    EXPECT_NEAR(playingSpeed(), 1, 0.2);
+    EXPECT_TRUE(playsAsTimePasses());
     keys().type(kSpace);
     ASSERT_TRUE(program().shows("Play"));
     const double stopped = playhead();
-    EXPECT_LT(stopped, 6) << "by the key, not by the end";
     EXPECT_EQ(playhead(), stopped);
 
     // A scrub along the ruler shows what the keys show there.
     drag(clip.x + 5, clip.y - 15, 3 * second, 0);
     desktop().pointer.moveTo(5, 5);
     ASSERT_TRUE(test::waitUntil([&] { return std::abs(playhead() - 3) < 0.1; }, kDeadline));
-    const int frame = static_cast<int>(playhead() * 30 + 0.15);
+    const int frame = static_cast<int>(playhead() * 30 + 0.25);
     const VideoFrame scrubbed = restingPicture();
     stepTo(frame - 15);
     const double otherMoment = difference(restingPicture(), scrubbed);
+    ASSERT_GT(otherMoment, 0);
     for (int i = 0; i < 15; ++i) keys().type(kRight);
     EXPECT_TRUE(test::waitUntil(
         [&] { return difference(restingPicture(), scrubbed) < std::min(0.003, otherMoment / 2); }, kDeadline))
@@ -503,9 +512,7 @@ TEST_F(EditorTest, WithoutSoundAndTelemetryItPlaysAndExportsAllTheSame) {
     opens(makePackage(recording_.url(), false), {"PIPEWIRE_REMOTE=there-is-none"});
     program().click("Play");
     ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
-    const double speed = playingSpeed();
-    EXPECT_GT(speed, 0.8);
-    EXPECT_LT(speed, 1.2);
+    EXPECT_TRUE(playsAsTimePasses());
     program().click("Export");
     program().click("Render Project");
     ASSERT_TRUE(program().shows("Export Success"));

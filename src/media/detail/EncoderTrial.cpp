@@ -39,9 +39,12 @@ std::string processorModel() {
     return "unknown";
 }
 
+/// Counts up whenever capture is encoded otherwise.
+constexpr int kTrialVersion = 2;
+
 std::string trialKey(const VideoSettings& settings) {
-    return fmt::format("{} x{}, {}x{}, {}", processorModel(), std::thread::hardware_concurrency(),
-                       settings.width, settings.height, settings.expectedSourceFrameRate);
+    return fmt::format("{} x{}, {}x{}, {}, {}", processorModel(), std::thread::hardware_concurrency(),
+                       settings.width, settings.height, settings.expectedSourceFrameRate, kTrialVersion);
 }
 
 nlohmann::json readCache() {

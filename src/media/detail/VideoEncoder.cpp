@@ -98,6 +98,7 @@ VideoEncoder::VideoEncoder(const std::string& encoderName, const VideoSettings& 
     if (!context_) throw std::bad_alloc();
     const int rate = std::max(1, settings.expectedSourceFrameRate);
     frameTicks_ = kVideoTimeBase.den / rate;
+    // A recording is scrubbed, and a scrub decodes from the key frame on. Its file is the larger for it.
     const int keyFrameRate = settings.purpose == EncodingPurpose::liveCapture ? 4 : 2;
     keyFrameIntervalTicks_ = kVideoTimeBase.den / keyFrameRate;
     AVCodecContext& context = *context_;

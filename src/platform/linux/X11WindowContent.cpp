@@ -82,6 +82,7 @@ bool X11WindowContent::hasChanges() {
             case XCB_DESTROY_NOTIFY:
                 if (reinterpret_cast<const xcb_destroy_notify_event_t&>(*event).window == window_)
                     throw closedError();
+                watched_ = XCB_NONE;  // its number may be given to another
                 isOutdated_ = true;
                 break;
             case XCB_CONFIGURE_NOTIFY: {

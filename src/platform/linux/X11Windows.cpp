@@ -136,22 +136,27 @@ std::optional<X11WindowPlace> placeSeenAtOnce(X11Connection& connection, xcb_win
     const xcb_window_t root = connection.screen().root;
     X11WindowPlace place;
     place.topLevel = window;
-    while (true) {
-        const auto tree =
-            connection.replyIfGranted<xcb_query_tree_reply_t>(xcb_query_tree(x, place.topLevel), "QueryTree");
-        if (tree == nullptr) return std::nullopt;
-        if (tree->parent == root || tree->parent == XCB_NONE) break;
-        place.topLevel = tree->parent;
+    const auto parentOf = [&](xcb_query_tree_cookie_t cookie) -> std::optional<xcb_window_t> {
+        const auto tree = connection.replyIfGranted<xcb_query_tree_reply_t>(cookie, "QueryTree");
+        return tree == nullptr ? std::nullopt : std::optional(tree->parent);
+    };
+    const std::optional<xcb_window_t> windowParent = parentOf(xcb_query_tree(x, window));
+    std::optional<xcb_window_t> parent = windowParent;
+    while (parent && *parent != root && *parent != XCB_NONE) {
+        place.topLevel = *parent;
+        parent = parentOf(xcb_query_tree(x, place.topLevel));
     }
+    if (!parent) return std::nullopt;
     const auto geometryCookie = xcb_get_geometry(x, place.topLevel);
-    const auto treeCookie = xcb_query_tree(x, place.topLevel);
+    const auto parentCookie = xcb_query_tree(x, place.topLevel);
+    const auto windowParentCookie = xcb_query_tree(x, window);
     const auto attributesCookie = xcb_get_window_attributes(x, place.topLevel);
     const auto clientCookie = xcb_get_geometry(x, window);
     const auto originCookie = xcb_translate_coordinates(x, window, root, 0, 0);
     X11Property decorationProperty(connection, window, "_NET_FRAME_EXTENTS");
     X11Property shadowProperty(connection, window, "_GTK_FRAME_EXTENTS");
     const auto geometry = connection.replyIfGranted<xcb_get_geometry_reply_t>(geometryCookie, "GetGeometry");
-    const auto tree = connection.replyIfGranted<xcb_query_tree_reply_t>(treeCookie, "QueryTree");
+    const bool hasMoved = parentOf(parentCookie) != parent || parentOf(windowParentCookie) != windowParent;
     const auto attributes =
         connection.replyIfGranted<xcb_get_window_attributes_reply_t>(attributesCookie, "GetWindowAttributes");
     const auto client = connection.replyIfGranted<xcb_get_geometry_reply_t>(clientCookie, "GetGeometry");
@@ -159,8 +164,7 @@ std::optional<X11WindowPlace> placeSeenAtOnce(X11Connection& connection, xcb_win
         connection.replyIfGranted<xcb_translate_coordinates_reply_t>(originCookie, "TranslateCoordinates");
     const std::vector<std::uint32_t> decoration = decorationProperty.numbers();
     const std::vector<std::uint32_t> shadow = shadowProperty.numbers();
-    if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr ||
-        tree == nullptr || (tree->parent != root && tree->parent != XCB_NONE)) {
+    if (geometry == nullptr || attributes == nullptr || client == nullptr || origin == nullptr || hasMoved) {
         return std::nullopt;
     }
     const int border = 2 * geometry->border_width;
