@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <QSignalSpy>
+#include <QTest>
 #include <fstream>
 
 #include "app/LaunchedAppTest.h"
