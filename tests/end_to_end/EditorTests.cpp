@@ -22,21 +22,12 @@ namespace varnelle {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace test::key;
 using test::AccessibleElement;
 using test::Desktop;
 using test::ProgramUnderTest;
 using testing::IsEmpty;
 
-constexpr std::uint32_t kReturn = 0xff0d;
-constexpr std::uint32_t kTab = 0xff09;
-constexpr std::uint32_t kSpace = 0x20;
-constexpr std::uint32_t kHome = 0xff50;
-constexpr std::uint32_t kLeft = 0xff51;
-constexpr std::uint32_t kRight = 0xff53;
-constexpr std::uint32_t kEnd = 0xff57;
-constexpr std::uint32_t kDelete = 0xffff;
-constexpr std::uint32_t kControl = 0xffe3;
-constexpr std::uint32_t kShift = 0xffe1;
 constexpr auto kDeadline = 40s;
 constexpr int kFrameCount = 180;  // six seconds
 

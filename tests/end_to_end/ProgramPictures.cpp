@@ -17,9 +17,9 @@ namespace varnelle {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace test::key;
 using test::AccessibleElement;
 
-constexpr std::uint32_t kSpace = 0x20;
 constexpr int kFrameBorder = 1;  // of the window manager's
 
 class Photographer {

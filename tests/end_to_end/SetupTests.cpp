@@ -17,18 +17,13 @@ namespace varnelle {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace test::key;
 using test::AccessibleElement;
 using test::Desktop;
 using test::PatternWindow;
 using test::ProgramUnderTest;
 using testing::IsEmpty;
 
-constexpr std::uint32_t kReturn = 0xff0d;
-constexpr std::uint32_t kEscape = 0xff1b;
-constexpr std::uint32_t kTab = 0xff09;
-constexpr std::uint32_t kSpace = 0x20;
-constexpr std::uint32_t kControl = 0xffe3;
-constexpr std::uint32_t kAlternate = 0xffe9;
 constexpr int kCell = 40;
 
 /// Where the accessibility service is and how it is asked to be on, by the program's own permission.

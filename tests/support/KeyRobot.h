@@ -9,6 +9,22 @@ struct xcb_connection_t;
 
 namespace varnelle::test {
 
+/// Symbols of keys that have no letter.
+namespace key {
+inline constexpr std::uint32_t kSpace = 0x20;
+inline constexpr std::uint32_t kTab = 0xff09;
+inline constexpr std::uint32_t kReturn = 0xff0d;
+inline constexpr std::uint32_t kEscape = 0xff1b;
+inline constexpr std::uint32_t kHome = 0xff50;
+inline constexpr std::uint32_t kLeft = 0xff51;
+inline constexpr std::uint32_t kRight = 0xff53;
+inline constexpr std::uint32_t kEnd = 0xff57;
+inline constexpr std::uint32_t kShift = 0xffe1;
+inline constexpr std::uint32_t kControl = 0xffe3;
+inline constexpr std::uint32_t kAlternate = 0xffe9;
+inline constexpr std::uint32_t kDelete = 0xffff;
+}  // namespace key
+
 /// Presses keys of a display, as if a user did. Keys are named by the symbol that they have without
 /// modifiers, as in X11's keysymdef.h.
 class KeyRobot {
