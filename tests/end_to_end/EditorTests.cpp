@@ -151,8 +151,7 @@ protected:
         ADD_FAILURE() << "There is no playhead.";
         return 0;
     }
-    /// By two looks that are two seconds of it apart. What a look reads lies between its beginning and its
-    /// end.
+    /// By two looks. What a look reads lies between its beginning and its end.
     [[nodiscard]] bool playsAsTimePasses() {
         using Clock = std::chrono::steady_clock;
         struct Look {
@@ -166,18 +165,27 @@ protected:
             result.end = Clock::now();
             return result;
         };
-        const Look first = look();
-        Look last = first;
-        EXPECT_TRUE(test::waitUntil(
+        Look first;
+        Look last;
+        const bool hasLooked = test::waitUntil(
             [&] {
-                last = look();
-                return last.seconds > first.seconds + 2;
+                first = look();
+                do {
+                    last = look();
+                } while (last.seconds > first.seconds && last.seconds < first.seconds + 0.5);
+                if (last.seconds > first.seconds && last.seconds < kFrameCount / 30.0) return true;
+                // It came to its end meanwhile.
+                keys().type(kHome);
+                keys().type(kSpace);
+                return false;
             },
-            kDeadline));
+            kDeadline);
+        EXPECT_TRUE(hasLooked);
         const std::chrono::duration<double> least = last.begin - first.end;
         const std::chrono::duration<double> most = last.end - first.begin;
         const double played = last.seconds - first.seconds;
-        return played >= 0.95 * least.count() && played <= 1.05 * most.count();
+        constexpr double label = 0.02;  // what its text rounds
+        return played >= 0.95 * least.count() - label && played <= 1.05 * most.count() + label;
     }
     [[nodiscard]] URL movies() { return program().home().appending("Videos"); }
     /// What the preview shows on the screen.
@@ -412,7 +420,7 @@ TEST_F(EditorTest, EverythingIsDoneUndoneSavedAndReopened) {
     EXPECT_TRUE(isEnabled("Undo")) << "the history is in the package";
 }
 
-TEST_F(EditorTest, NothingHoldsUpTheEditor) {
+TEST_F(EditorTest, NothingHoldsUpWhatIsDragged) {
     opens(makePackage(recording_.url()));
     const AccessibleElement clip = shown("Clip 1");
     const AccessibleElement zoom = shown("Zoom/Pan 1");
@@ -427,12 +435,6 @@ TEST_F(EditorTest, NothingHoldsUpTheEditor) {
         test::waitUntil([&] { return shown("Cursor Size").description != slider.description; }, kDeadline));
     drag(clip.x + 10, clip.y - 15, clip.width / 2, 0);
     ASSERT_TRUE(program().showsNoMore("Playhead, 0:00.00"));
-    keys().type(kHome);
-    program().click("Play");
-    program().click("New Recording");
-    ASSERT_TRUE(program().shows("Cancel"));
-    program().click("Delete");
-    ASSERT_TRUE(program().shows("Recording setup"));
     program().expectNoStall(atStart);
 }
 
