@@ -29,7 +29,8 @@ class PreviewFrames;
 /// one player, and publishes time and state for the timeline and the preview. Changes of the look, of the
 /// zoom-pan ranges and of the sound go into what plays, without a build.
 ///
-/// Qt main thread; nothing here waits. One controller lives as long as an editor view. C++ reads exact times
+/// Qt main thread; only the end without a queue waits. One controller lives as long as an editor view. C++
+/// reads exact times
 /// (`currentTime()`), QML seconds (`currentSeconds`).
 class EditorPlaybackController : public QObject {
     Q_OBJECT
@@ -103,7 +104,8 @@ public:
     /// Where the preview finds the newest frame. Never null; outlives the controller if need be.
     [[nodiscard]] const std::shared_ptr<PreviewFrames>& previewFrames() const { return previewFrames_; }
 
-    /// Cancels what is under way and ends the player with all its threads. Nothing is published afterwards.
+    /// Cancels what is under way and ends the player with all its threads, which the destructor does too. No
+    /// time and no state is published afterwards.
     void teardown();
     /// Falls silent and does the same without waiting: what threads are still at, and what is large to let go
     /// of, ends on a queue.

@@ -79,7 +79,7 @@ RowLayout {
         horizontalAlignment: TextInput.AlignHCenter
         isQuiet: true
         objectName: "nameField"
-        placeholder: qsTr("Untitled")
+        emptyText: qsTr("Untitled")
         value: root.model.projectName
         visible: root.model.hasProject
 

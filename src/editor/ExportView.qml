@@ -154,7 +154,7 @@ FocusScope {
                                 Layout.fillWidth: true
                                 accessibleName: qsTr("Filename")
                                 objectName: "filename"
-                                placeholder: qsTr("Enter filename...")
+                                emptyText: qsTr("Enter filename...")
                                 value: root.model.filename
 
                                 onCommitted: text => root.model.filename = text

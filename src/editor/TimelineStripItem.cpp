@@ -20,7 +20,7 @@ constexpr double kLabelBaseline = 16;
 /// A label may begin left of the strip and reach into it.
 constexpr double kLabelReach = 92;
 
-QColor tickColor(double opacity) {
+QColor rulerColor(double opacity) {
     return QColor::fromRgbF(1, 1, 1, static_cast<float>(opacity));
 }
 
@@ -74,12 +74,12 @@ void TimelineRulerItem::paintStrip(QPainter& painter, const TimelineModel& model
         painter.fillRect(QRectF(snapped(model.viewX(seconds)), top, line, height() - top), color);
     };
     for (const double seconds : metrics.minorTicks(from, to)) {
-        tick(seconds, height() - kMinorTickHeight, tickColor(kMinorOpacity));
+        tick(seconds, height() - kMinorTickHeight, rulerColor(kMinorOpacity));
     }
     painter.setFont(labelFont());
     for (const double seconds : metrics.majorTicks(from, to)) {
-        tick(seconds, kMajorTickTop, tickColor(seconds == 0 ? kOriginOpacity : kMajorOpacity));
-        painter.setPen(tickColor(kLabelOpacity));
+        tick(seconds, kMajorTickTop, rulerColor(seconds == 0 ? kOriginOpacity : kMajorOpacity));
+        painter.setPen(rulerColor(kLabelOpacity));
         const QString label = QString::fromStdString(metrics.label(seconds));
         const double labelWidth = QFontMetricsF(painter.font()).horizontalAdvance(label);
         const double x = snapped(model.viewX(seconds));

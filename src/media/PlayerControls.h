@@ -28,9 +28,10 @@ struct PlayerFrame {
     CMTime time;         ///< of the composition
 };
 
-/// Plays one item after the other. Operations are for one thread and return at once. Handlers are called one
-/// at a time on a thread of the player's; they may call nothing of the player but `isPlaying` and
-/// `currentTime`, which are for any thread, and should be brief: while one runs, no frame is shown.
+/// Plays one item after the other. Operations are for one thread and return at once; the end, which waits,
+/// may be on any. Handlers are called one at a time on a thread of the player's; they may call nothing of the
+/// player but `isPlaying` and `currentTime`, which are for any thread, and should be brief: while one runs,
+/// no frame is shown.
 class PlayerControls {
 public:
     /// Told what happens. Any of them may be left empty.

@@ -7,7 +7,7 @@ FocusScope {
 
     required property string value
     required property string accessibleName
-    property string placeholder: ""
+    property string emptyText: ""
     property alias horizontalAlignment: input.horizontalAlignment
     property alias font: input.font
     // Looks like a text until it is pointed at or edited.
@@ -45,7 +45,7 @@ FocusScope {
         property bool isTakenBack: false
         property string before: ""
 
-        Accessible.description: root.placeholder
+        Accessible.description: root.emptyText
         Accessible.editable: true
         Accessible.focusable: true
         Accessible.name: root.accessibleName
@@ -91,7 +91,7 @@ FocusScope {
             color: Theme.disabledText
             font: input.font
             horizontalAlignment: input.horizontalAlignment
-            text: root.placeholder
+            text: root.emptyText
             verticalAlignment: Text.AlignVCenter
             visible: input.text === "" && !input.activeFocus
         }

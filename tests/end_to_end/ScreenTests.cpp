@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <algorithm>
 
 #include "end_to_end/ProgramUnderTest.h"

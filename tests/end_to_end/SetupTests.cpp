@@ -26,7 +26,7 @@ using testing::IsEmpty;
 
 constexpr int kCell = 40;
 
-/// Where the accessibility service is and how it is asked to be on, by the program's own permission.
+/// The program as a user starts it, without any permission yet.
 class SetupTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
