@@ -155,9 +155,15 @@ QCoro::Task<> EditorPlaybackController::load(Project project, bool keepingPositi
         if (*newest != generation) throw BuildOvertaken();
         return build(project);
     });
+    // What is done early waits for the next turn too, so that who began the load may say more before it ends.
+    QFuture<void> nextTurn = futureOf([this](auto done) {
+        QMetaObject::invokeMethod(
+            this, [done] { done(nullptr); }, Qt::QueuedConnection);
+    });
     std::optional<BuiltComposition> built;
     std::string failure;
     try {
+        co_await nextTurn;
         built = co_await building;
     } catch (const std::exception& error) {
         failure = error.what();

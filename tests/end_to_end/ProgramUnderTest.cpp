@@ -24,10 +24,11 @@ constexpr auto kDeadline = 30s;
 /// While others have the processors, so do the display server and the threads that draw lack them, which
 /// answer as late as that.
 constexpr double kLongestWaitMilliseconds = 24;
-#ifdef __SANITIZE_ADDRESS__
-constexpr double kLongestWorkMilliseconds = 200;
-#else
 constexpr double kLongestWorkMilliseconds = 50;
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kIsAsFastAsForUsers = false;
+#else
+constexpr bool kIsAsFastAsForUsers = true;
 #endif
 
 std::vector<URL> entriesOf(const URL& directory) {
@@ -239,6 +240,7 @@ std::vector<ProgramUnderTest::Stall> ProgramUnderTest::stalls() const {
 }
 
 void ProgramUnderTest::expectNoStall(std::size_t known) const {
+    if (!kIsAsFastAsForUsers) return;
     const std::vector<Stall> all = stalls();
     for (std::size_t i = known; i < all.size(); ++i) {
         const auto& [waited, worked, what] = all[i];

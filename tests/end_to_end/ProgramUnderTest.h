@@ -80,7 +80,8 @@ public:
     };
     /// Since the start of the program, in order.
     [[nodiscard]] std::vector<Stall> stalls() const;
-    /// Nothing but the first `known` of them was one that a user would feel.
+    /// Nothing but the first `known` of them was one that a user would feel. The times of sanitized programs
+    /// say nothing of that; those are only gone through.
     void expectNoStall(std::size_t known) const;
     /// What it has printed.
     [[nodiscard]] std::string output() const;
