@@ -95,8 +95,7 @@ void takeAll(const std::string& package, const QString& directory) {
     (void)program.shows("Render Project");
     program.click("720p (1280×720)");
     program.click("Render Project");
-    test::waitUntil([&] { return test::shownElement(program.processID(), "Export Success").has_value(); },
-                    900s);
+    test::waitUntil([&] { return program.isShown("Export Success"); }, 900s);
     desktop.pointer.moveTo(4, 4);
     photographer.take("export-done", "Export");
 }

@@ -108,7 +108,6 @@ ProgramUnderTest::~ProgramUnderTest() {
     }
     std::fprintf(stderr, "and showed:\n");
     for (const AccessibleElement& shown : accessibleElements(processID())) {
-        if (!shown.isShowing) continue;
         std::fprintf(stderr, "%s “%s” at %d, %d, %d by %d\n", shown.role.c_str(), shown.name.c_str(), shown.x,
                      shown.y, shown.width, shown.height);
     }
@@ -140,10 +139,9 @@ void ProgramUnderTest::start(const std::vector<std::string>& arguments,
 bool ProgramUnderTest::startsAtTheDockBar(const std::vector<std::string>& environment) {
     start({}, environment);
     const std::string afterPermissions = "Continue to Varnelle →";
-    const auto isThere = [&](const std::string& name) { return shownElement(processID(), name).has_value(); };
-    if (!waitUntil([&] { return isThere("Recording setup") || isThere(afterPermissions); }, kDeadline))
+    if (!waitUntil([&] { return isShown("Recording setup") || isShown(afterPermissions); }, kDeadline))
         return false;
-    if (isThere(afterPermissions)) {
+    if (isShown(afterPermissions)) {
         click("Accessibility, REQUIRED");
         if (!shows("Accessibility, ENABLED")) return false;
         click(afterPermissions);
@@ -173,12 +171,16 @@ bool ProgramUnderTest::hasEnded() {
         kDeadline);
 }
 
+bool ProgramUnderTest::isShown(const std::string& name) const {
+    return shownElement(processID(), name).has_value();
+}
+
 bool ProgramUnderTest::shows(const std::string& name) const {
-    return waitUntil([&] { return shownElement(processID(), name).has_value(); }, kDeadline);
+    return waitUntil([&] { return isShown(name); }, kDeadline);
 }
 
 bool ProgramUnderTest::showsNoMore(const std::string& name) const {
-    return waitUntil([&] { return !shownElement(processID(), name); }, kDeadline);
+    return waitUntil([&] { return !isShown(name); }, kDeadline);
 }
 
 bool ProgramUnderTest::hasKeyboard(const std::string& window) const {
@@ -214,8 +216,7 @@ void ProgramUnderTest::click(const std::string& name) {
 std::vector<std::string> ProgramUnderTest::namelessControls() const {
     std::vector<std::string> nameless;
     for (const AccessibleElement& element : accessibleElements(processID())) {
-        if (element.isShowing && element.isFocusable && element.name.empty())
-            nameless.push_back(element.role);
+        if (element.isFocusable && element.name.empty()) nameless.push_back(element.role);
     }
     return nameless;
 }

@@ -56,6 +56,7 @@ public:
     [[nodiscard]] bool hasEnded();
     [[nodiscard]] pid_t processID() const { return program_->processID(); }
 
+    [[nodiscard]] bool isShown(const std::string& name) const;
     /// Waits until something of the name is shown, and until nothing of the name is.
     [[nodiscard]] bool shows(const std::string& name) const;
     [[nodiscard]] bool showsNoMore(const std::string& name) const;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "foundation/AtomicFile.h"
@@ -58,13 +59,14 @@ TEST(EncoderChoice, LiveCaptureFallsBackWhereTheTrialSaysSoAndExportsNever) {
     settings.expectedSourceFrameRate = 10;
     EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
     const URL file = directory.file("varnelle/encoders.json");
-    std::string remembered = readFile(file);
-    EXPECT_THAT(remembered, testing::HasSubstr("320x180, 10"));
+    auto remembered = nlohmann::json::parse(readFile(file));
+    ASSERT_EQ(remembered.size(), 1U);
+    EXPECT_THAT(remembered.begin().key(), testing::HasSubstr("320x180, 10"));
 
     // The remembered figure decides, without another trial.
-    const auto figure = remembered.find("\": ") + 3;
-    remembered.replace(figure, remembered.find('\n', figure) - figure, "5.0");
-    writeFileAtomically(file, remembered);
+    nlohmann::json& trial = *remembered.begin();
+    trial["framesPerSecond"] = 5;
+    writeFileAtomically(file, remembered.dump());
     std::vector<std::string> lines;
     const LogObserver observer(LogCategory::capture,
                                [&lines](const std::string& line) { lines.push_back(line); });
@@ -73,6 +75,10 @@ TEST(EncoderChoice, LiveCaptureFallsBackWhereTheTrialSaysSoAndExportsNever) {
     EXPECT_THAT(lines, testing::ElementsAre(testing::HasSubstr("libx264")));
     EXPECT_EQ(encoderFor(settings, EncodingPurpose::export_), "libx265");
 
+    // A day later the machine may be less busy.
+    trial["day"] = trial["day"].get<int>() - 1;
+    writeFileAtomically(file, remembered.dump());
+    EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
     writeFileAtomically(file, "{ damaged");
     EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
 }

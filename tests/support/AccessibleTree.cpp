@@ -2,7 +2,9 @@
 
 #include <atspi/atspi.h>
 
+#include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace varnelle::test {
 namespace {
@@ -10,8 +12,8 @@ namespace {
 struct Unref {
     void operator()(void* object) const { g_object_unref(object); }
 };
-template <typename Object>
-using Ref = std::unique_ptr<Object, Unref>;
+template <typename Type>
+using Ref = std::unique_ptr<Type, Unref>;
 
 struct Free {
     void operator()(void* memory) const { g_free(memory); }
@@ -22,69 +24,102 @@ std::string take(char* text) {
     return owned ? owned.get() : "";
 }
 
-/// Elements come and go while they are read: a call that fails gives nothing.
-void collect(AtspiAccessible* object, std::vector<AccessibleElement>& elements) {
-    AccessibleElement element;
-    element.role = take(atspi_accessible_get_role_name(object, nullptr));
-    element.name = take(atspi_accessible_get_name(object, nullptr));
-    element.description = take(atspi_accessible_get_description(object, nullptr));
-    if (const Ref<AtspiStateSet> states{atspi_accessible_get_state_set(object)}) {
-        const auto has = [&states](AtspiStateType state) {
-            return atspi_state_set_contains(states.get(), state) != FALSE;
-        };
-        element.isShowing = has(ATSPI_STATE_SHOWING) && has(ATSPI_STATE_VISIBLE);
-        element.isFocusable = has(ATSPI_STATE_FOCUSABLE);
-        element.isFocused = has(ATSPI_STATE_FOCUSED);
-        element.isEnabled = has(ATSPI_STATE_ENABLED);
-        element.isChecked = has(ATSPI_STATE_CHECKED);
-        element.isActive = has(ATSPI_STATE_ACTIVE);
-    }
-    if (const Ref<AtspiComponent> component{atspi_accessible_get_component_iface(object)}) {
-        const std::unique_ptr<AtspiRect, Free> place(
-            atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, nullptr));
-        if (place) {
-            element.x = place->x;
-            element.y = place->y;
-            element.width = place->width;
-            element.height = place->height;
-        }
-    }
-    elements.push_back(element);
+using Object = Ref<AtspiAccessible>;
+using States = Ref<AtspiStateSet>;
+
+bool has(const States& states, AtspiStateType state) {
+    return states && atspi_state_set_contains(states.get(), state) != FALSE;
+}
+
+std::vector<Object> childrenOf(AtspiAccessible* object) {
+    std::vector<Object> children;
     const int count = atspi_accessible_get_child_count(object, nullptr);
     for (int index = 0; index < count; ++index) {
-        const Ref<AtspiAccessible> child{atspi_accessible_get_child_at_index(object, index, nullptr)};
-        if (child) collect(child.get(), elements);
+        if (Object child{atspi_accessible_get_child_at_index(object, index, nullptr)})
+            children.push_back(std::move(child));
     }
+    return children;
+}
+
+std::string nameOf(AtspiAccessible* object) {
+    return take(atspi_accessible_get_name(object, nullptr));
+}
+
+/// Elements come and go while they are read: a call that fails gives nothing.
+AccessibleElement elementOf(AtspiAccessible* object, const States& states) {
+    AccessibleElement element;
+    element.role = take(atspi_accessible_get_role_name(object, nullptr));
+    element.name = nameOf(object);
+    element.description = take(atspi_accessible_get_description(object, nullptr));
+    element.isFocusable = has(states, ATSPI_STATE_FOCUSABLE);
+    element.isFocused = has(states, ATSPI_STATE_FOCUSED);
+    element.isEnabled = has(states, ATSPI_STATE_ENABLED);
+    element.isChecked = has(states, ATSPI_STATE_CHECKED);
+    element.isActive = has(states, ATSPI_STATE_ACTIVE);
+    const std::unique_ptr<AtspiRect, Free> place(
+        atspi_component_get_extents(ATSPI_COMPONENT(object), ATSPI_COORD_TYPE_SCREEN, nullptr));
+    if (place) {
+        element.x = place->x;
+        element.y = place->y;
+        element.width = place->width;
+        element.height = place->height;
+    }
+    return element;
+}
+
+/// Calls `visit` with an object and its states and with all below it, in the order of the tree, as far as
+/// they show; until `visit` returns true, which it tells. Each question about an object takes the program
+/// time, so none is asked that isn't needed.
+template <typename Visit>
+bool visitShowing(const Object& object, const Visit& visit) {
+    const States states{atspi_accessible_get_state_set(object.get())};
+    if (!has(states, ATSPI_STATE_SHOWING) || !has(states, ATSPI_STATE_VISIBLE)) return false;
+    if (visit(object.get(), states)) return true;
+    for (const Object& child : childrenOf(object.get())) {
+        if (visitShowing(child, visit)) return true;
+    }
+    return false;
+}
+
+/// The windows of a program.
+std::vector<Object> windowsOf(pid_t program) {
+    atspi_init();
+    const Object desktop{atspi_get_desktop(0)};
+    if (!desktop) return {};
+    atspi_accessible_set_cache_mask(desktop.get(), ATSPI_CACHE_NONE);
+    for (const Object& application : childrenOf(desktop.get())) {
+        if (static_cast<pid_t>(atspi_accessible_get_process_id(application.get(), nullptr)) == program)
+            return childrenOf(application.get());
+    }
+    return {};
 }
 
 }  // namespace
 
 std::vector<AccessibleElement> accessibleElements(pid_t program) {
-    atspi_init();
     std::vector<AccessibleElement> elements;
-    const Ref<AtspiAccessible> desktop{atspi_get_desktop(0)};
-    if (!desktop) return elements;
-    atspi_accessible_set_cache_mask(desktop.get(), ATSPI_CACHE_NONE);
-    const int count = atspi_accessible_get_child_count(desktop.get(), nullptr);
-    for (int index = 0; index < count; ++index) {
-        const Ref<AtspiAccessible> application{
-            atspi_accessible_get_child_at_index(desktop.get(), index, nullptr)};
-        if (!application) continue;
-        if (static_cast<pid_t>(atspi_accessible_get_process_id(application.get(), nullptr)) != program)
-            continue;
-        collect(application.get(), elements);
+    for (const Object& window : windowsOf(program)) {
+        visitShowing(window, [&](AtspiAccessible* object, const States& states) {
+            elements.push_back(elementOf(object, states));
+            return false;
+        });
     }
     return elements;
 }
 
 std::optional<AccessibleElement> shownElement(pid_t program, const std::string& name) {
+    std::vector<Object> windows = windowsOf(program);
+    std::stable_partition(windows.begin(), windows.end(), [](const Object& window) {
+        return has(States{atspi_accessible_get_state_set(window.get())}, ATSPI_STATE_ACTIVE);
+    });
     std::optional<AccessibleElement> found;
-    bool isInActiveWindow = false;
-    for (const AccessibleElement& element : accessibleElements(program)) {
-        if (element.role == "frame" || element.role == "dialog") isInActiveWindow = element.isActive;
-        if (!element.isShowing || element.name != name) continue;
-        if (isInActiveWindow) return element;
-        if (!found) found = element;
+    for (const Object& window : windows) {
+        const bool isFound = visitShowing(window, [&](AtspiAccessible* object, const States& states) {
+            if (nameOf(object) != name) return false;
+            found = elementOf(object, states);
+            return true;
+        });
+        if (isFound) break;
     }
     return found;
 }

@@ -8,7 +8,7 @@
 
 namespace varnelle::test {
 
-/// One element of a program's interface, as assistive programs see it.
+/// One element that shows of a program's interface, as assistive programs see it.
 struct AccessibleElement {
     std::string role;  ///< such as "push button"
     std::string name;
@@ -17,7 +17,6 @@ struct AccessibleElement {
     int y = 0;
     int width = 0;
     int height = 0;
-    bool isShowing = false;
     bool isFocusable = false;
     bool isFocused = false;
     bool isEnabled = false;

@@ -47,8 +47,9 @@ std::unique_ptr<VideoEncoder> openBestEncoder(const VideoSettings& settings) {
         }
     }
     if (settings.purpose == EncodingPurpose::liveCapture) {
-        const double rate = framesPerSecondOfLiveHEVC(settings);
-        if (rate < settings.expectedSourceFrameRate * kTrialHeadroom) {
+        const double sufficient = settings.expectedSourceFrameRate * kTrialHeadroom;
+        const double rate = framesPerSecondOfLiveHEVC(settings, sufficient);
+        if (rate < sufficient) {
             VideoSettings fallback = settings;
             fallback.codec = VideoCodec::h264;
             auto encoder = std::make_unique<VideoEncoder>("libx264", fallback);
