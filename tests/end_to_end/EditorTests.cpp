@@ -96,10 +96,8 @@ protected:
     [[nodiscard]] AccessibleElement shown(const std::string& name) { return program().element(name); }
 
     [[nodiscard]] int countIn(const std::string& lane) {
-        for (const AccessibleElement& element : test::accessibleElements(program().processID())) {
-            if (element.name.starts_with(lane + ", ")) return std::stoi(element.name.substr(lane.size() + 2));
-        }
-        return 0;
+        const std::string text = test::AccessibleLabel(program().processID(), lane + ", ").text();
+        return text.empty() ? 0 : std::stoi(text.substr(lane.size() + 2));
     }
     [[nodiscard]] int clipCount() { return countIn("Clips"); }
     [[nodiscard]] int zoomCount() { return countIn("Zoom/Pan"); }
@@ -133,16 +131,14 @@ protected:
         return test::waitUntil([&] { return !isEnabled(name); }, kDeadline);
     }
     /// Seconds of the timeline at which the playhead stands.
-    [[nodiscard]] double playhead() {
-        for (const AccessibleElement& element : test::accessibleElements(program().processID())) {
-            int minutes = 0;
-            double seconds = 0;
-            if (std::sscanf(element.name.c_str(), "Playhead, %d:%lf", &minutes, &seconds) == 2)
-                return 60 * minutes + seconds;
-        }
-        ADD_FAILURE() << "There is no playhead.";
-        return 0;
+    [[nodiscard]] static double secondsOf(const test::AccessibleLabel& playhead) {
+        int minutes = 0;
+        double seconds = 0;
+        EXPECT_EQ(std::sscanf(playhead.text().c_str(), "Playhead, %d:%lf", &minutes, &seconds), 2);
+        return 60 * minutes + seconds;
     }
+    [[nodiscard]] test::AccessibleLabel playheadLabel() { return {program().processID(), "Playhead, "}; }
+    [[nodiscard]] double playhead() { return secondsOf(playheadLabel()); }
     /// By two looks. What a look reads lies between its beginning and its end.
     [[nodiscard]] bool playsAsTimePasses() {
         using Clock = std::chrono::steady_clock;
@@ -151,9 +147,9 @@ protected:
             double seconds = 0;
             Clock::time_point end;
         };
-        const auto look = [this] {
+        const auto look = [label = playheadLabel()] {
             Look result;
-            result.seconds = playhead();
+            result.seconds = secondsOf(label);
             result.end = Clock::now();
             return result;
         };

@@ -94,6 +94,20 @@ std::vector<Object> windowsOf(pid_t program) {
     return {};
 }
 
+template <typename Condition>
+Object firstShowing(const std::vector<Object>& windows, const Condition& isName) {
+    Object found;
+    for (const Object& window : windows) {
+        const bool isFound = visitShowing(window, [&](AtspiAccessible* object, const States&) {
+            if (!isName(nameOf(object))) return false;
+            found.reset(ATSPI_ACCESSIBLE(g_object_ref(object)));
+            return true;
+        });
+        if (isFound) break;
+    }
+    return found;
+}
+
 }  // namespace
 
 std::vector<AccessibleElement> accessibleElements(pid_t program) {
@@ -112,16 +126,17 @@ std::optional<AccessibleElement> shownElement(pid_t program, const std::string& 
     std::stable_partition(windows.begin(), windows.end(), [](const Object& window) {
         return has(States{atspi_accessible_get_state_set(window.get())}, ATSPI_STATE_ACTIVE);
     });
-    std::optional<AccessibleElement> found;
-    for (const Object& window : windows) {
-        const bool isFound = visitShowing(window, [&](AtspiAccessible* object, const States& states) {
-            if (nameOf(object) != name) return false;
-            found = elementOf(object, states);
-            return true;
-        });
-        if (isFound) break;
-    }
-    return found;
+    const auto found = firstShowing(windows, [&](const std::string& text) { return text == name; });
+    if (!found) return std::nullopt;
+    return elementOf(found.get(), States{atspi_accessible_get_state_set(found.get())});
+}
+
+AccessibleLabel::AccessibleLabel(pid_t program, const std::string& beginning)
+    : object_(firstShowing(windowsOf(program),
+                           [&](const std::string& text) { return text.starts_with(beginning); })) {}
+
+std::string AccessibleLabel::text() const {
+    return object_ ? nameOf(static_cast<AtspiAccessible*>(object_.get())) : "";
 }
 
 }  // namespace varnelle::test

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,5 +35,17 @@ std::vector<AccessibleElement> accessibleElements(pid_t program);
 /// The first element that is showing and has the name; one in the window that has the keyboard comes before
 /// all others.
 std::optional<AccessibleElement> shownElement(pid_t program, const std::string& name);
+
+/// An element whose name tells a state that changes quickly: each look is a single question to the program.
+class AccessibleLabel {
+public:
+    /// The first element that is showing and whose name begins like this.
+    AccessibleLabel(pid_t program, const std::string& beginning);
+    /// The name at present; empty if there is no such element.
+    [[nodiscard]] std::string text() const;
+
+private:
+    std::shared_ptr<void> object_;
+};
 
 }  // namespace varnelle::test
