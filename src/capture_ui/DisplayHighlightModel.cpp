@@ -1,9 +1,8 @@
 #include "capture_ui/DisplayHighlightModel.h"
 
-#include <QGuiApplication>
-#include <QScreen>
 #include <utility>
 
+#include "capture_ui/InterfaceScreens.h"
 #include "capture_ui/PanelPlacement.h"
 
 namespace varnelle {
@@ -29,16 +28,13 @@ std::optional<ScreenDescription> DisplayHighlightModel::screen() const {
 }
 
 std::optional<ScreenDescription> interfaceScreen(const ShareableDisplay& display) {
-    const QString name = QString::fromStdString(display.name);
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        if (screen->name() != name) continue;
-        // The monitor's own name where it tells one, the connector's otherwise.
-        const QString monitor = screen->model().trimmed();
-        const QSizeF size = screen->size();
-        return ScreenDescription{
-            monitor.isEmpty() ? name : monitor, {size.width(), size.height()}, screen->refreshRate()};
-    }
-    return std::nullopt;
+    const QScreen* screen = screenOf(display);
+    if (screen == nullptr) return std::nullopt;
+    // The monitor's own name where it tells one, the connector's otherwise.
+    const QString monitor = screen->model().trimmed();
+    const QSizeF size = screen->size();
+    return ScreenDescription{
+        monitor.isEmpty() ? screen->name() : monitor, {size.width(), size.height()}, screen->refreshRate()};
 }
 
 }  // namespace varnelle

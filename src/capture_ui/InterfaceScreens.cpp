@@ -4,6 +4,7 @@
 #include <algorithm>
 
 namespace varnelle {
+
 QScreen* screenOf(const ShareableDisplay& display) {
     const QString name = QString::fromStdString(display.name);
     const QList<QScreen*> screens = QGuiApplication::screens();
