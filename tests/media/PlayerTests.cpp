@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <random>
@@ -199,14 +200,21 @@ TEST_F(PlayerTest, ALongScrubShowsFramesNowAndThenAndEndsWithTheLast) {
 }
 
 TEST_F(PlayerTest, PicturesKeepToTheSound) {
-    player->replaceCurrentItem(plainItem("noise.wav"));
+    const auto compositor = std::make_shared<test::PassThroughCompositor>(1);
+    player->replaceCurrentItem(makeItem("noise.wav", compositor));
     seek(1);
     ASSERT_TRUE(waitForFrame(30));
     player->play();
-    // Steps of 5 ms: each frame is shown in the step in which the sound comes to it.
+    // Steps of 5 ms: each frame is shown in the step in which the sound comes to it. The sound waits until
+    // the frame is made, so that none is left out for being late.
     for (std::size_t i = 1; i <= 200; ++i) {
+        const int number = 30 + static_cast<int>(i * kFrameRate / 200);
+        const auto isMade = [&](const auto& all) {
+            return std::find(all.begin(), all.end(), CMTime::make(number, kFrameRate)) != all.end();
+        };
+        ASSERT_TRUE(compositor->finished.waitFor(isMade, kDeadline)) << i;
         ASSERT_TRUE(output->advance(kSoundRate / 200));
-        ASSERT_TRUE(waitForFrame(30 + static_cast<int>(i * kFrameRate / 200))) << i;
+        ASSERT_TRUE(waitForFrame(number)) << i;
     }
     for (const Shown& frame : shown.items()) {
         EXPECT_GE(frame.clock, frame.time) << "too early";

@@ -7,6 +7,7 @@
 
 #include "foundation/Queue.h"
 #include "media/VideoComposition.h"
+#include "support/Waiting.h"
 
 namespace varnelle::test {
 
@@ -34,9 +35,12 @@ public:
         queue_.async([this, request = std::move(request)] {
             const auto frame = request->sourceFrame(track_);
             request->finish(frame ? *frame : context_->newPixelBuffer());
+            finished.put(request->compositionTime());
         });
     }
     void cancelAllPendingRequests() override {}
+
+    Inbox<CMTime> finished;
 
 private:
     TrackID track_;
