@@ -65,7 +65,9 @@ void SetupCameraPreview::attemptEnded() {
     if (!pendingAttempt_) return;
     const Attempt attempt = *std::exchange(pendingAttempt_, std::nullopt);
     try {
-        accept(settingUp_.future().takeResult(), attempt.cameraID);
+        const std::shared_ptr<CameraFeed> camera = settingUp_.result();
+        abandonAttempt();
+        accept(camera, attempt.cameraID);
     } catch (const std::exception& error) {
         emit cameraChanged();
         logger(LogCategory::app).error("Failed to start setup camera preview: {}", error.what());

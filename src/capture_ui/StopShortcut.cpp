@@ -11,7 +11,7 @@ constexpr KeyChord kChord{.key = U'r', .hasControl = true, .hasAlternate = true}
 
 StopShortcut::StopShortcut(DesktopPlatform& platform) : platform_(platform) {
     connect(&asking_, &QFutureWatcherBase::finished, this, [this] {
-        if (isActive_) shortcut_ = asking_.future().takeResult();
+        if (isActive_) shortcut_ = asking_.result();
     });
 }
 
@@ -27,8 +27,9 @@ void StopShortcut::setActive(bool isActive) {
     }
     // The press comes on a thread of the desktop's.
     const auto report = [this] { QMetaObject::invokeMethod(this, &StopShortcut::pressed); };
-    asking_.setFuture(resultOn(
-        queue_, [&platform = platform_, report] { return platform.makeGlobalShortcut(kChord, report); }));
+    asking_.setFuture(resultOn(queue_, [&platform = platform_, report] {
+        return std::shared_ptr<GlobalShortcut>(platform.makeGlobalShortcut(kChord, report));
+    }));
 }
 
 }  // namespace varnelle

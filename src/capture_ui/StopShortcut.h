@@ -27,8 +27,8 @@ signals:
 private:
     DesktopPlatform& platform_;
     bool isActive_ = false;
-    QFutureWatcher<std::unique_ptr<GlobalShortcut>> asking_;
-    std::unique_ptr<GlobalShortcut> shortcut_;
+    QFutureWatcher<std::shared_ptr<GlobalShortcut>> asking_;
+    std::shared_ptr<GlobalShortcut> shortcut_;
     SerialQueue queue_{"com.varnelle.shortcut"};
 };
 
