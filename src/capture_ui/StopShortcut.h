@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QFutureWatcher>
+#include <QFuture>
 #include <QObject>
 #include <memory>
 
@@ -27,8 +27,7 @@ signals:
 private:
     DesktopPlatform& platform_;
     bool isActive_ = false;
-    QFutureWatcher<std::shared_ptr<GlobalShortcut>> asking_;
-    std::shared_ptr<GlobalShortcut> shortcut_;
+    QFuture<std::unique_ptr<GlobalShortcut>> shortcut_;  ///< lives as long as this holds it
     SerialQueue queue_{"com.varnelle.shortcut"};
 };
 

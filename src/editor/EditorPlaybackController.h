@@ -78,8 +78,8 @@ public:
 
     /// Builds the project's composition on a queue and takes it up; the task ends when its frame at the
     /// resumed position is there, or when a newer load has overtaken this one, which then publishes nothing.
-    /// Nothing is published before this returns. A failure becomes `loadError`. The first load plays; another
-    /// one goes on as it was.
+    /// Nothing of it is published before this returns. A failure becomes `loadError`. The first load plays;
+    /// another one goes on as it was.
     QCoro::Task<> load(Project project, bool keepingPosition);
 
     /// Plays, from zero if the playhead stands at the end, or pauses.

@@ -28,8 +28,8 @@ QFuture<void> futureOf(Begin begin) {
 }
 
 /// Runs a block on a queue; awaiting the future gives its result or throws its exception. The queue must live
-/// until the future has finished. What watches the future copies its `result()`: `takeResult()` makes a future
-/// look unfinished, and it would finish again, empty, when the queue lets go of the block.
+/// until the future has finished. What watches the future copies its `result()`: `takeResult()` makes a
+/// future look unfinished, and it would finish again, empty, when the queue lets go of the block.
 template <typename Block>
 QFuture<std::invoke_result_t<Block>> resultOn(Queue& queue, Block block) {
     using Result = std::invoke_result_t<Block>;

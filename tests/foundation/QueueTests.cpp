@@ -79,7 +79,7 @@ TEST(RepeatingTimer, LeavesOutTicksWhileTheQueueIsBusy) {
     queue.async([&] { ticksOfBusyStretch = ticks.load(); });
     release.count_down();
     queue.sync([] {});
-    // One for all that came due, and those of the time that this thread waited for a processor.
+    // One for all that came due, and those of the time that the queue waited for a processor.
     EXPECT_GE(ticksOfBusyStretch, 1);
     EXPECT_LT(ticksOfBusyStretch, 20);
 }

@@ -94,9 +94,20 @@ TEST(EncoderChoice, LiveCaptureFallsBackWhereTheTrialSaysSoAndExportsNever) {
     EXPECT_EQ(encoderFor(settings, EncodingPurpose::liveCapture), "libx265");
     EXPECT_EQ((*remembered().begin())["framesPerSecond"], 1000);
 
-    writeFileAtomically(file, "{ damaged");
-    encoderFor(settings, EncodingPurpose::liveCapture);
-    EXPECT_EQ(remembered().size(), 1U);
+    const std::string key = remembered().begin().key();
+    for (const nlohmann::json& strange :
+         {nlohmann::json(7), nlohmann::json("fast"), nlohmann::json::array({1, 2}),
+          nlohmann::json{{"framesPerSecond", "many"}},
+          nlohmann::json{{"framesPerSecond", 1}, {"day", "one"}}}) {
+        writeFileAtomically(file, nlohmann::json{{key, strange}}.dump());
+        encoderFor(settings, EncodingPurpose::liveCapture);
+        EXPECT_EQ(remembered()[key]["day"], trial["day"]) << strange;
+    }
+    for (const std::string damaged : {"{ damaged", "[]", ""}) {
+        writeFileAtomically(file, damaged);
+        encoderFor(settings, EncodingPurpose::liveCapture);
+        EXPECT_EQ(remembered().size(), 1U) << damaged;
+    }
 }
 
 }  // namespace

@@ -94,30 +94,22 @@ std::vector<Object> windowsOf(pid_t program) {
     return {};
 }
 
-template <typename Condition>
-Object firstShowing(const std::vector<Object>& windows, const Condition& isName) {
-    Object found;
+/// Goes through all windows until `visit` returns true.
+template <typename Visit>
+void visitShowing(const std::vector<Object>& windows, const Visit& visit) {
     for (const Object& window : windows) {
-        const bool isFound = visitShowing(window, [&](AtspiAccessible* object, const States&) {
-            if (!isName(nameOf(object))) return false;
-            found.reset(ATSPI_ACCESSIBLE(g_object_ref(object)));
-            return true;
-        });
-        if (isFound) break;
+        if (visitShowing(window, visit)) return;
     }
-    return found;
 }
 
 }  // namespace
 
 std::vector<AccessibleElement> accessibleElements(pid_t program) {
     std::vector<AccessibleElement> elements;
-    for (const Object& window : windowsOf(program)) {
-        visitShowing(window, [&](AtspiAccessible* object, const States& states) {
-            elements.push_back(elementOf(object, states));
-            return false;
-        });
-    }
+    visitShowing(windowsOf(program), [&](AtspiAccessible* object, const States& states) {
+        elements.push_back(elementOf(object, states));
+        return false;
+    });
     return elements;
 }
 
@@ -126,14 +118,22 @@ std::optional<AccessibleElement> shownElement(pid_t program, const std::string& 
     std::stable_partition(windows.begin(), windows.end(), [](const Object& window) {
         return has(States{atspi_accessible_get_state_set(window.get())}, ATSPI_STATE_ACTIVE);
     });
-    const auto found = firstShowing(windows, [&](const std::string& text) { return text == name; });
-    if (!found) return std::nullopt;
-    return elementOf(found.get(), States{atspi_accessible_get_state_set(found.get())});
+    std::optional<AccessibleElement> found;
+    visitShowing(windows, [&](AtspiAccessible* object, const States& states) {
+        if (nameOf(object) != name) return false;
+        found = elementOf(object, states);
+        return true;
+    });
+    return found;
 }
 
-AccessibleLabel::AccessibleLabel(pid_t program, const std::string& beginning)
-    : object_(firstShowing(windowsOf(program),
-                           [&](const std::string& text) { return text.starts_with(beginning); })) {}
+AccessibleLabel::AccessibleLabel(pid_t program, const std::string& beginning) {
+    visitShowing(windowsOf(program), [&](AtspiAccessible* object, const States&) {
+        if (!nameOf(object).starts_with(beginning)) return false;
+        object_.reset(g_object_ref(object), Unref{});
+        return true;
+    });
+}
 
 std::string AccessibleLabel::text() const {
     return object_ ? nameOf(static_cast<AtspiAccessible*>(object_.get())) : "";

@@ -23,7 +23,7 @@ extern "C" const char* __tsan_default_suppressions() {
            "race:libavutil.so\n"
            "race:libswscale.so\n"
            "race:pw_get_user_name\n"
-           "race:PipeWireHub::PipeWireHub\n"
+           "race:PipeWireHub::PipeWireHub(std::string)::<lambda()>\n"
            "race:std::__exception_ptr::exception_ptr::_M_release\n"
            "race:std::runtime_error::~runtime_error\n"
            "race:varnelle::Error::~Error\n"

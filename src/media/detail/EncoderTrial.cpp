@@ -24,7 +24,7 @@ namespace varnelle::detail {
 namespace {
 
 constexpr int kTrialFrames = 24;
-/// What takes longer is too slow for any recording, and somebody waits for one to start.
+/// What takes longer is too slow for smooth recordings, and somebody waits for one to start.
 constexpr std::chrono::seconds kLongestTrial{1};
 constexpr int kDistinctPictures = 6;
 
