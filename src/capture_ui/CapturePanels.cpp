@@ -290,7 +290,7 @@ void CapturePanels::syncOverlay() {
     if (shownOverlay_ == wanted->overlay && panel.geometry() == frame) return;
     if (shownOverlay_ != wanted->overlay) closeSelectionPanels();
     dockPointerPanel_.reset();  // the user has found the bar
-    panel.setGeometry(frame);
+    panel.placeAt(frame);
     shownOverlay_ = wanted->overlay;
     if (management_->isCompositing()) {
         showOverlay();
@@ -346,11 +346,10 @@ void CapturePanels::syncCameraPreview() {
         recordingPreviewPanel_->rootObject()->findChild<CameraPreviewItem*>()->setHub(cameras_);
         const CGRect screenFrame = place ? place->frame : CGRect{};
         const CGRect recorded = recordedRectOnScreen(app_.captureSources(), screenFrame);
-        recordingPreviewPanel_->setGeometry(rounded(cameraPreviewFrame(recorded, place, layout)));
+        recordingPreviewPanel_->placeAt(rounded(cameraPreviewFrame(recorded, place, layout)));
     } else {
         const double side = cameraPreviewSide(place, layout);
-        recordingPreviewPanel_->setGeometry(
-            rounded(withSide(rectOf(recordingPreviewPanel_->geometry()), side)));
+        recordingPreviewPanel_->placeAt(rounded(withSide(rectOf(recordingPreviewPanel_->geometry()), side)));
     }
     QQuickItem* root = recordingPreviewPanel_->rootObject();
     root->setProperty("cornerRadiusRatio", cornerRadiusRatio(layout));

@@ -41,6 +41,11 @@ void PanelWindow::placeAt(QPoint corner) {
     setPosition(corner);
 }
 
+void PanelWindow::placeAt(const QRect& frame) {
+    if (!isExposed()) unconfirmedCorner_ = frame.topLeft();
+    setGeometry(frame);
+}
+
 /// The desktop's report of a new window's first place may come after it has been given another, which the
 /// toolkit then takes it to have lost.
 void PanelWindow::exposeEvent(QExposeEvent* event) {

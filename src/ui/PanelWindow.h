@@ -31,8 +31,9 @@ public:
                 const QVariantMap& properties, Size size, const PanelBehaviour& behaviour,
                 Clicks clicks = Clicks::taken);
 
-    /// Puts its corner there, in the interface's places.
+    /// Puts its corner there, in the interface's places; or the whole of it.
     void placeAt(QPoint corner);
+    void placeAt(const QRect& frame);
     /// Whether showing it, or a click, gives it the keyboard.
     void setTakesKeyboard(bool takesKeyboard);
     /// Shows a picture behind the content, for a desktop on which what is transparent would be black.
