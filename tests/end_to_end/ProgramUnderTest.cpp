@@ -197,8 +197,7 @@ AccessibleElement ProgramUnderTest::element(const std::string& name) const {
     return shownElement(processID(), name).value_or(AccessibleElement{});
 }
 
-void ProgramUnderTest::click(const std::string& name) {
-    // What has just come is still on its way to its place.
+AccessibleElement ProgramUnderTest::restingElement(const std::string& name) const {
     AccessibleElement last = element(name);
     const bool rests = waitUntil(
         [&] {
@@ -210,7 +209,12 @@ void ProgramUnderTest::click(const std::string& name) {
         },
         kDeadline);
     EXPECT_TRUE(rests) << name;
-    desktop_.click(last.midX(), last.midY());
+    return last;
+}
+
+void ProgramUnderTest::click(const std::string& name) {
+    const AccessibleElement resting = restingElement(name);
+    desktop_.click(resting.midX(), resting.midY());
 }
 
 std::vector<std::string> ProgramUnderTest::namelessControls() const {

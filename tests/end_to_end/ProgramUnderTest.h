@@ -63,6 +63,8 @@ public:
     /// Waits until the window is the active one, and so really on the screen.
     [[nodiscard]] bool hasKeyboard(const std::string& window) const;
     [[nodiscard]] AccessibleElement element(const std::string& name) const;
+    /// What has just come is still on its way to its place: waits until it is there.
+    [[nodiscard]] AccessibleElement restingElement(const std::string& name) const;
     /// Clicks on the middle of what has the name.
     void click(const std::string& name);
     /// Controls without a name, by their roles; a finished interface has none.

@@ -64,7 +64,7 @@ protected:
     }
     /// By the free place between the sources and the devices.
     void dragBarToTheSecondScreen() {
-        const AccessibleElement area = program().element("Area");
+        const AccessibleElement area = program().restingElement("Area");
         const int x = area.x + area.width + 12;
         desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - 300);
         ASSERT_TRUE(isOn(true, "Recording setup"));

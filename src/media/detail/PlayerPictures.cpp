@@ -165,6 +165,10 @@ PlayerPictures::~PlayerPictures() {
     }
     state_->wakeUp.notify_all();
     thread_.join();
+    // Requests that are still under way hold the state, and shouldn't be who lets go of the item.
+    std::shared_ptr<const PlayerItem> item;
+    const std::lock_guard lock(state_->mutex);
+    item.swap(state_->item);
 }
 
 void PlayerPictures::setItem(std::shared_ptr<const PlayerItem> item, const FrameGrid& grid) {
