@@ -19,5 +19,6 @@ Item {
     }
 
     WindowDrag {
+        anchors.fill: parent
     }
 }

@@ -91,6 +91,7 @@ Item {
         }
 
         WindowDrag {
+            anchors.fill: parent
         }
 
         RowLayout {

@@ -17,6 +17,7 @@ Rectangle {
     implicitWidth: 470
 
     WindowDrag {
+        anchors.fill: parent
     }
 
     ColumnLayout {

@@ -62,12 +62,16 @@ protected:
             },
             kDeadline);
     }
-    /// By the free place between the sources and the devices.
+    /// By the free place between the sources and the devices, to where it hides nothing of the overlay.
     void dragBarToTheSecondScreen() {
+        constexpr int kUp = 600;
         const AccessibleElement area = program().restingElement("Area");
         const int x = area.x + area.width + 12;
-        desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - 300);
+        desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - kUp);
         ASSERT_TRUE(isOn(true, "Recording setup"));
+        const AccessibleElement moved = program().restingElement("Area");
+        ASSERT_EQ(moved.midX(), area.midX() + kFirstWidth);
+        ASSERT_EQ(moved.midY(), area.midY() - kUp);
     }
     void startsToRecord() {
         program().click("Start recording");

@@ -1,0 +1,49 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QMouseEvent>
+#include <QQuickWindow>
+
+#include "ui/WindowDragItem.h"
+
+namespace varnelle {
+namespace {
+
+class WindowDragTest : public testing::Test {
+protected:
+    WindowDragTest() {
+        window.setGeometry(100, 200, 300, 60);
+        ground.setSize({300, 60});
+        window.show();
+    }
+    void send(QEvent::Type type, QPoint inWindow, QPoint onDesktop) {
+        const bool isPressed = type != QEvent::MouseButtonRelease;
+        QMouseEvent event(type, inWindow, onDesktop,
+                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
+                          isPressed ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &event);
+    }
+
+    QQuickWindow window;
+    WindowDragItem ground{window.contentItem()};
+};
+
+TEST_F(WindowDragTest, StaysUnderThePointerWhileTheDesktopIsBehind) {
+    send(QEvent::MouseButtonPress, {40, 30}, {140, 230});
+    send(QEvent::MouseMove, {42, 31}, {142, 231});
+    EXPECT_EQ(window.position(), QPoint(100, 200)) << "hands tremble when they click";
+    for (int step = 1; step <= 3; ++step) {
+        const QPoint moved(30 * step, -10 * step);
+        send(QEvent::MouseMove, QPoint(40, 30) + moved,
+             QPoint(140, 230) + moved);  // of a window not moved yet
+        EXPECT_EQ(window.position(), QPoint(100, 200) + moved);
+    }
+    send(QEvent::MouseMove, {40, 30}, {150, 235});
+    EXPECT_EQ(window.position(), QPoint(110, 205)) << "back to near where it was";
+    send(QEvent::MouseButtonRelease, {40, 30}, {150, 235});
+    send(QEvent::MouseMove, {90, 30}, {200, 235});
+    EXPECT_EQ(window.position(), QPoint(110, 205));
+}
+
+}  // namespace
+}  // namespace varnelle
