@@ -80,7 +80,7 @@ protected:
     }
     [[nodiscard]] std::shared_ptr<MediaAsset> recordedMovie() {
         EXPECT_TRUE(program().shows("New Recording"));
-        return std::make_shared<MediaAsset>(program().sessions().front().appending("screen.mov"));
+        return std::make_shared<MediaAsset>(program().sessions().at(0).appending("screen.mov"));
     }
 
 private:
@@ -105,11 +105,11 @@ TEST_F(ScreenTest, TheBarTakesItsOverlayAndTheRecordingToItsScreen) {
     ASSERT_TRUE(program().startsAtTheDockBar());
     program().click("Display");
     ASSERT_TRUE(program().shows(kFirstCard));
-    dragBarToTheSecondScreen();
+    ASSERT_NO_FATAL_FAILURE(dragBarToTheSecondScreen());
     ASSERT_TRUE(program().shows(kSecondCard));
     ASSERT_TRUE(program().showsNoMore(kFirstCard));
     EXPECT_TRUE(isOn(true, "Start recording"));
-    startsToRecord();
+    ASSERT_NO_FATAL_FAILURE(startsToRecord());
     EXPECT_TRUE(isOn(true, "Stop Recording"));
     wall.fill(0, 0, kSecondWidth, kSecondHeight, 0xFFFFFF);
     std::this_thread::sleep_for(300ms);  // of recording
@@ -131,7 +131,7 @@ TEST_F(ScreenTest, TheBarTakesItsOverlayAndTheRecordingToItsScreen) {
 TEST_F(ScreenTest, WhatWasOnAScreenThatGoesComesBack) {
     ASSERT_TRUE(program().startsAtTheDockBar());
     program().click("Display");
-    dragBarToTheSecondScreen();
+    ASSERT_NO_FATAL_FAILURE(dragBarToTheSecondScreen());
     ASSERT_TRUE(program().shows(kSecondCard));
     plugOut();
     EXPECT_TRUE(isOn(false, "Recording setup"));
@@ -139,9 +139,9 @@ TEST_F(ScreenTest, WhatWasOnAScreenThatGoesComesBack) {
     EXPECT_TRUE(isOn(false, "Start recording"));
 
     plugIn();
-    dragBarToTheSecondScreen();
+    ASSERT_NO_FATAL_FAILURE(dragBarToTheSecondScreen());
     ASSERT_TRUE(isOn(true, "Start recording"));
-    startsToRecord();
+    ASSERT_NO_FATAL_FAILURE(startsToRecord());
     plugOut();
     ASSERT_TRUE(isOn(false, "Stop Recording")) << "the capsule comes to where it can be reached";
     program().click("Stop Recording");

@@ -50,7 +50,7 @@ protected:
     }
 
     [[nodiscard]] VideoFrame lastFrame() {
-        const auto movie = std::make_shared<MediaAsset>(program().sessions().front().appending("screen.mov"));
+        const auto movie = std::make_shared<MediaAsset>(program().sessions().at(0).appending("screen.mov"));
         FrameSource source(movie, movie->tracks(MediaType::video).front());
         return *source.frame(movie->duration() - timeFromSeconds(0.02));
     }
@@ -119,7 +119,7 @@ TEST_F(SetupTest, RecordsAnAreaThatWasDrawnMovedAndResized) {
     std::this_thread::sleep_for(600ms);
     program().click("Stop Recording");
     landsInTheEditor();
-    const auto movie = std::make_shared<MediaAsset>(program().sessions().front().appending("screen.mov"));
+    const auto movie = std::make_shared<MediaAsset>(program().sessions().at(0).appending("screen.mov"));
     EXPECT_EQ(movie->tracks(MediaType::video).front().naturalSize, (CGSize{440, 340}));
 }
 
@@ -165,7 +165,7 @@ TEST_F(SetupTest, ShowsTheCameraThatItRecords) {
     EXPECT_TRUE(hasMoved()) << "it keeps its place";
     program().click("Stop Recording");
     landsInTheEditor();
-    EXPECT_TRUE(program().sessions().front().appending("camera.mov").exists());
+    EXPECT_TRUE(program().sessions().at(0).appending("camera.mov").exists());
 }
 
 TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
@@ -192,7 +192,7 @@ TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
     desktop().keys.type(kReturn);
     EXPECT_TRUE(program().hasEnded());
     ASSERT_EQ(program().packages().size(), 1U);
-    EXPECT_NO_THROW(readPackage(program().packages().front()));
+    EXPECT_NO_THROW(readPackage(program().packages().at(0)));
 }
 
 TEST_F(SetupTest, HandsFilesToTheInstanceThatRuns) {
