@@ -139,12 +139,11 @@ void CapturePanels::showDockBar() {
             dockBarPanel_->setX(dockBarPanel_->x() - grown / 2);
         });
         dockBarPanel_->setTitle("Varnelle Dock");
-        makeOverlays();
-        makeCapsule();
     }
     if (dockBarPanel_->isVisible()) return;
     placeDockBar();
     dockBarPanel_->show();
+    QTimer::singleShot(0, this, &CapturePanels::makePanelsAhead);
     syncOverlay();
     syncCameraPreview();
     noticeModel_.offerRecovery();
@@ -262,21 +261,48 @@ void CapturePanels::syncNotice() {
 
 // The overlay of the chosen source.
 
-void CapturePanels::makeOverlays() {
-    const auto make = [this](SourceOverlay overlay, QObject& model) {
-        const QVariantMap properties{{"startModel", QVariant::fromValue(&startModel_)},
-                                     {"model", QVariant::fromValue(&model)}};
-        overlayPanels_.at(static_cast<std::size_t>(overlay)) = makePanel(
-            viewOf(overlay), properties, PanelWindow::Size::isSetFromOutside, {.level = PanelLevel::overlay});
-        panelOf(overlay).setTitle("Varnelle Source");
-    };
-    make(SourceOverlay::displayHighlight, displayModel_);
-    make(SourceOverlay::windowSelection, windowModel_);
-    make(SourceOverlay::areaSelection, areaModel_);
+PanelWindow& CapturePanels::panelOf(SourceOverlay overlay) {
+    auto& panel = overlayPanels_.at(static_cast<std::size_t>(overlay));
+    if (panel) return *panel;
+    const QVariantMap properties{{"startModel", QVariant::fromValue(&startModel_)},
+                                 {"model", QVariant::fromValue(&modelOf(overlay))}};
+    panel = makePanel(viewOf(overlay), properties, PanelWindow::Size::isSetFromOutside,
+                      {.level = PanelLevel::overlay});
+    panel->setTitle("Varnelle Source");
+    return *panel;
 }
 
-PanelWindow& CapturePanels::panelOf(SourceOverlay overlay) {
-    return *overlayPanels_.at(static_cast<std::size_t>(overlay));
+QObject& CapturePanels::modelOf(SourceOverlay overlay) {
+    switch (overlay) {
+        case SourceOverlay::displayHighlight:
+            return displayModel_;
+        case SourceOverlay::windowSelection:
+            return windowModel_;
+        case SourceOverlay::areaSelection:
+            break;
+    }
+    return areaModel_;
+}
+
+PanelWindow& CapturePanels::capsulePanel() {
+    if (!capsulePanel_) {
+        capsulePanel_ = makePanel("RecordingMenuBarView", {{"model", QVariant::fromValue(&indicatorModel_)}},
+                                  PanelWindow::Size::followsContent, {.level = PanelLevel::statusBar});
+        capsulePanel_->setTitle("Varnelle Recording");
+    }
+    return *capsulePanel_;
+}
+
+/// One in each turn, as making one takes some milliseconds.
+void CapturePanels::makePanelsAhead() {
+    for (const SourceOverlay overlay :
+         {SourceOverlay::displayHighlight, SourceOverlay::windowSelection, SourceOverlay::areaSelection}) {
+        if (overlayPanels_.at(static_cast<std::size_t>(overlay))) continue;
+        panelOf(overlay);
+        QTimer::singleShot(0, this, &CapturePanels::makePanelsAhead);
+        return;
+    }
+    capsulePanel();
 }
 
 void CapturePanels::syncOverlay() {
@@ -372,21 +398,15 @@ void CapturePanels::hideRecordingPreview() {
     recordingPreviewPanel_.reset();
 }
 
-void CapturePanels::makeCapsule() {
-    capsulePanel_ = makePanel("RecordingMenuBarView", {{"model", QVariant::fromValue(&indicatorModel_)}},
-                              PanelWindow::Size::followsContent, {.level = PanelLevel::statusBar});
-    capsulePanel_->setTitle("Varnelle Recording");
-}
-
 void CapturePanels::showCapsule() {
-    if (!capsulePanel_) makeCapsule();
+    PanelWindow& capsule = capsulePanel();
     if (const QScreen* screen = panelScreen()) {
         const CGRect frame = capsuleFrame(placeOf(*screen));
-        const QSize grown = (capsulePanel_->size() - rounded(frame).size()) / 2;
-        capsulePanel_->placeAt(rounded(frame).topLeft() - QPoint(grown.width(), grown.height()));
+        const QSize grown = (capsule.size() - rounded(frame).size()) / 2;
+        capsule.placeAt(rounded(frame).topLeft() - QPoint(grown.width(), grown.height()));
     }
-    capsulePanel_->rootObject()->setOpacity(1);
-    capsulePanel_->show();
+    capsule.rootObject()->setOpacity(1);
+    capsule.show();
 }
 
 void CapturePanels::recordingStateChanged() {

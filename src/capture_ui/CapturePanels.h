@@ -59,13 +59,14 @@ private:
     void placeDockBar();
     void dockBarMoved();
     void syncNotice();
-    void makeOverlays();
     void syncOverlay();
     void showOverlay();
-    [[nodiscard]] PanelWindow& panelOf(SourceOverlay overlay);
+    PanelWindow& panelOf(SourceOverlay overlay);
+    [[nodiscard]] QObject& modelOf(SourceOverlay overlay);
+    PanelWindow& capsulePanel();
+    void makePanelsAhead();
     void syncCameraPreview();
     [[nodiscard]] bool wantsCameraPreview() const;
-    void makeCapsule();
     void showCapsule();
     void recordingStateChanged();
     void followScreen(QScreen* screen);
@@ -93,8 +94,8 @@ private:
     std::unique_ptr<PanelWindow> dockPointerPanel_;
     DesktopPicture dockPointerBackdrop_;
     std::unique_ptr<PanelWindow> noticePanel_;
-    /// One for each `SourceOverlay`, made before the bar is shown, so that a press brings its overlay at
-    /// once. So is the capsule.
+    /// One for each `SourceOverlay`. They and the capsule are made as soon as the bar is shown, so that a
+    /// press finds them ready; `panelOf` and `capsulePanel` make what is asked for earlier.
     std::array<std::unique_ptr<PanelWindow>, 3> overlayPanels_;
     std::optional<SourceOverlay> shownOverlay_;  ///< or about to be
     DesktopPicture overlayBackdrop_;
