@@ -1,6 +1,7 @@
 #include "ui/QmlModules.h"
 
 #include <QQmlEngine>
+#include <QQmlFileSelector>
 #include <QQuickStyle>
 
 // Written by Qt's type registrar.
@@ -9,7 +10,9 @@ void qml_register_types_Varnelle_Ui();
 namespace varnelle {
 
 void prepareQmlEngine(QQmlEngine& engine) {
-    QQuickStyle::setStyle("Basic");
+    // The toolkit's dialogs, where the desktop has none; of its styles the one that keeps to our colours.
+    QQuickStyle::setStyle("Fusion");
+    (new QQmlFileSelector(&engine, &engine))->setExtraSelectors({"Fusion"});
     keepQmlTypes(&qml_register_types_Varnelle_Ui);
     engine.addImportPath("qrc:/qt/qml");
 }

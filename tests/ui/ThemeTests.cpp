@@ -3,8 +3,10 @@
 #include <QColor>
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QSettings>
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "ui/QmlModules.h"
 
@@ -24,19 +26,29 @@ double contrast(const QColor& one, const QColor& other) {
     return (high + 0.05) / (low + 0.05);
 }
 
-TEST(ThemeTest, TextsStandOutFromEverySurface) {
-    QQmlEngine engine;
-    prepareQmlEngine(engine);
-    QQmlComponent component(&engine);
-    component.setData("import QtQml; import Varnelle.Ui; QtObject { property QtObject theme: Theme }", {});
-    const std::unique_ptr<QObject> holder(component.create());
-    ASSERT_NE(holder, nullptr) << component.errorString().toStdString();
-    const auto* theme = holder->property("theme").value<QObject*>();
-    const auto color = [&](const char* name) {
-        const auto value = theme->property(name).value<QColor>();
+class ThemeTest : public testing::Test {
+protected:
+    void SetUp() override {
+        prepareQmlEngine(engine_);
+        QQmlComponent component(&engine_);
+        component.setData("import QtQml; import Varnelle.Ui; QtObject { property QtObject theme: Theme }",
+                          {});
+        holder_.reset(component.create());
+        ASSERT_NE(holder_, nullptr) << component.errorString().toStdString();
+    }
+    [[nodiscard]] const QObject& theme() { return *holder_->property("theme").value<QObject*>(); }
+    [[nodiscard]] QColor color(const char* name) {
+        const auto value = theme().property(name).value<QColor>();
         EXPECT_TRUE(value.isValid()) << name;
         return value;
-    };
+    }
+
+private:
+    QQmlEngine engine_;
+    std::unique_ptr<QObject> holder_;
+};
+
+TEST_F(ThemeTest, TextsStandOutFromEverySurface) {
     struct Pair {
         std::vector<const char*> texts, surfaces;
     };
@@ -60,6 +72,27 @@ TEST(ThemeTest, TextsStandOutFromEverySurface) {
                                               static_cast<float>(over(floating.blueF())));
     for (const char* text : {"text", "secondaryText"})
         EXPECT_GE(contrast(color(text), brightest), 4.5) << text;
+}
+
+TEST_F(ThemeTest, TheToolkitsDialogsLookAlike) {
+    const QSettings settings(":/qtquickcontrols2.conf", QSettings::IniFormat);
+    for (const auto& [role, name] : {std::pair{"Window", "panel"},
+                                     {"WindowText", "text"},
+                                     {"Base", "canvas"},
+                                     {"Text", "text"},
+                                     {"PlaceholderText", "secondaryText"},
+                                     {"Button", "pressed"},
+                                     {"ButtonText", "text"},
+                                     {"Light", "raised"},
+                                     {"Midlight", "hovered"},
+                                     {"Highlight", "accent"},
+                                     {"HighlightedText", "text"},
+                                     {"Link", "focusRing"}}) {
+        const QColor used(settings.value(QString("Fusion/Palette/") + role).toString());
+        EXPECT_EQ(used.name().toStdString(), color(name).name().toStdString()) << role;
+    }
+    EXPECT_EQ(settings.value("Fusion/Font/Family"), theme().property("family"));
+    EXPECT_EQ(settings.value("Fusion/Font/PixelSize").toInt(), theme().property("body").toInt());
 }
 
 }  // namespace
