@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "app/ProjectOpenCoordinator.h"
-#include "export/ExportDirectoryResolver.h"
+#include "export/ExportDirectory.h"
 #include "foundation/Log.h"
 #include "model/InterruptedSaves.h"
 #include "model/ProjectFingerprint.h"
@@ -428,10 +428,12 @@ void AppState::abandonTransition(const ProjectTransitionAction& action) {
 
 QCoro::Task<> AppState::startExport(ExportSettings settings) {
     if (!_currentProject || _isExporting) co_return;
-    ExportDirectoryResolver resolver(
-        defaults_, [this](const URL& preferred) { return windows_.chooseExportDirectory(preferred); });
     const UUID projectID = _currentProject->id;
-    const std::optional<URL> directory = resolver.resolveExportDirectory(settings.outputDirectory);
+    const ExportDirectoryChooser choose = [this](const URL& preferred) {
+        return windows_.chooseExportDirectory(preferred);
+    };
+    const std::optional<URL> directory =
+        co_await resolveExportDirectory(defaults_, settings.outputDirectory, choose);
     // The user may have been asked, and may have done anything else meanwhile.
     if (!_currentProject || _currentProject->id != projectID || _isExporting) co_return;
     if (!directory) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QFuture>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -49,8 +50,8 @@ public:
     /// Looks for a newer version of the program, as far as that can be done here.
     virtual void checkForUpdates() = 0;
     [[nodiscard]] virtual bool canCheckForUpdates() const = 0;
-    /// Lets the user choose a folder for exports, waiting for the choice; absent if it was cancelled.
-    [[nodiscard]] virtual std::optional<URL> chooseExportDirectory(const URL& preferred) = 0;
+    /// Lets the user choose a folder for exports; absent if the question was cancelled.
+    [[nodiscard]] virtual QFuture<std::optional<URL>> chooseExportDirectory(const URL& preferred) = 0;
 
     /// Asks the application to quit, as the user does.
     virtual void requestQuit() = 0;

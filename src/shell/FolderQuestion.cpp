@@ -7,12 +7,14 @@
 
 namespace varnelle {
 
-FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& title,
-                               const URL& start, OnChoice onChoice, QObject* parent)
+FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& text,
+                               const QString& acceptLabel, const URL& start, OnChoice onChoice,
+                               QObject* parent)
     : QObject(parent), onChoice_(std::move(onChoice)) {
     QQmlComponent component(&engine, QUrl("qrc:/qt/qml/Varnelle/Shell/FolderQuestionView.qml"));
     QObject* view = component.createWithInitialProperties(
-        {{"title", title},
+        {{"title", text},
+         {"acceptLabel", acceptLabel},
          {"parentWindow", QVariant::fromValue(parentWindow)},
          {"currentFolder", QUrl::fromLocalFile(QString::fromStdString(start.string()))}});
     if (view == nullptr) {
@@ -24,6 +26,10 @@ FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const 
     connect(view, SIGNAL(chosen(QUrl)), this, SLOT(choose(QUrl)), Qt::QueuedConnection);
     connect(view, SIGNAL(cancelled()), this, SLOT(cancel()), Qt::QueuedConnection);
     QMetaObject::invokeMethod(view, "open");
+}
+
+FolderQuestion::~FolderQuestion() {
+    if (onChoice_) onChoice_(std::nullopt);
 }
 
 void FolderQuestion::choose(const QUrl& folder) {

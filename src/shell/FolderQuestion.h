@@ -18,10 +18,12 @@ class FolderQuestion final : public QObject {
 public:
     using OnChoice = std::function<void(const std::optional<URL>&)>;
 
-    /// `parentWindow` may be null. `onChoice` is called once, from the event loop: with the folder, or with
-    /// nothing if the question was cancelled or can't be asked.
-    FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& title, const URL& start,
-                   OnChoice onChoice, QObject* parent);
+    /// `text` tells what is asked, `acceptLabel` is on the button that takes the choice; `parentWindow` may
+    /// be null. `onChoice` is called once: from the event loop with the folder, or with nothing if the
+    /// question was cancelled or can't be asked; or with nothing when the object goes before.
+    FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& text, const QString& acceptLabel,
+                   const URL& start, OnChoice onChoice, QObject* parent);
+    ~FolderQuestion() override;
 
 private slots:
     void choose(const QUrl& folder);

@@ -1,8 +1,8 @@
 #include "shell/ProgramWindows.h"
 
 #include <QDesktopServices>
-#include <QEventLoop>
 #include <QGuiApplication>
+#include <QPromise>
 #include <QQuickItem>
 #include <QScreen>
 #include <QTimer>
@@ -194,21 +194,21 @@ void ProgramWindows::chooseProject() {
         if (!folder) return;
         openCoordinator_.open({*folder});
     };
-    new FolderQuestion(engine_, visibleMainWindow(), tr("Open a project"),
+    new FolderQuestion(engine_, visibleMainWindow(), tr("Open a project"), tr("Open"),
                        homeDirectory().appending(kProjectFolderName), open, this);
 }
 
-std::optional<URL> ProgramWindows::chooseExportDirectory(const URL& preferred) {
-    std::optional<URL> choice;
-    QEventLoop waiting;
-    const auto take = [&choice, &waiting](const std::optional<URL>& folder) {
-        choice = folder;
-        waiting.quit();
+QFuture<std::optional<URL>> ProgramWindows::chooseExportDirectory(const URL& preferred) {
+    const auto choice = std::make_shared<QPromise<std::optional<URL>>>();
+    choice->start();
+    const auto take = [choice](const std::optional<URL>& folder) {
+        choice->addResult(folder);
+        choice->finish();
     };
-    new FolderQuestion(engine_, visibleMainWindow(), tr("Choose a folder for exports"), preferred, take,
-                       this);
-    waiting.exec();
-    return choice;
+    new FolderQuestion(engine_, visibleMainWindow(),
+                       tr("Allow Varnelle access to your Movies folder for exports."), tr("Allow Access"),
+                       preferred, take, this);
+    return choice->future();
 }
 
 void ProgramWindows::requestQuit() {

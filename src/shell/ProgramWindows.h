@@ -62,7 +62,7 @@ public:
     void showError(const std::string& message) override;
     void checkForUpdates() override { updates_.checkForUpdates(); }
     [[nodiscard]] bool canCheckForUpdates() const override { return updates_.canCheckForUpdates(); }
-    [[nodiscard]] std::optional<URL> chooseExportDirectory(const URL& preferred) override;
+    [[nodiscard]] QFuture<std::optional<URL>> chooseExportDirectory(const URL& preferred) override;
     /// During a save: when that has ended.
     void requestQuit() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;

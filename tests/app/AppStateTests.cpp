@@ -673,9 +673,21 @@ TEST_F(AppStateTest, ExportsWhereItMayAndClosingEndsIt) {
 
     recordsPictures();
     writeFileAtomically(movies, "no folder");
-    await(app->startExport(exportSettings()));
+    QCoro::Task<> asking = app->startExport(exportSettings());
+    EXPECT_FALSE(app->isExporting());
+    windows.answerExportDirectory(std::nullopt);
+    await(std::move(asking));
     EXPECT_EQ(app->exportError(), "Please allow access to your Movies folder to export.");
     EXPECT_TRUE(seesTheEditorOf("Talk"));
+
+    asking = app->startExport(exportSettings());
+    await(app->requestProjectTransition(CloseWindow{}));
+    answers(deleteProject);
+    recordsPictures();
+    windows.answerExportDirectory(directory_.file("chosen"));
+    await(std::move(asking));
+    EXPECT_FALSE(app->isExporting());
+    EXPECT_TRUE(seesTheEditorOf("Talk")) << "another project than the one that was to be exported";
     std::filesystem::remove(movies.path());
 
     await(app->startExport(exportSettings()));

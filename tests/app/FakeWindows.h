@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QPromise>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -38,7 +40,15 @@ public:
     void chooseProject() override { ++projectChoices; }
     void checkForUpdates() override {}
     bool canCheckForUpdates() const override { return false; }
-    std::optional<URL> chooseExportDirectory(const URL&) override { return exportDirectory; }
+    QFuture<std::optional<URL>> chooseExportDirectory(const URL&) override {
+        exportDirectory = std::make_shared<QPromise<std::optional<URL>>>();
+        exportDirectory->start();
+        return exportDirectory->future();
+    }
+    void answerExportDirectory(const std::optional<URL>& folder) {
+        exportDirectory->addResult(folder);
+        std::exchange(exportDirectory, nullptr)->finish();
+    }
     void requestQuit() override { isQuitRequested = true; }
     void replyToApplicationShouldTerminate(bool shouldTerminate) override {
         terminationReply = shouldTerminate;
@@ -62,7 +72,7 @@ public:
     int projectChoices = 0;
     std::optional<ProjectAlert> alert;  ///< the one on the screen
     std::vector<std::string> errors;
-    std::optional<URL> exportDirectory;
+    std::shared_ptr<QPromise<std::optional<URL>>> exportDirectory;  ///< what is asked for
     bool isQuitRequested = false;
     std::optional<bool> terminationReply;
 

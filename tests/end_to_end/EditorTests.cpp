@@ -513,6 +513,24 @@ TEST_F(EditorTest, WithoutSoundAndTelemetryItPlaysAndExportsAllTheSame) {
     EXPECT_NEAR(MediaAsset(movies().appending("Little.mp4")).duration().seconds(), 6, 0.1);
 }
 
+TEST_F(EditorTest, AsksForAFolderWhereTheUsualOneTakesNoFiles) {
+    // One that takes none from anybody, and in it one that does.
+    std::ofstream(program().configuration().appending("user-dirs.dirs").path())
+        << "XDG_VIDEOS_DIR=\"/proc/self\"\n";
+    std::filesystem::current_path(program().home().path());
+    opens(makePackage(recording_.url()));
+    program().click("Export");
+    program().click("Render Project");
+    program().click("Cancel");
+    ASSERT_TRUE(program().shows("Please allow access to your Movies folder to export."));
+    program().click("Render Project");
+    ASSERT_TRUE(program().shows("Allow Access"));
+    program().click("cwd");
+    program().click("Allow Access");
+    ASSERT_TRUE(program().shows("Export Success"));
+    EXPECT_TRUE(program().home().appending("Little.mp4").exists());
+}
+
 TEST_F(EditorTest, WhatCantBeReadIsSaid) {
     const URL package = makePackage(recording_.url());
     for (const auto& entry : std::filesystem::recursive_directory_iterator(package.path())) {

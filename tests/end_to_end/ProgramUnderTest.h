@@ -71,6 +71,7 @@ public:
     [[nodiscard]] std::vector<std::string> namelessControls() const;
 
     [[nodiscard]] URL home() const { return directory_.file("home"); }
+    [[nodiscard]] URL configuration() const { return directory_.file("config"); }
     [[nodiscard]] URL projects() const { return home().appending("Varnelle Projects"); }
     /// The session directories, oldest first.
     [[nodiscard]] std::vector<URL> sessions() const;

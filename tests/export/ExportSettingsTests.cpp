@@ -5,7 +5,7 @@
 #include <map>
 #include <regex>
 
-#include "export/ExportDirectoryResolver.h"
+#include "export/ExportDirectory.h"
 #include "foundation/AtomicFile.h"
 #include "support/MemoryDefaults.h"
 #include "support/TemporaryDirectory.h"
@@ -56,7 +56,7 @@ TEST(ExportSettings, OnlyTwoRatesExist) {
     }
 }
 
-TEST(ExportDirectoryResolver, PrefersThenRemembersThenAsks) {
+TEST(ExportDirectory, PrefersThenRemembersThenAsks) {
     const test::TemporaryDirectory directory;
     // A file where a folder should be can't be written into, whoever asks.
     const URL blocked = directory.file("blocked");
@@ -65,20 +65,23 @@ TEST(ExportDirectoryResolver, PrefersThenRemembersThenAsks) {
     test::MemoryDefaults defaults;
     int questions = 0;
     std::optional<URL> answer;
-    ExportDirectoryResolver resolver(defaults, [&](const URL& preferred) {
+    const ExportDirectoryChooser choose = [&](const URL& preferred) {
         EXPECT_EQ(preferred, blocked);
         ++questions;
-        return answer;
-    });
-    EXPECT_EQ(resolver.resolveExportDirectory(good), good) << "made if need be";
-    EXPECT_EQ(resolver.resolveExportDirectory(blocked), std::nullopt) << "the question was cancelled";
+        return QtFuture::makeReadyFuture(answer);
+    };
+    const auto resolved = [&](const URL& preferred) {
+        return QCoro::waitFor(resolveExportDirectory(defaults, preferred, choose));
+    };
+    EXPECT_EQ(resolved(good), good) << "made if need be";
+    EXPECT_EQ(resolved(blocked), std::nullopt) << "the question was cancelled";
     answer = blocked;
-    EXPECT_EQ(resolver.resolveExportDirectory(blocked), std::nullopt);
+    EXPECT_EQ(resolved(blocked), std::nullopt);
     answer = directory.file("chosen");
-    EXPECT_EQ(resolver.resolveExportDirectory(blocked), answer);
+    EXPECT_EQ(resolved(blocked), answer);
     EXPECT_EQ(questions, 3);
     answer.reset();
-    EXPECT_EQ(resolver.resolveExportDirectory(blocked), directory.file("chosen")) << "remembered";
+    EXPECT_EQ(resolved(blocked), directory.file("chosen")) << "remembered";
     EXPECT_EQ(questions, 3);
     EXPECT_TRUE(std::filesystem::is_empty(good.path())) << "probes are removed";
 }
