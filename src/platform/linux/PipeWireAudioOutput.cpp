@@ -16,21 +16,20 @@
 namespace varnelle {
 namespace {
 
-constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 /// How often it is looked whether the server takes the sound.
 constexpr std::int64_t kLookInterval = 10'000'000;
 /// For how long a server may ask for nothing before sound passes without it. A stream that is just being
 /// connected needs some of that.
 constexpr std::int64_t kSignPatienceNanoseconds = 300'000'000;
 /// For how long a stream stays awake when nothing is played: a seek shouldn't put the device to sleep.
-constexpr std::int64_t kRestDelay = 1'000'000'000;
+constexpr std::int64_t kRestDelay = SPA_NSEC_PER_SEC;
 
 std::int64_t nanosecondsNow() {
     return hostTimeNow().value;
 }
 
 std::int64_t nanosecondsOf(std::int64_t frames) {
-    return frames * kNanosecondsPerSecond / AudioOutput::kRate;
+    return frames * SPA_NSEC_PER_SEC / AudioOutput::kRate;
 }
 
 }  // namespace
@@ -87,7 +86,7 @@ void PipeWireAudioOutput::reset() {
 double PipeWireAudioOutput::framesHeard() const {
     const Stretch now = stretch();
     const double passed =
-        static_cast<double>(nanosecondsNow() - now.hostNanoseconds) * kRate / kNanosecondsPerSecond;
+        static_cast<double>(nanosecondsNow() - now.hostNanoseconds) * kRate / SPA_NSEC_PER_SEC;
     const double frame = static_cast<double>(now.frame) + std::max(passed, 0.0);
     const double heard = std::min(frame, static_cast<double>(now.end));
     // The server's idea of the delay may grow, but time doesn't run back.
@@ -106,7 +105,7 @@ void PipeWireAudioOutput::process(pw_stream* stream) {
     pw_stream_get_time_n(stream, &time, sizeof time);
     std::int64_t heardAt = time.now != 0 ? time.now : now;
     if (time.rate.denom != 0) {
-        heardAt += time.delay * kNanosecondsPerSecond * time.rate.num / time.rate.denom;
+        heardAt += time.delay * SPA_NSEC_PER_SEC * time.rate.num / time.rate.denom;
     }
     heardAt += nanosecondsOf(static_cast<std::int64_t>(time.buffered));
 
@@ -232,7 +231,7 @@ void PipeWireAudioOutput::lookAfter() {
 }
 
 void PipeWireAudioOutput::passSilently(std::int64_t now) {
-    const std::int64_t frames = (now - passedAt_) * kRate / kNanosecondsPerSecond;
+    const std::int64_t frames = (now - passedAt_) * kRate / SPA_NSEC_PER_SEC;
     if (isTaking_.test_and_set(std::memory_order_acquire)) return;
     if (isStarted_) take(nullptr, static_cast<std::size_t>(std::max<std::int64_t>(frames, 0)), now);
     isTaking_.clear(std::memory_order_release);

@@ -17,12 +17,10 @@
 namespace varnelle {
 namespace {
 
-constexpr std::int64_t kNanosecondsInASecond = 1'000'000'000;
-
 std::int64_t nanoseconds(std::int64_t ticks, const spa_fraction& rate) {
     if (rate.denom == 0) return 0;
     // Ticks here are delays: far too few to overflow.
-    return ticks * kNanosecondsInASecond * rate.num / rate.denom;
+    return ticks * SPA_NSEC_PER_SEC * rate.num / rate.denom;
 }
 
 }  // namespace
@@ -186,7 +184,7 @@ std::int64_t PipeWireSoundStream::take(const spa_data& data, std::int64_t begin)
         reinterpret_cast<const float*>(static_cast<const std::uint8_t*>(data.data) + offset);
     const std::size_t count = size / sizeof(float) / channelCount_ * channelCount_;
     const auto durationOf = [this](std::size_t sampleCount) {
-        return static_cast<std::int64_t>(sampleCount / channelCount_) * kNanosecondsInASecond /
+        return static_cast<std::int64_t>(sampleCount / channelCount_) * SPA_NSEC_PER_SEC /
                DriftCorrector::kRate;
     };
     for (std::size_t taken = 0; taken < count; taken += Blocks::kMaximumSamples) {
