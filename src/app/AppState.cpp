@@ -427,18 +427,10 @@ void AppState::abandonTransition(const ProjectTransitionAction& action) {
 }
 
 QCoro::Task<> AppState::startExport(ExportSettings settings) {
-    if (!_currentProject || _isExporting) co_return;
-    const UUID projectID = _currentProject->id;
-    const ExportDirectoryChooser choose = [this](const URL& preferred) {
-        return windows_.chooseExportDirectory(preferred);
-    };
-    const std::optional<URL> directory =
-        co_await resolveExportDirectory(defaults_, settings.outputDirectory, choose);
-    // The user may have been asked, and may have done anything else meanwhile.
-    if (!_currentProject || _currentProject->id != projectID || _isExporting) co_return;
+    if (!_currentProject || _isExporting || isAskingForExportDirectory_) co_return;
+    const std::optional<URL> directory = usableExportDirectory(defaults_, settings.outputDirectory);
     if (!directory) {
-        set(_exportError, std::optional<std::string>("Please allow access to your Movies folder to export."),
-            &AppState::exportErrorChanged);
+        askForExportDirectory(settings);
         co_return;
     }
     settings.outputDirectory = *directory;
@@ -460,6 +452,25 @@ QCoro::Task<> AppState::startExport(ExportSettings settings) {
     };
     const QCoro::Task<> exporting = engine->exportProject(*_currentProject, settings, onProgress, onComplete);
     co_await exporting;
+}
+
+void AppState::askForExportDirectory(const ExportSettings& settings) {
+    const auto use = [self = QPointer(this), settings,
+                      projectID = _currentProject->id](const std::optional<URL>& chosen) {
+        if (!self) return;
+        self->isAskingForExportDirectory_ = false;
+        // The user may have done anything else meanwhile.
+        if (!self->_currentProject || self->_currentProject->id != projectID) return;
+        if (chosen && rememberExportDirectory(self->defaults_, *chosen)) {
+            self->startExport(settings);
+            return;
+        }
+        self->set(self->_exportError,
+                  std::optional<std::string>("Please allow access to your Movies folder to export."),
+                  &AppState::exportErrorChanged);
+    };
+    isAskingForExportDirectory_ = true;
+    windows_.chooseExportDirectory(settings.outputDirectory, use);
 }
 
 void AppState::finishExport(const ExportEngine::Result& result) {

@@ -188,6 +188,7 @@ private:
     QCoro::Task<> saveAndPerform(ProjectTransitionAction action);
     QCoro::Task<> performProjectTransition(ProjectTransitionAction action);
     void abandonTransition(const ProjectTransitionAction& action);
+    void askForExportDirectory(const ExportSettings& settings);
     void finishExport(const ExportEngine::Result& result);
 
     AppWindows& windows_;
@@ -219,6 +220,7 @@ private:
     bool isQuittingAfterRecording_ = false;
     QMetaObject::Connection quittingAfterRecording_;
     std::shared_ptr<ExportEngine> exportEngine_;
+    bool isAskingForExportDirectory_ = false;
     CaptureSources captureSources_;
     SetupCameraPreview setupCameraPreview_;
     RecordingFlow recordingFlow_;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QFuture>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -50,8 +49,10 @@ public:
     /// Looks for a newer version of the program, as far as that can be done here.
     virtual void checkForUpdates() = 0;
     [[nodiscard]] virtual bool canCheckForUpdates() const = 0;
-    /// Lets the user choose a folder for exports; absent if the question was cancelled.
-    [[nodiscard]] virtual QFuture<std::optional<URL>> chooseExportDirectory(const URL& preferred) = 0;
+    /// Lets the user choose a folder for exports; `onChoice` gets it, or nothing if the question was
+    /// cancelled.
+    virtual void chooseExportDirectory(const URL& preferred,
+                                       std::function<void(const std::optional<URL>&)> onChoice) = 0;
 
     /// Asks the application to quit, as the user does.
     virtual void requestQuit() = 0;

@@ -139,11 +139,11 @@ void CapturePanels::showDockBar() {
             dockBarPanel_->setX(dockBarPanel_->x() - grown / 2);
         });
         dockBarPanel_->setTitle("Varnelle Dock");
+        QTimer::singleShot(0, this, &CapturePanels::makePanelsAhead);
     }
     if (dockBarPanel_->isVisible()) return;
     placeDockBar();
     dockBarPanel_->show();
-    QTimer::singleShot(0, this, &CapturePanels::makePanelsAhead);
     syncOverlay();
     syncCameraPreview();
     noticeModel_.offerRecovery();

@@ -1,7 +1,5 @@
 #include "export/ExportDirectory.h"
 
-#include <QCoro/QCoroFuture>
-
 #include "foundation/AtomicFile.h"
 #include "foundation/UUID.h"
 
@@ -19,17 +17,17 @@ bool isWritableDirectory(const URL& directory) {
     }
 }
 
-QCoro::Task<std::optional<URL>> resolveExportDirectory(UserDefaults& defaults, URL preferred,
-                                                       ExportDirectoryChooser choose) {
-    if (isWritableDirectory(preferred)) co_return preferred;
-    if (const auto remembered = defaults.string(kExportDirectoryBookmarkKey);
-        remembered && !remembered->empty()) {
-        if (const URL folder(*remembered); isWritableDirectory(folder)) co_return folder;
-    }
-    const std::optional<URL> chosen = co_await choose(preferred);
-    if (!chosen || !isWritableDirectory(*chosen)) co_return std::nullopt;
-    defaults.set(kExportDirectoryBookmarkKey, std::string_view(chosen->string()));
-    co_return chosen;
+std::optional<URL> usableExportDirectory(const UserDefaults& defaults, const URL& preferred) {
+    if (isWritableDirectory(preferred)) return preferred;
+    const std::string remembered = defaults.string(kExportDirectoryBookmarkKey).value_or("");
+    if (remembered.empty() || !isWritableDirectory(URL(remembered))) return std::nullopt;
+    return URL(remembered);
+}
+
+bool rememberExportDirectory(UserDefaults& defaults, const URL& chosen) {
+    if (!isWritableDirectory(chosen)) return false;
+    defaults.set(kExportDirectoryBookmarkKey, std::string_view(chosen.string()));
+    return true;
 }
 
 }  // namespace varnelle

@@ -28,10 +28,6 @@ FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const 
     QMetaObject::invokeMethod(view, "open");
 }
 
-FolderQuestion::~FolderQuestion() {
-    if (onChoice_) onChoice_(std::nullopt);
-}
-
 void FolderQuestion::choose(const QUrl& folder) {
     answer(URL(folder.toLocalFile().toStdString()));
 }

@@ -20,10 +20,9 @@ public:
 
     /// `text` tells what is asked, `acceptLabel` is on the button that takes the choice; `parentWindow` may
     /// be null. `onChoice` is called once: from the event loop with the folder, or with nothing if the
-    /// question was cancelled or can't be asked; or with nothing when the object goes before.
+    /// question was cancelled or can't be asked; not at all if the object is deleted before.
     FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const QString& text, const QString& acceptLabel,
                    const URL& start, OnChoice onChoice, QObject* parent);
-    ~FolderQuestion() override;
 
 private slots:
     void choose(const QUrl& folder);

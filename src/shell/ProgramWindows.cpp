@@ -2,7 +2,6 @@
 
 #include <QDesktopServices>
 #include <QGuiApplication>
-#include <QPromise>
 #include <QQuickItem>
 #include <QScreen>
 #include <QTimer>
@@ -198,17 +197,11 @@ void ProgramWindows::chooseProject() {
                        homeDirectory().appending(kProjectFolderName), open, this);
 }
 
-QFuture<std::optional<URL>> ProgramWindows::chooseExportDirectory(const URL& preferred) {
-    const auto choice = std::make_shared<QPromise<std::optional<URL>>>();
-    choice->start();
-    const auto take = [choice](const std::optional<URL>& folder) {
-        choice->addResult(folder);
-        choice->finish();
-    };
+void ProgramWindows::chooseExportDirectory(const URL& preferred,
+                                           std::function<void(const std::optional<URL>&)> onChoice) {
     new FolderQuestion(engine_, visibleMainWindow(),
                        tr("Allow Varnelle access to your Movies folder for exports."), tr("Allow Access"),
-                       preferred, take, this);
-    return choice->future();
+                       preferred, std::move(onChoice), this);
 }
 
 void ProgramWindows::requestQuit() {

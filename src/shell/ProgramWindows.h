@@ -62,7 +62,8 @@ public:
     void showError(const std::string& message) override;
     void checkForUpdates() override { updates_.checkForUpdates(); }
     [[nodiscard]] bool canCheckForUpdates() const override { return updates_.canCheckForUpdates(); }
-    [[nodiscard]] QFuture<std::optional<URL>> chooseExportDirectory(const URL& preferred) override;
+    void chooseExportDirectory(const URL& preferred,
+                               std::function<void(const std::optional<URL>&)> onChoice) override;
     /// During a save: when that has ended.
     void requestQuit() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;

@@ -10,7 +10,8 @@ void qml_register_types_Varnelle_Ui();
 namespace varnelle {
 
 void prepareQmlEngine(QQmlEngine& engine) {
-    // The toolkit's dialogs, where the desktop has none; of its styles the one that keeps to our colours.
+    // For the toolkit's dialogs, which are shown where the desktop has none: the only style that keeps to our
+    // colours throughout.
     QQuickStyle::setStyle("Fusion");
     (new QQmlFileSelector(&engine, &engine))->setExtraSelectors({"Fusion"});
     keepQmlTypes(&qml_register_types_Varnelle_Ui);

@@ -11,21 +11,17 @@ WindowDragItem::WindowDragItem(QQuickItem* parent) : QQuickItem(parent) {
 }
 
 void WindowDragItem::mousePressEvent(QMouseEvent* event) {
-    press_ = Press{event->globalPosition(), window()->position()};
+    pressed_ = event->globalPosition();
+    corner_ = window()->position();
     isDragging_ = false;
 }
 
 /// Measured on the desktop: a place in the window is told from where the desktop has it, which may be some
 /// moves behind.
 void WindowDragItem::mouseMoveEvent(QMouseEvent* event) {
-    if (!press_) return;
-    const QPointF moved = event->globalPosition() - press_->pointer;
+    const QPointF moved = event->globalPosition() - pressed_;
     if (moved.manhattanLength() >= QGuiApplication::styleHints()->startDragDistance()) isDragging_ = true;
-    if (isDragging_) window()->setPosition((press_->corner + moved).toPoint());
-}
-
-void WindowDragItem::mouseUngrabEvent() {
-    press_.reset();
+    if (isDragging_) window()->setPosition((corner_ + moved).toPoint());
 }
 
 }  // namespace varnelle

@@ -3,7 +3,6 @@
 #include <QtQml/qqmlregistration.h>
 #include <QPointF>
 #include <QQuickItem>
-#include <optional>
 
 namespace varnelle {
 
@@ -19,14 +18,10 @@ public:
 private:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
-    void mouseUngrabEvent() override;
 
-    /// On the desktop: where the press was and where the window's corner was then.
-    struct Press {
-        QPointF pointer;
-        QPointF corner;
-    };
-    std::optional<Press> press_;
+    // On the desktop: where the press was and where the window's corner was then.
+    QPointF pressed_;
+    QPointF corner_;
     bool isDragging_ = false;  ///< the pointer has gone farther than a click does
 };
 

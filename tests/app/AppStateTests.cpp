@@ -673,19 +673,18 @@ TEST_F(AppStateTest, ExportsWhereItMayAndClosingEndsIt) {
 
     recordsPictures();
     writeFileAtomically(movies, "no folder");
-    QCoro::Task<> asking = app->startExport(exportSettings());
-    EXPECT_FALSE(app->isExporting());
+    await(app->startExport(exportSettings()));
+    await(app->startExport(exportSettings()));
+    EXPECT_EQ(windows.exportDirectoryQuestions, 1);
     windows.answerExportDirectory(std::nullopt);
-    await(std::move(asking));
     EXPECT_EQ(app->exportError(), "Please allow access to your Movies folder to export.");
     EXPECT_TRUE(seesTheEditorOf("Talk"));
 
-    asking = app->startExport(exportSettings());
+    await(app->startExport(exportSettings()));
     await(app->requestProjectTransition(CloseWindow{}));
     answers(deleteProject);
     recordsPictures();
     windows.answerExportDirectory(directory_.file("chosen"));
-    await(std::move(asking));
     EXPECT_FALSE(app->isExporting());
     EXPECT_TRUE(seesTheEditorOf("Talk")) << "another project than the one that was to be exported";
     std::filesystem::remove(movies.path());

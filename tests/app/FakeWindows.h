@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QPromise>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,14 +38,9 @@ public:
     void chooseProject() override { ++projectChoices; }
     void checkForUpdates() override {}
     bool canCheckForUpdates() const override { return false; }
-    QFuture<std::optional<URL>> chooseExportDirectory(const URL&) override {
-        exportDirectory = std::make_shared<QPromise<std::optional<URL>>>();
-        exportDirectory->start();
-        return exportDirectory->future();
-    }
-    void answerExportDirectory(const std::optional<URL>& folder) {
-        exportDirectory->addResult(folder);
-        std::exchange(exportDirectory, nullptr)->finish();
+    void chooseExportDirectory(const URL&, std::function<void(const std::optional<URL>&)> onChoice) override {
+        ++exportDirectoryQuestions;
+        onExportDirectory_ = std::move(onChoice);
     }
     void requestQuit() override { isQuitRequested = true; }
     void replyToApplicationShouldTerminate(bool shouldTerminate) override {
@@ -57,6 +50,9 @@ public:
     void answer(ProjectAlertAnswer answer) {
         alert.reset();
         std::exchange(onAnswer_, nullptr)(answer);
+    }
+    void answerExportDirectory(const std::optional<URL>& folder) {
+        std::exchange(onExportDirectory_, nullptr)(folder);
     }
 
     std::optional<std::string> screenName;  ///< where the dock bar is
@@ -72,12 +68,13 @@ public:
     int projectChoices = 0;
     std::optional<ProjectAlert> alert;  ///< the one on the screen
     std::vector<std::string> errors;
-    std::shared_ptr<QPromise<std::optional<URL>>> exportDirectory;  ///< what is asked for
+    int exportDirectoryQuestions = 0;
     bool isQuitRequested = false;
     std::optional<bool> terminationReply;
 
 private:
     std::function<void(ProjectAlertAnswer)> onAnswer_;
+    std::function<void(const std::optional<URL>&)> onExportDirectory_;
 };
 
 }  // namespace varnelle::test

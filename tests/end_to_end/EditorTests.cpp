@@ -517,8 +517,10 @@ TEST_F(EditorTest, AsksForAFolderWhereTheUsualOneTakesNoFiles) {
     // One that takes none from anybody, and in it one that does.
     std::ofstream(program().configuration().appending("user-dirs.dirs").path())
         << "XDG_VIDEOS_DIR=\"/proc/self\"\n";
+    const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(program().home().path());
     opens(makePackage(recording_.url()));
+    std::filesystem::current_path(before);
     program().click("Export");
     program().click("Render Project");
     program().click("Cancel");

@@ -21,8 +21,8 @@ using namespace std::chrono_literals;
 constexpr auto kDeadline = 30s;
 /// How long the main thread may wait for anything, and work at anything, in answer to one event. It works for
 /// less than 8 ms everywhere, also while others have the processors, and the rest is for slower machines. It
-/// waits longer only for a window's drawing thread, which without a graphics card lasts as long as drawing
-/// the window.
+/// waits longer only for a window's drawing thread: without a graphics card, as long as the window takes to
+/// draw.
 constexpr double kLongestWaitMilliseconds = 24;
 constexpr double kLongestWorkMilliseconds = 16;
 #ifdef __SANITIZE_ADDRESS__
@@ -121,6 +121,7 @@ std::vector<std::string> ProgramUnderTest::environment() const {
             "PIPEWIRE_REMOTE=" + desktop_.sound.remoteName(),
             "VARNELLE_STALL_LOG=" + directory_.file("stalls").string(),
             "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1",
+            "QT_QPA_PLATFORMTHEME=",
             "XDG_SESSION_TYPE=x11",
             "WAYLAND_DISPLAY=",
             "XDG_CURRENT_DESKTOP="};

@@ -68,10 +68,11 @@ protected:
         const AccessibleElement area = program().restingElement("Area");
         const int x = area.x + area.width + 12;
         desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - kUp);
-        ASSERT_TRUE(isOn(true, "Recording setup"));
-        const AccessibleElement moved = program().restingElement("Area");
-        ASSERT_EQ(moved.midX(), area.midX() + kFirstWidth);
-        ASSERT_EQ(moved.midY(), area.midY() - kUp);
+        const auto isUnderThePointer = [&] {
+            const auto moved = test::shownElement(program().processID(), "Area");
+            return moved && moved->midX() == area.midX() + kFirstWidth && moved->midY() == area.midY() - kUp;
+        };
+        ASSERT_TRUE(test::waitUntil(isUnderThePointer, kDeadline));
     }
     void startsToRecord() {
         program().click("Start recording");

@@ -56,33 +56,21 @@ TEST(ExportSettings, OnlyTwoRatesExist) {
     }
 }
 
-TEST(ExportDirectory, PrefersThenRemembersThenAsks) {
+TEST(ExportDirectory, IsThePreferredOneElseTheRememberedOne) {
     const test::TemporaryDirectory directory;
     // A file where a folder should be can't be written into, whoever asks.
     const URL blocked = directory.file("blocked");
     writeFileAtomically(blocked, "");
     const URL good = directory.file("good");
+    const URL chosen = directory.file("chosen");
     test::MemoryDefaults defaults;
-    int questions = 0;
-    std::optional<URL> answer;
-    const ExportDirectoryChooser choose = [&](const URL& preferred) {
-        EXPECT_EQ(preferred, blocked);
-        ++questions;
-        return QtFuture::makeReadyFuture(answer);
-    };
-    const auto resolved = [&](const URL& preferred) {
-        return QCoro::waitFor(resolveExportDirectory(defaults, preferred, choose));
-    };
-    EXPECT_EQ(resolved(good), good) << "made if need be";
-    EXPECT_EQ(resolved(blocked), std::nullopt) << "the question was cancelled";
-    answer = blocked;
-    EXPECT_EQ(resolved(blocked), std::nullopt);
-    answer = directory.file("chosen");
-    EXPECT_EQ(resolved(blocked), answer);
-    EXPECT_EQ(questions, 3);
-    answer.reset();
-    EXPECT_EQ(resolved(blocked), directory.file("chosen")) << "remembered";
-    EXPECT_EQ(questions, 3);
+    EXPECT_EQ(usableExportDirectory(defaults, good), good) << "made if need be";
+    EXPECT_EQ(usableExportDirectory(defaults, blocked), std::nullopt);
+    EXPECT_FALSE(rememberExportDirectory(defaults, blocked));
+    EXPECT_EQ(usableExportDirectory(defaults, blocked), std::nullopt);
+    EXPECT_TRUE(rememberExportDirectory(defaults, chosen));
+    EXPECT_EQ(usableExportDirectory(defaults, blocked), chosen);
+    EXPECT_EQ(usableExportDirectory(defaults, good), good) << "the usual one first";
     EXPECT_TRUE(std::filesystem::is_empty(good.path())) << "probes are removed";
 }
 
