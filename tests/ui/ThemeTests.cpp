@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <QColor>
+#include <QFont>
 #include <QQmlComponent>
 #include <QQmlEngine>
-#include <QSettings>
+#include <QQuickStyle>
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -36,6 +37,7 @@ protected:
         holder_.reset(component.create());
         ASSERT_NE(holder_, nullptr) << component.errorString().toStdString();
     }
+    [[nodiscard]] QQmlEngine& engine() { return engine_; }
     [[nodiscard]] const QObject& theme() { return *holder_->property("theme").value<QObject*>(); }
     [[nodiscard]] QColor color(const char* name) {
         const auto value = theme().property(name).value<QColor>();
@@ -75,24 +77,31 @@ TEST_F(ThemeTest, TextsStandOutFromEverySurface) {
 }
 
 TEST_F(ThemeTest, TheToolkitsDialogsLookAlike) {
-    const QSettings settings(":/qtquickcontrols2.conf", QSettings::IniFormat);
-    for (const auto& [role, name] : {std::pair{"Window", "panel"},
-                                     {"WindowText", "text"},
-                                     {"Base", "canvas"},
-                                     {"Text", "text"},
-                                     {"PlaceholderText", "secondaryText"},
-                                     {"Button", "pressed"},
-                                     {"ButtonText", "text"},
-                                     {"Light", "raised"},
-                                     {"Midlight", "hovered"},
-                                     {"Highlight", "accent"},
-                                     {"HighlightedText", "text"},
-                                     {"Link", "focusRing"}}) {
-        const QColor used(settings.value(QString("Fusion/Palette/") + role).toString());
-        EXPECT_EQ(used.name().toStdString(), color(name).name().toStdString()) << role;
+    QQmlComponent component(&engine());
+    component.setData("import QtQuick.Controls; Control {}", {});
+    const std::unique_ptr<QObject> control(component.create());
+    ASSERT_NE(control, nullptr) << component.errorString().toStdString();
+    const QObject* const palette = control->property("palette").value<QObject*>();
+    for (const auto& [role, name] : {std::pair{"window", "panel"},
+                                     {"windowText", "text"},
+                                     {"base", "canvas"},
+                                     {"text", "text"},
+                                     {"placeholderText", "secondaryText"},
+                                     {"button", "pressed"},
+                                     {"buttonText", "text"},
+                                     {"light", "raised"},
+                                     {"midlight", "hovered"},
+                                     {"highlight", "accent"},
+                                     {"highlightedText", "text"},
+                                     {"link", "focusRing"}}) {
+        EXPECT_EQ(palette->property(role).value<QColor>().name().toStdString(),
+                  color(name).name().toStdString())
+            << role;
     }
-    EXPECT_EQ(settings.value("Fusion/Font/Family"), theme().property("family"));
-    EXPECT_EQ(settings.value("Fusion/Font/PixelSize").toInt(), theme().property("body").toInt());
+    const QFont font = control->property("font").value<QFont>();
+    EXPECT_EQ(font.family(), theme().property("family").toString());
+    EXPECT_EQ(font.pixelSize(), theme().property("body").toInt());
+    EXPECT_EQ(QQuickStyle::name(), "Fusion") << "the other styles paint parts of dialogs white";
 }
 
 }  // namespace
