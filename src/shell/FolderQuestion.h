@@ -2,9 +2,11 @@
 
 #include <QObject>
 #include <QQmlEngine>
+#include <QQuickWindow>
 #include <QUrl>
 #include <QWindow>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "foundation/URL.h"
@@ -29,9 +31,12 @@ private slots:
     void cancel();
 
 private:
+    void openInAWindow(const QString& title);
     void answer(const std::optional<URL>& folder);
 
     OnChoice onChoice_;
+    std::unique_ptr<QQuickWindow> window_;  ///< for the toolkit's dialog, which needs one to lie in
+    std::unique_ptr<QObject> dialog_;
 };
 
 }  // namespace varnelle

@@ -168,7 +168,7 @@ TEST_F(SetupTest, ShowsTheCameraThatItRecords) {
     EXPECT_TRUE(program().sessions().at(0).appending("camera.mov").exists());
 }
 
-TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
+TEST_F(SetupTest, AsksBeforeUnsavedWorkGoesAndOpensWhatWasSaved) {
     ASSERT_TRUE(program().startsAtTheDockBar());
     desktop().keys.type('r', {kControl});
     program().click("Stop Recording");
@@ -193,6 +193,11 @@ TEST_F(SetupTest, AsksBeforeUnsavedWorkGoes) {
     EXPECT_TRUE(program().hasEnded());
     ASSERT_EQ(program().packages().size(), 1U);
     EXPECT_NO_THROW(readPackage(program().packages().at(0)));
+
+    ASSERT_TRUE(program().startsAtTheDockBar());
+    desktop().keys.type('o', {kControl});
+    program().click("Open");  // what the dialog has chosen by itself, as nothing else is there
+    EXPECT_TRUE(program().shows("New Recording"));
 }
 
 TEST_F(SetupTest, HandsFilesToTheInstanceThatRuns) {
