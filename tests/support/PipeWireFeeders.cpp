@@ -37,8 +37,7 @@ public:
     explicit Connection(const std::string& remoteName) {
         pw_init(nullptr, nullptr);
         thread = pw_thread_loop_new("feeder", nullptr);
-        context = pw_context_new(pw_thread_loop_get_loop(thread),
-                                 pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr), 0);
+        context = pw_context_new(pw_thread_loop_get_loop(thread), nullptr, 0);
         pw_thread_loop_start(thread);
         const Lock lock(*this);
         core = pw_context_connect(context, pw_properties_new(PW_KEY_REMOTE_NAME, remoteName.c_str(), nullptr),

@@ -38,7 +38,6 @@ context.spa-libs = {
     support.* = support/libspa-support
 }
 context.modules = [
-    { name = libpipewire-module-rt  flags = [ ifexists nofail ] }
     { name = libpipewire-module-protocol-native }
     { name = libpipewire-module-metadata }
     { name = libpipewire-module-spa-node-factory }

@@ -189,6 +189,17 @@ ToneFit fitTone(const std::vector<float>& sound, std::size_t begin, std::size_t 
     return fit;
 }
 
+ToneFit usualTone(const std::vector<float>& sound, std::size_t begin, std::size_t end, double frequency) {
+    constexpr std::size_t kWindow = 6'000;
+    std::vector<ToneFit> fits;
+    for (; begin + kWindow <= end; begin += kWindow)
+        fits.push_back(fitTone(sound, begin, begin + kWindow, frequency));
+    std::sort(fits.begin(), fits.end(), [](const ToneFit& left, const ToneFit& right) {
+        return left.residueDecibels < right.residueDecibels;
+    });
+    return fits.at(fits.size() / 2);
+}
+
 int lagOf(const std::vector<float>& sound, std::size_t begin, const std::vector<float>& expected, int limit) {
     int best = 0;
     double most = -1;

@@ -54,6 +54,11 @@ struct ToneFit {
 };
 ToneFit fitTone(const std::vector<float>& sound, std::size_t begin, std::size_t end, double frequency);
 
+/// For sound that was played and recorded: the middle one, by its residue, of the fits to successive eighths
+/// of a second. Where a host takes the processors away for a moment, the sound server skips a cycle, which
+/// spoils one or two of them.
+ToneFit usualTone(const std::vector<float>& sound, std::size_t begin, std::size_t end, double frequency);
+
 /// By how many samples a sound lags behind what is expected at a place, within the limit either way.
 int lagOf(const std::vector<float>& sound, std::size_t begin, const std::vector<float>& expected, int limit);
 
