@@ -46,5 +46,18 @@ TEST_F(WindowDragTest, StaysUnderThePointerWhileTheDesktopIsBehind) {
     EXPECT_EQ(window.position(), QPoint(110, 205)) << "another drag begins anew";
 }
 
+TEST(WindowDragPlace, FollowsThePixelsOverScreensOfAnyScale) {
+    const ScreenOfPoints left{{0, 0, 960, 540}, 2};  // 1920 pixels wide
+    const ScreenOfPoints right{{1920, 0, 1280, 720}, 1};
+    const std::vector screens{left, right};
+    const QSize size(300, 60);
+    EXPECT_EQ(interfacePlace({1600, 100}, size, left, screens), QPoint(800, 50));
+    EXPECT_EQ(interfacePlace({1640, 100}, size, left, screens), QPoint(1640, 100)) << "mostly on the right";
+    EXPECT_EQ(interfacePlace({1760, 100}, size, right, screens), QPoint(880, 50)) << "and back";
+    EXPECT_EQ(interfacePlace({1600, 5000}, size, left, screens), QPoint(800, 2500)) << "on neither";
+    EXPECT_EQ(left.pixelsOf({800, 50}), QPointF(1600, 100));
+    EXPECT_EQ(right.pixelsOf({1640, 100}), QPointF(1640, 100));
+}
+
 }  // namespace
 }  // namespace varnelle
