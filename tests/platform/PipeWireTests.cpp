@@ -220,6 +220,7 @@ TEST_F(PipeWireTest, MicrophonesOfAnyRateAndChannelCountAreHeard) {
         const test::ToneFit fit = test::usualTone(sound.samples, 30'000, 60'000, 440);
         EXPECT_NEAR(fit.amplitude, 0.25, 0.005) << "channels are mixed without a change of level";
         EXPECT_LT(fit.residueDecibels, -70);
+        EXPECT_GT(test::quietestLoudness(sound.samples, 30'000, 60'000), 0.05);
     }
 }
 

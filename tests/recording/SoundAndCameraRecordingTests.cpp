@@ -177,6 +177,7 @@ TEST_F(SoundAndCameraRecordingTest, EveryStreamLandsInItsTrackWithItsContents) {
         const test::ToneFit fit = test::usualTone(sound, 12'000, 132'000, frequency);
         EXPECT_NEAR(fit.amplitude, 0.25, 0.01) << frequency;
         EXPECT_LT(fit.residueDecibels, -35) << frequency;
+        EXPECT_GT(test::quietestLoudness(sound, 12'000, 132'000), 0.05) << frequency;
     };
     check(0, 1000);
     check(1, 440);
@@ -273,6 +274,7 @@ TEST_F(SoundAndCameraRecordingTest, LostDevicesLeaveSilenceAndTheRestInPlace) {
     EXPECT_NEAR(loudness(back + 0.8, length - 0.2), 0.177, 0.01);
     const auto system = test::decodeSound(session.screenRecordingURL, 0);
     EXPECT_NEAR(test::usualTone(system, 12'000, 144'000, 1000).amplitude, 0.25, 0.01) << "untouched by it";
+    EXPECT_GT(test::quietestLoudness(system, 12'000, 144'000), 0.05);
     EXPECT_GT(DecodedMovie(*session.cameraRecordingURL, directory.file("camera.gray"), 640, 480).count(),
               10U);
 }
@@ -328,6 +330,7 @@ TEST_F(SoundAndCameraRecordingTest, ServerThatStartsAgainIsHeardAgain) {
     EXPECT_NEAR(static_cast<double>(sound.size()) / kSoundRate, (stoppedAt - liveSince).seconds(), 0.15);
     const auto settled = static_cast<std::size_t>(((backAt - liveSince).seconds() + 1.5) * kSoundRate);
     EXPECT_NEAR(test::usualTone(sound, settled, settled + 24'000, 1000).amplitude, 0.25, 0.01);
+    EXPECT_GT(test::quietestLoudness(sound, settled, settled + 24'000), 0.05);
 }
 
 double median(std::vector<double> values) {

@@ -200,6 +200,17 @@ ToneFit usualTone(const std::vector<float>& sound, std::size_t begin, std::size_
     return fits.at(fits.size() / 2);
 }
 
+double quietestLoudness(const std::vector<float>& sound, std::size_t begin, std::size_t end) {
+    constexpr std::size_t kWindow = 4'800;
+    double quietest = 1;
+    for (; begin + kWindow <= end; begin += kWindow) {
+        double power = 0;
+        for (std::size_t i = begin; i < begin + kWindow; ++i) power += double{sound.at(i)} * double{sound[i]};
+        quietest = std::min(quietest, std::sqrt(power / kWindow));
+    }
+    return quietest;
+}
+
 int lagOf(const std::vector<float>& sound, std::size_t begin, const std::vector<float>& expected, int limit) {
     int best = 0;
     double most = -1;

@@ -59,6 +59,9 @@ ToneFit fitTone(const std::vector<float>& sound, std::size_t begin, std::size_t 
 /// spoils one or two of them.
 ToneFit usualTone(const std::vector<float>& sound, std::size_t begin, std::size_t end, double frequency);
 
+/// The root mean square of the quietest tenth of a second: whether something is missing anywhere.
+double quietestLoudness(const std::vector<float>& sound, std::size_t begin, std::size_t end);
+
 /// By how many samples a sound lags behind what is expected at a place, within the limit either way.
 int lagOf(const std::vector<float>& sound, std::size_t begin, const std::vector<float>& expected, int limit);
 
