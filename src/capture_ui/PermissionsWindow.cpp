@@ -4,6 +4,7 @@
 #include <QScreen>
 
 #include "ui/PanelWindow.h"
+#include "ui/WindowBackground.h"
 
 namespace varnelle {
 
@@ -11,7 +12,7 @@ PermissionsWindow::PermissionsWindow(QQmlEngine& engine, AppState& app, Permissi
     : QQuickView(&engine, nullptr), app_(app), model_(model) {
     setTitle("Varnelle — Permissions");
     setFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::CustomizeWindowHint);
-    setColor(QColor("#16171b"));
+    setColor(kWindowBackground);
     setResizeMode(SizeViewToRootObject);
     loadContent(*this, QUrl("qrc:/qt/qml/Varnelle/CaptureUi/PermissionsView.qml"),
                 {{"model", QVariant::fromValue(&model)}});

@@ -1,10 +1,10 @@
 #include "shell/FolderQuestion.h"
 
-#include <QColor>
 #include <QQmlComponent>
 #include <utility>
 
 #include "foundation/Log.h"
+#include "ui/WindowBackground.h"
 
 namespace varnelle {
 namespace {
@@ -38,7 +38,7 @@ FolderQuestion::FolderQuestion(QQmlEngine& engine, QWindow* parentWindow, const 
 void FolderQuestion::openInAWindow(const QString& title) {
     window_ = std::make_unique<QQuickWindow>();
     window_->setTitle(title);
-    window_->setColor(QColor("#16171b"));
+    window_->setColor(kWindowBackground);
     window_->resize(kWindowSize);
     window_->show();
     window_->requestActivate();

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "ui/PanelWindow.h"
+#include "ui/WindowBackground.h"
 
 namespace varnelle {
 namespace {
@@ -41,7 +42,7 @@ MainWindow::MainWindow(QQmlEngine& engine, AppState& app, UserDefaults& defaults
                        const QVariantMap& properties)
     : QQuickView(&engine, nullptr), app_(app), defaults_(defaults) {
     setTitle("Varnelle");
-    setColor(QColor("#16171b"));
+    setColor(kWindowBackground);
     setResizeMode(SizeRootObjectToView);
     setMinimumSize(kLeastSize);
     restoreFrame();

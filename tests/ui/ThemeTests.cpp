@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "ui/QmlModules.h"
+#include "ui/WindowBackground.h"
 
 namespace varnelle {
 namespace {
@@ -101,6 +102,7 @@ TEST_F(ThemeTest, TheToolkitsDialogsLookAlike) {
     const QFont font = control->property("font").value<QFont>();
     EXPECT_EQ(font.family(), theme().property("family").toString());
     EXPECT_EQ(font.pixelSize(), theme().property("body").toInt());
+    EXPECT_EQ(kWindowBackground, color("window"));
     EXPECT_EQ(QQuickStyle::name(), "Fusion") << "the other styles paint parts of dialogs white";
 }
 
