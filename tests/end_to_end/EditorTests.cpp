@@ -74,9 +74,14 @@ protected:
     void opens(const URL& package, const std::vector<std::string>& environment = {}) {
         program().start({package.string()}, environment);
         ASSERT_TRUE(program().shows("Preview"));
-        ASSERT_TRUE(test::waitUntil([&] { return clipCount() > 0 && program().element("Preview").width > 0; },
-                                    kDeadline));
         ASSERT_TRUE(program().hasKeyboard("Varnelle"));
+        // Before it plays, the movie isn't loaded and no zoom proposed.
+        ASSERT_TRUE(test::waitUntil(
+            [&] {
+                const std::string at = playheadLabel().text();
+                return !at.empty() && at != "Playhead, 0:00.00";
+            },
+            kDeadline));
         // It may come to its end by itself in the meantime, and then the key starts it again.
         ASSERT_TRUE(test::waitUntil(
             [&] {

@@ -267,11 +267,15 @@ TEST_F(SoundAndCameraRecordingTest, LostDevicesLeaveSilenceAndTheRestInPlace) {
         }
         return std::sqrt(sum / ((end - begin) * kSoundRate));
     };
+    const auto tone = [&](double begin, double end) {
+        return test::usualTone(sound, static_cast<std::size_t>(begin * kSoundRate),
+                               static_cast<std::size_t>(end * kSoundRate), 440);
+    };
     const double lost = (lostAt - liveSince).seconds();
     const double back = (backAt - liveSince).seconds();
-    EXPECT_NEAR(loudness(0.2, lost - 0.1), 0.177, 0.01);
+    EXPECT_NEAR(tone(0.2, lost - 0.1).amplitude, 0.25, 0.01);
     EXPECT_LT(loudness(lost + 0.2, back - 0.05), 0.001);
-    EXPECT_NEAR(loudness(back + 0.8, length - 0.2), 0.177, 0.01);
+    EXPECT_NEAR(tone(back + 0.8, length - 0.2).amplitude, 0.25, 0.01);
     const auto system = test::decodeSound(session.screenRecordingURL, 0);
     EXPECT_NEAR(test::usualTone(system, 12'000, 144'000, 1000).amplitude, 0.25, 0.01) << "untouched by it";
     EXPECT_GT(test::quietestLoudness(system, 12'000, 144'000), 0.05);
