@@ -1,6 +1,7 @@
 #include "foundation/URL.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -26,8 +27,17 @@ bool URL::exists() const {
 }
 
 URL temporaryDirectory() {
-    const char* directory = std::getenv("TMPDIR");
-    return URL(directory != nullptr && *directory != '\0' ? directory : "/var/tmp");
+    const char* variable = std::getenv("TMPDIR");
+    const URL directory(variable != nullptr && *variable != '\0' ? variable : "/var/tmp");
+    struct stat status {};
+    const bool isShared = stat(directory.path().c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0;
+    if (!isShared) return directory;
+    const URL own = directory.appending("user-" + std::to_string(getuid()));
+    mkdir(own.path().c_str(), S_IRWXU);
+    // Anybody may have made it.
+    const bool isOwn = lstat(own.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+                       status.st_uid == getuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+    return isOwn ? own : homeDirectory().appending(".cache");
 }
 
 URL homeDirectory() {

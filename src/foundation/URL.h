@@ -34,7 +34,8 @@ private:
 };
 
 /// Where recordings are kept while they are not saved: `$TMPDIR` if set, else /var/tmp, because /tmp is often
-/// memory.
+/// memory. In a directory that others may write to, that is one that only this user can enter, which is made
+/// if need be; where somebody else has taken its name, ".cache" in the home directory.
 URL temporaryDirectory();
 /// `$HOME`, else the home directory of the password file.
 URL homeDirectory();

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 
 #include "foundation/AtomicFile.h"
 #include "support/TemporaryDirectory.h"
@@ -47,6 +49,29 @@ TEST(ReadFile, MissingFileIsAnErrorThatNamesIt) {
     } catch (const FileError& error) {
         EXPECT_NE(std::string(error.what()).find("nothing.json"), std::string::npos);
     }
+}
+
+TEST(TemporaryDirectory, IsTheUsersOwnWhereAllMayWrite) {
+    using std::filesystem::perms;
+    const char* const before = std::getenv("TMPDIR");
+    const std::string restored = before != nullptr ? before : "";
+    const test::TemporaryDirectory directory;
+    const URL other = directory.file("other");
+    std::filesystem::create_directory(other.path());
+    setenv("TMPDIR", other.string().c_str(), 1);
+    EXPECT_EQ(temporaryDirectory(), other);
+    std::filesystem::permissions(other.path(), perms::all | perms::sticky_bit);
+    const URL own = temporaryDirectory();
+    EXPECT_EQ(own.parent(), other);
+    EXPECT_EQ(std::filesystem::status(own.path()).permissions(), perms::owner_all);
+    EXPECT_EQ(temporaryDirectory(), own);
+    // Somebody else might read what is recorded there.
+    std::filesystem::permissions(own.path(), perms::owner_all | perms::others_read | perms::others_exec);
+    EXPECT_EQ(temporaryDirectory(), homeDirectory().appending(".cache"));
+    std::filesystem::remove(own.path());
+    std::filesystem::create_directory_symlink(directory.url().path(), own.path());
+    EXPECT_EQ(temporaryDirectory(), homeDirectory().appending(".cache"));
+    before != nullptr ? setenv("TMPDIR", restored.c_str(), 1) : unsetenv("TMPDIR");
 }
 
 }  // namespace
