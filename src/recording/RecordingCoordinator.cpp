@@ -124,6 +124,7 @@ void RecordingCoordinator::prepareStreams() {
     findWindow();
     makeEngine(usesMicrophone);
     makeCamera();
+    hasCamera_ = cameraManager_ != nullptr;
     makeRecorders(usesMicrophone);
     makeSession(usesMicrophone);
     startRequirements_ = {true, cameraRecorder_ != nullptr, configuration_->captureSystemAudio,
@@ -215,7 +216,11 @@ QCoro::Task<RecordingSession> RecordingCoordinator::stopRecording() {
         failure = std::current_exception();
     }
     const RecordingSession session = *recordingSession_;
-    const auto clean = [this] { cleanUp(); };
+    const auto clean = [this, &failure] {
+        std::optional<DirectoryLock> lock = std::move(sessionLock_);
+        cleanUp();
+        if (!failure) sessionLock_ = std::move(lock);
+    };
     QCoro::Task<> cleaning = perform(clean);
     co_await std::move(cleaning);
     if (failure) std::rethrow_exception(failure);

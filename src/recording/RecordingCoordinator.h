@@ -54,7 +54,8 @@ public:
     QCoro::Task<> startRecording();
     /// Ends the streams and completes the files. Throws `RecordingError` (`notRecording`, or `writerFailed`
     /// before the recording went live) or the writer's error; what a failed writer had written stays on the
-    /// disk.
+    /// disk. The session stays locked as long as this object lives, so that nobody takes it for a left one
+    /// before its project holds it.
     QCoro::Task<RecordingSession> stopRecording();
 
     /// Called once, on the main thread, if a recording that is live has to be stopped now to be kept: the
@@ -67,6 +68,8 @@ public:
     /// The look that the recording's project starts with. The recording itself doesn't read it.
     OverlayConfiguration currentOverlayConfiguration;
 
+    /// Once it is prepared, whether it has a camera; main thread.
+    [[nodiscard]] bool hasCamera() const { return hasCamera_; }
     /// How many samples each stream has recorded and lost so far; still there after the stop.
     [[nodiscard]] RecordingStatistics statistics();
 
@@ -125,7 +128,7 @@ private:
     std::optional<RecordingConfiguration> configuration_;
     std::vector<ShareableDisplay> displays_;  ///< as they were at the preparation
     std::optional<URL> recordingSessionDirectory_;
-    /// Says that the session has a recorder, as long as that lives.
+    /// Says that the session is somebody's.
     std::optional<DirectoryLock> sessionLock_;
     std::optional<RecordingSession> recordingSession_;
     StreamRequirements startRequirements_;
@@ -133,6 +136,7 @@ private:
     std::unique_ptr<MovieTrackRecorder> cameraRecorder_;
     std::unique_ptr<CursorRecorder> cursorRecorder_;
     std::shared_ptr<CameraFeed> cameraManager_;
+    bool hasCamera_ = false;
     /// Touched on the processing queue only. Samples on their way hold it weakly.
     std::shared_ptr<SampleTimeline> timeline_;
     std::shared_ptr<SerialQueue> processingQueue_;

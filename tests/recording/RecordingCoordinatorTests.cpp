@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "camera/CursorRecordingFile.h"
+#include "foundation/DirectoryLock.h"
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
 #include "platform/PlatformError.h"
@@ -127,6 +128,8 @@ TEST_F(RecordingCoordinatorTest, AllStreamsShareOneOrigin) {
     setClock(102);
     const RecordingSession session = await(coordinator.stopRecording());
 
+    EXPECT_FALSE(DirectoryLock::tryExclusive(session.directoryURL))
+        << "nobody may take it for a left one yet";
     EXPECT_EQ(session.directoryURL.parent(), directory.url().appending("Varnelle").appending("Sessions"));
     EXPECT_EQ(session.screenRecordingURL, session.directoryURL.appending("screen.mov"));
     EXPECT_EQ(session.cameraRecordingURL, session.directoryURL.appending("camera.mov"));
