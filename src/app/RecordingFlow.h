@@ -44,6 +44,10 @@ public:
     /// Seconds since the recording went live, ten times a second.
     [[nodiscard]] double recordingDuration() const { return _recordingDuration; }
     [[nodiscard]] bool isRecordingMenuBarVisible() const { return _isRecordingMenuBarVisible; }
+    /// True if what runs records a camera, too.
+    [[nodiscard]] bool hasCamera() const {
+        return _recordingCoordinator && _recordingCoordinator->hasCamera();
+    }
 
     /// Starts a recording; the task ends when it runs or has failed. `camera` is one that runs already, or
     /// null. Nothing happens unless the state is `idle`.

@@ -348,7 +348,7 @@ void CapturePanels::closeSelectionPanels() {
 bool CapturePanels::wantsCameraPreview() const {
     const CaptureSources& sources = app_.captureSources();
     if (!sources.isCameraEnabled()) return false;
-    if (isRecordingUIShown_) return sources.selectedCameraID().has_value();
+    if (isRecordingUIShown_) return app_.recordingFlow().hasCamera();
     const bool isSettingUp =
         app_.mode() == AppMode::setup &&
         (app_.isDockBarVisible() || app_.recordingFlow().recordingState() == RecordingState::preparing);
