@@ -13,7 +13,8 @@ namespace varnelle {
 SetupNoticeModel::SetupNoticeModel(AppState& app, AppWindows& windows, std::optional<std::string> obstacle)
     : app_(app), windows_(windows), obstacle_(std::move(obstacle)) {
     connect(&app, &AppState::modeChanged, this, &SetupNoticeModel::changed);
-    connect(&app.recordingFlow(), &RecordingFlow::recordingStateChanged, this, &SetupNoticeModel::changed);
+    connect(&app.recordingFlow(), &RecordingFlow::recordingStateChanged, this,
+            &SetupNoticeModel::recordingStateChanged);
 }
 
 bool SetupNoticeModel::isShown() const {
@@ -48,13 +49,26 @@ void SetupNoticeModel::offerRecovery() {
     findSessions();
 }
 
+/// A recording that couldn't be ended has left its files.
+void SetupNoticeModel::recordingStateChanged() {
+    const RecordingState state = app_.recordingFlow().recordingState();
+    const bool hasEnded = std::exchange(recordingState_, state) == RecordingState::stopping;
+    if (hasEnded && app_.mode() == AppMode::setup && !obstacle_) findSessions();
+    emit changed();
+}
+
 QCoro::Task<> SetupNoticeModel::findSessions() {
     const QPointer<SetupNoticeModel> self = this;
     const QCoro::Task<std::vector<RecoverableSession>> finding = app_.recoverableSessions();
     std::vector<RecoverableSession> found = co_await finding;
     if (!self) co_return;
     std::reverse(found.begin(), found.end());  // they come with the newest first
+    const auto isDismissed = [this](const RecoverableSession& session) {
+        return dismissed_.count(session.session.directoryURL) > 0;
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isDismissed), found.end());
     sessions_ = std::move(found);
+    isAskingForDeletion_ = false;
     emit changed();
 }
 
@@ -79,7 +93,9 @@ void SetupNoticeModel::pressOther() {
 }
 
 void SetupNoticeModel::dismiss() {
-    if (!sessions_.empty()) goOn();
+    if (sessions_.empty()) return;
+    dismissed_.insert(sessions_.back().session.directoryURL);
+    goOn();
 }
 
 void SetupNoticeModel::goOn() {

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,8 @@ public:
     [[nodiscard]] bool isDestructive() const { return isAskingForDeletion_; }
     [[nodiscard]] bool canBeDismissed() const { return !obstacle_; }
 
-    /// Looks for recordings to recover; the first call only, so that each is offered once.
+    /// Looks for recordings to recover; the first call only, so that each is offered once. After a recording
+    /// that couldn't be ended the object looks again by itself.
     void offerRecovery();
 
     Q_INVOKABLE void pressMain();
@@ -51,6 +53,7 @@ signals:
     void changed();
 
 private:
+    void recordingStateChanged();
     QCoro::Task<> findSessions();
     void goOn();
 
@@ -59,7 +62,9 @@ private:
     const std::optional<std::string> obstacle_;
     bool hasOfferedRecovery_ = false;
     bool isAskingForDeletion_ = false;
+    RecordingState recordingState_ = RecordingState::idle;
     std::vector<RecoverableSession> sessions_;  ///< the last one is offered
+    std::set<URL> dismissed_;                   ///< directories
 };
 
 /// "3:25, from 21 Nov 2026 14:05": what tells a recording from others.

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "CaptureUiTest.h"
+#include "foundation/HostClock.h"
 #include "model/ProjectLifecycle.h"
+#include "recording/SyntheticMedia.h"
 #include "support/MediaFixtures.h"
 
 namespace varnelle {
@@ -65,6 +67,32 @@ TEST_F(SetupNoticeModelTest, RecoversIntoTheEditor) {
     const auto model = offers();
     model->pressMain();
     EXPECT_EQ(app->mode(), AppMode::editing);
+    EXPECT_FALSE(model->isShown());
+}
+
+TEST_F(SetupNoticeModelTest, OffersWhatAFailedStopHasLeft) {
+    leaves("recording_1", 2);
+    const auto model = offers();
+    model->dismiss();
+    ASSERT_FALSE(model->isShown());
+    sources().setCameraEnabled(false);
+    sources().setSystemAudioEnabled(false);
+    desktop.onStart = [this] {
+        desktop.deliver(ScreenStream::OutputType::screen, test::screenSample(hostTimeNow()));
+    };
+    await(app->startRecording());
+    ASSERT_TRUE(eventually([&] { return app->mode() == AppMode::recording; }));
+    // The movie can't be completed, and what comes in its place can be read.
+    const URL sessions = sessionsDirectory(directory.file("tmp"));
+    for (const auto& entry : std::filesystem::directory_iterator(sessions.path())) {
+        if (URL(entry.path()) != session("recording_1")) std::filesystem::remove_all(entry.path());
+    }
+    leaves("recording_3", 3);
+    await(app->stopRecording());
+    EXPECT_EQ(app->mode(), AppMode::setup);
+    EXPECT_TRUE(eventually([&] { return model->isShown(); }));
+    EXPECT_TRUE(model->text().startsWith("0:03 long")) << "not the dismissed one";
+    model->dismiss();
     EXPECT_FALSE(model->isShown());
 }
 
