@@ -71,6 +71,8 @@ int main(int argc, char** argv) {
                          [&openCoordinator](const auto& urls) { openCoordinator.open(urls); }});
     const TerminationSignals termination([&windows] { windows.requestQuit(); });
     const int result = QGuiApplication::exec();
+    // What is still to be done may take its time, and another start needn't wait for it.
+    service.leave();
     windows.detach();
     return result;
 }

@@ -43,12 +43,16 @@ ApplicationService::ApplicationService(const std::vector<URL>& files) {
     if (bus.registerService(kServiceName)) return;
     if (handOver(bus, files)) {
         role_ = Role::second;
-    } else {
+    } else if (!bus.registerService(kServiceName)) {  // it may have been about to end
         logger(LogCategory::app).error("Another instance holds the program's name but doesn't answer");
     }
 }
 
 ApplicationService::~ApplicationService() {
+    leave();
+}
+
+void ApplicationService::leave() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     bus.unregisterObject(kObjectPath);
     if (role_ == Role::first) bus.unregisterService(kServiceName);

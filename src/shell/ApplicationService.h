@@ -37,6 +37,8 @@ public:
     [[nodiscard]] Role role() const { return role_; }
     /// From here on requests are handed on; those that came before are handed on now.
     void setHandlers(Handlers handlers);
+    /// Gives the name back and answers nobody any more; also done at the object's end.
+    void leave();
 
 public slots:
     Q_SCRIPTABLE void Activate(const QVariantMap& platformData);
