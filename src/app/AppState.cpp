@@ -15,6 +15,20 @@
 #include "tasks/Completion.h"
 
 namespace varnelle {
+namespace {
+
+constexpr const char* kTakenSession = "The recording isn't there any more, or another Varnelle has it open.";
+
+/// Another instance may have been offered the same recording.
+bool nobodyHas(const RecordingSession& session) {
+    try {
+        return DirectoryLock::tryExclusive(session.directoryURL).has_value();
+    } catch (const FileError&) {
+        return false;
+    }
+}
+
+}  // namespace
 
 AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraFactory& makeCamera,
                    const SystemPermissions& permissions, Updater& updater, UserDefaults& defaults,
@@ -36,9 +50,12 @@ AppState::AppState(AppWindows& windows, DesktopPlatform& platform, const CameraF
     // Before any package is read: the queue is serial.
     fileQueue_.async(
         [projects = directories_.home.appending(kProjectFolderName)] { finishInterruptedSaves(projects); });
-    // A camera that comes, goes or is chosen is seen at once.
-    connect(&captureSources_, &CaptureSources::selectionChanged, &setupCameraPreview_,
+    // A camera that comes, goes or is chosen is seen at once, and so is the one that a recording had.
+    connect(&captureSources_, &CaptureSources::cameraSelectionChanged, &setupCameraPreview_,
             &SetupCameraPreview::updateSetupCameraPreview);
+    connect(&recordingFlow_, &RecordingFlow::recordingStateChanged, this, [this] {
+        if (isIdle()) setupCameraPreview_.updateSetupCameraPreview();
+    });
     openCoordinator.attach(*this);
     QMetaObject::invokeMethod(this, &AppState::launch, Qt::QueuedConnection);
     updater.setAutomaticallyChecksForUpdates(true);
@@ -92,7 +109,8 @@ QCoro::Task<> AppState::toggleRecording() {
 }
 
 QCoro::Task<> AppState::startRecording() {
-    if (_currentProject || !isIdle()) co_return;
+    // In the editor without a project, one is being opened.
+    if (_mode != AppMode::setup || _currentProject || !isIdle()) co_return;
     captureSources_.updateSelectedDisplay();
     const auto configuration = captureSources_.makeRecordingConfiguration();
     if (!configuration) co_return;
@@ -253,6 +271,10 @@ QCoro::Task<> AppState::openProject(URL url) {
         windows_.activate();
     } catch (const std::exception& error) {
         if (!self || generation != projectGeneration_) co_return;
+        if (!isIdle()) {
+            logger(LogCategory::app).error("A project isn't opened: {}", error.what());
+            co_return;
+        }
         windows_.showError(error.what());
         if (!_currentProject) returnToSetup();
     }
@@ -303,10 +325,14 @@ QCoro::Task<> AppState::saveCurrentProject() {
         failure = std::current_exception();
     }
     if (!self) co_return;
+    if (!failure) {
+        adoptSaved(std::move(saved.state), saved.packageURL);
+        if (wasNeverSaved) deleteSessionDirectory(previous.recordingSession);
+    }
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
+    // Whoever has waited for the save goes first.
+    if (afterSaving_) QMetaObject::invokeMethod(this, std::exchange(afterSaving_, {}), Qt::QueuedConnection);
     if (failure) std::rethrow_exception(failure);
-    adoptSaved(std::move(saved.state), saved.packageURL);
-    if (wasNeverSaved) deleteSessionDirectory(previous.recordingSession);
 }
 
 void AppState::closeCurrentProject(bool deletingRecording) {
@@ -345,11 +371,20 @@ QCoro::Task<std::vector<RecoverableSession>> AppState::recoverableSessions() {
 }
 
 void AppState::recoverSession(const RecoverableSession& session) {
-    if (!_currentProject && isIdle()) beginRecordedProject({session.session, session.duration});
+    if (_currentProject || !isIdle()) return;
+    if (nobodyHas(session.session)) {
+        beginRecordedProject({session.session, session.duration});
+    } else {
+        windows_.showError(kTakenSession);
+    }
 }
 
 void AppState::deleteRecoverableSession(const RecoverableSession& session) {
-    deleteSessionDirectory(session.session);
+    if (nobodyHas(session.session)) {
+        deleteSessionDirectory(session.session);
+    } else {
+        windows_.showError(kTakenSession);
+    }
 }
 
 bool AppState::hasUnsavedChanges() const {
@@ -360,7 +395,13 @@ bool AppState::hasUnsavedChanges() const {
 }
 
 QCoro::Task<> AppState::requestProjectTransition(ProjectTransitionAction action) {
-    if (pendingProjectAlertAction_ || _isSavingProject) co_return;
+    if (pendingProjectAlertAction_) co_return;
+    if (_isSavingProject) {
+        // A window closes again by itself once the save has ended.
+        if (!std::holds_alternative<CloseWindow>(action))
+            afterSaving_ = [this, action] { requestProjectTransition(action); };
+        co_return;
+    }
     if (!hasUnsavedChanges()) {
         const QCoro::Task<> transition = performProjectTransition(action);
         co_await transition;
@@ -428,6 +469,11 @@ void AppState::abandonTransition(const ProjectTransitionAction& action) {
 
 QCoro::Task<> AppState::startExport(ExportSettings settings) {
     if (!_currentProject || _isExporting || isAskingForExportDirectory_) co_return;
+    // The files are about to have other places.
+    if (_isSavingProject) {
+        afterSaving_ = [this, settings] { startExport(settings); };
+        co_return;
+    }
     const std::optional<URL> directory = usableExportDirectory(defaults_, settings.outputDirectory);
     if (!directory) {
         askForExportDirectory(settings);

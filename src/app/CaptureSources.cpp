@@ -97,8 +97,7 @@ QCoro::Task<> CaptureSources::refreshCaptureSources() {
     set(_availableCameras, result.devices.cameras, &CaptureSources::devicesChanged);
     set(_selectedMicrophoneID, defaultDevice(_availableMicrophones, _selectedMicrophoneID),
         &CaptureSources::selectionChanged);
-    set(_selectedCameraID, defaultDevice(_availableCameras, _selectedCameraID),
-        &CaptureSources::selectionChanged);
+    setCamera(defaultDevice(_availableCameras, _selectedCameraID), _isCameraEnabled);
 }
 
 void CaptureSources::applyContent(const ShareableContent& content) {
@@ -148,11 +147,17 @@ void CaptureSources::selectMicrophone(const std::string& uniqueID) {
 
 void CaptureSources::selectCamera(const std::string& uniqueID) {
     if (!contains(_availableCameras, uniqueID)) return;
-    set(_selectedCameraID, std::optional(uniqueID), &CaptureSources::selectionChanged);
+    setCamera(uniqueID, _isCameraEnabled);
 }
 
 void CaptureSources::setCameraEnabled(bool isEnabled) {
-    set(_isCameraEnabled, isEnabled, &CaptureSources::selectionChanged);
+    setCamera(_selectedCameraID, isEnabled);
+}
+
+void CaptureSources::setCamera(std::optional<std::string> uniqueID, bool isEnabled) {
+    const bool isOther = set(_selectedCameraID, std::move(uniqueID), &CaptureSources::selectionChanged);
+    const bool isSwitched = set(_isCameraEnabled, isEnabled, &CaptureSources::selectionChanged);
+    if (isOther || isSwitched) emit cameraSelectionChanged();
 }
 
 void CaptureSources::setMicrophoneEnabled(bool isEnabled) {

@@ -77,11 +77,14 @@ signals:
     void windowsChanged();
     void devicesChanged();
     void selectionChanged();
+    /// Besides `selectionChanged`, where the camera is another one or has been switched on or off.
+    void cameraSelectionChanged();
     void recordingTypeChanged();
 
 private:
     template <typename Value>
     bool set(Value& field, Value value, void (CaptureSources::*changed)());
+    void setCamera(std::optional<std::string> uniqueID, bool isEnabled);
     void follow();
     void applyContent(const ShareableContent& content);
     [[nodiscard]] std::optional<RecordingConfiguration::Source> source() const;

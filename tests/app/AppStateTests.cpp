@@ -449,6 +449,31 @@ TEST_F(AppStateTest, TakesNoEditsWhileItSaves) {
     EXPECT_EQ(app->currentProject()->timeline.tracks[0].clips.size(), 2U);
 }
 
+TEST_F(AppStateTest, WhatIsAskedForDuringASaveComesAfterIt) {
+    launches();
+    hasSaved("Other");
+    records("Talk");
+    QCoro::Task<> saving = app->saveCurrentProject();
+    opens({package("Other")});
+    EXPECT_TRUE(seesTheEditorOf("Talk"));
+    EXPECT_TRUE(eventually([&] { return seesTheEditorOf("Other"); }));
+    await(std::move(saving));
+    EXPECT_TRUE(package("Talk").exists());
+    EXPECT_FALSE(windows.alert) << "it was saved";
+
+    renames("Another");
+    saving = app->saveCurrentProject();
+    ExportSettings settings;
+    settings.outputDirectory = directory_.file("movies");
+    app->startExport(settings);
+    EXPECT_FALSE(app->isExporting()) << "the files are on their way elsewhere";
+    // The movie is none, which the export sees at its end.
+    EXPECT_TRUE(eventually([&] { return app->exportError().has_value(); }));
+    EXPECT_EQ(app->mode(), AppMode::exporting);
+    EXPECT_EQ(app->currentProjectFileURL(), package("Another"));
+    await(std::move(saving));
+}
+
 TEST_F(AppStateTest, RemovesNothingBesideItsOwnSessions) {
     launches();
     const URL elsewhere = directory_.file("elsewhere");
@@ -505,11 +530,20 @@ TEST_F(AppStateTest, RecoversRecordingsThatWereNeverEndedOrSaved) {
     app->recoverSession(second);
     EXPECT_EQ(app->currentProject()->recordingSession, first.session) << "one at a time";
     ASSERT_EQ(await(app->recoverableSessions()).size(), 1U) << "what is open isn't offered";
+    {
+        const DirectoryLock other = DirectoryLock::shared(session("Second"));
+        app->deleteRecoverableSession(second);
+        EXPECT_TRUE(session("Second").exists()) << "another program was offered it, too, and has it open";
+        EXPECT_EQ(windows.errors.size(), 1U);
+    }
     app->deleteRecoverableSession(second);
     EXPECT_TRUE(await(app->recoverableSessions()).empty());
     EXPECT_FALSE(session("Second").exists());
     app.reset();
     launches();
+    app->recoverSession(second);
+    EXPECT_FALSE(app->currentProject()) << "it is gone";
+    EXPECT_EQ(windows.errors.size(), 2U);
     EXPECT_EQ(await(app->recoverableSessions()).size(), 1U) << "it was never saved";
 }
 
@@ -569,7 +603,11 @@ TEST_F(AppStateTest, NothingOpensWhileARecordingIsOnItsWay) {
         app->finishPermissions();
         QCoreApplication::processEvents();
     };
+    // One that was asked for before, and can't be read.
+    const QCoro::Task<> opening = app->openFiles({package("Gone")});
+    ASSERT_FALSE(opening.isReady());
     QCoro::Task<> starting = app->startRecording();
+    EXPECT_TRUE(eventually([&] { return opening.isReady(); }));
     comesInBetween();
     await(std::move(starting));
     comesInBetween();
@@ -601,6 +639,8 @@ TEST_F(AppStateTest, ChecksForUpdatesAtTheStartAndWhenAsked) {
 TEST_F(AppStateTest, RecordingThatFailsLandsAtTheDockBar) {
     test::Inbox<std::string> log;
     const LogObserver observer(LogCategory::app, [&log](const std::string& line) { log.put(line); });
+    desktop.cameraList = {{"cam", "Camera"}};
+    makeCamera = [](const auto&) { return std::make_shared<test::FakeCamera>(); };
     launches();
     await(app->refreshCaptureSources());
     app->captureSources().setCameraEnabled(false);
@@ -617,10 +657,12 @@ TEST_F(AppStateTest, RecordingThatFailsLandsAtTheDockBar) {
     app->captureSources().setSystemAudioEnabled(false);
     await(app->startRecording());
     ASSERT_EQ(app->mode(), AppMode::recording);
+    app->captureSources().setCameraEnabled(true);
     std::filesystem::remove_all(sessionsDirectory(temporary()).path());
     await(app->stopRecording());
     EXPECT_TRUE(seesTheDockBar());
     EXPECT_EQ(windows.fades, 1);
+    EXPECT_TRUE(eventually([&] { return app->setupCameraPreview().camera() != nullptr; }));
     EXPECT_THAT(log.items(), testing::Contains(testing::StartsWith("Stop recording failed: ")));
 }
 
