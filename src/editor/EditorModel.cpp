@@ -131,8 +131,7 @@ void EditorModel::connectPlayback() {
     forward(&Playback::durationChanged, [this] { timeline_.setDuration(playback_->duration()); });
     forward(&Playback::isPlayingChanged, [this] { timeline_.setIsPlaying(playback_->isPlaying()); });
     forward(&Playback::playbackRateChanged, [this] { timeline_.setPlaybackRate(playback_->playbackRate()); });
-    forward(&Playback::assetDurationsChanged,
-            [this] { timeline_.setAssetDurations(playback_->assetDurations()); });
+    forward(&Playback::assetDurationsChanged, [this] { updateAssetDurations(); });
 }
 
 // The open project.
@@ -177,6 +176,7 @@ void EditorModel::openProject(const Project& project) {
 void EditorModel::closeProject() {
     dropDraft();
     needsSeeding_ = false;
+    furthestEnds_.clear();
     shownProject_.reset();
     if (!playback_) return;
     const std::unique_ptr<EditorPlaybackController> former = std::exchange(playback_, nullptr);
@@ -279,8 +279,27 @@ void EditorModel::commitAudio(const AudioConfiguration& configuration) {
 
 // The timeline.
 
+/// Sources aren't measured before the first load has ended, after one that failed, and while they have been
+/// given other places. Their material reaches as far as clips have taken from it, so until then that is how
+/// long they are.
+void EditorModel::updateAssetDurations() {
+    for (const TimelineTrack& track : shownProject_->timeline.tracks) {
+        for (const TimelineClip& clip : track.clips) {
+            if (!clip.trimRange.duration.isNumeric()) continue;
+            CMTime& end = furthestEnds_.try_emplace(clip.sourceURL, kCMTimeZero).first->second;
+            end = std::max(end, clip.trimRange.end());
+        }
+    }
+    std::map<URL, CMTime> durations = furthestEnds_;
+    for (const auto& [source, duration] : playback_->assetDurations()) {
+        if (duration.isNumeric()) durations[source] = duration;
+    }
+    timeline_.setAssetDurations(durations);
+}
+
 void EditorModel::updateTimelineContent() {
     const Project& project = *shownProject_;
+    updateAssetDurations();
     timeline_.setProject(project);
     timeline_.setZoomPanClips(project.timeline.zoomPanClips);
     const auto isThere = [&](const std::optional<UUID>& id) {

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QString>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -99,6 +100,7 @@ private:
     void leaveEditor();
     void dropDraft();
     void seedZoomPanClips();
+    void updateAssetDurations();
     void updateTimelineContent();
 
     AppState& app_;
@@ -107,6 +109,8 @@ private:
     /// The value being edited; present only while it is.
     std::optional<OverlayConfiguration> draftOverlayConfiguration_;
     bool wasPlayingBeforeDrag_ = false;
+    /// Up to where the clips of the open project have taken from each source so far.
+    std::map<URL, CMTime> furthestEnds_;
     bool needsSeeding_ = false;  ///< a composition has been loaded whose ranges weren't proposed yet
     /// Where the playback of projects that were closed ends, before this object does.
     SerialQueue endings_{"com.varnelle.editor.end"};

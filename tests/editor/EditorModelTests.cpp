@@ -256,6 +256,44 @@ TEST_F(EditorModelTest, ARecordingThatCantBeReadSaysWhy) {
     EXPECT_EQ(current().name, "Still editable");
 }
 
+TEST_F(EditorModelTest, SourcesOfUnknownLengthAreTrimmedWithinWhatClipsTake) {
+    project = test::recordProject(another.url(), 60);
+    std::filesystem::remove(project.recordingSession.screenRecordingURL.path());
+    app->beginProject(project);
+    const auto dragsTrailingEdge = [&](double fromSeconds, double toSeconds) {
+        timeline().press(TimelineModel::Lane::Primary, {timeline().viewX(fromSeconds) - 3, 5});
+        timeline().drag(timeline().viewX(toSeconds) - 3);
+        timeline().release(timeline().viewX(toSeconds) - 3);
+        return clips()[0].trimRange.end().seconds();
+    };
+    timeline().setViewWidth(848);
+    EXPECT_NEAR(dragsTrailingEdge(2, 1.5), 1.5, 0.01) << "while it loads";
+    ASSERT_TRUE(eventually([&] { return editor->playback()->loadError().has_value(); }));
+    EXPECT_NEAR(dragsTrailingEdge(1.5, 1), 1, 0.01) << "after a load that failed";
+    EXPECT_NEAR(dragsTrailingEdge(1, 1.25), 1.25, 0.01);
+    EXPECT_EQ(dragsTrailingEdge(1.25, 9), 2) << "that far there is something";
+}
+
+TEST_F(EditorModelTest, ASaveThatMovesTheSourcesLeavesClipsTheirMaterial) {
+    opens();
+    timeline().setViewWidth(848);
+    std::optional<TimelineTrimDraft> draft;
+    // As soon as the files lie elsewhere, before they have been measured there.
+    const auto dragsOnceMoved = [&] {
+        if (clips()[0].sourceURL == project.recordingSession.screenRecordingURL || draft) return;
+        EXPECT_FALSE(editor->playback()->assetDurations().contains(clips()[0].sourceURL));
+        timeline().press(TimelineModel::Lane::Primary, {timeline().viewX(2) - 3, 5});
+        timeline().drag(timeline().viewX(1.5) - 3);
+        draft = timeline().trimDraft();
+        timeline().cancelDrag();
+    };
+    QObject::connect(app.get(), &AppState::currentProjectChanged, editor.get(), dragsOnceMoved);
+    editor->save();
+    ASSERT_TRUE(eventually([&] { return draft.has_value(); }));
+    EXPECT_NEAR(draft->durationSeconds, 1.5, 0.01);
+    isLoaded();
+}
+
 TEST_F(EditorModelTest, WhatDisablesItselfPassesTheKeyboardOn) {
     opens();
     editor->rename("Another");
