@@ -13,6 +13,23 @@ const CMTime kAddedZoomPanDuration = CMTime::make(2, 1);
 
 const OverlayConfiguration kNoLook{};
 
+/// The clip to select in place of one that is gone: the clip that lies where it began, or else the last one;
+/// of a clip that was cut, the half that begins at the cut. Absent if the clip isn't gone.
+std::optional<UUID> successor(const UUID& selectedID, const TimelineTrack& before,
+                              const TimelineTrack& after) {
+    const auto isSelected = [&](const TimelineClip& clip) { return clip.id == selectedID; };
+    const auto gone = std::find_if(before.clips.begin(), before.clips.end(), isSelected);
+    if (gone == before.clips.end() || after.clips.empty() ||
+        std::any_of(after.clips.begin(), after.clips.end(), isSelected))
+        return std::nullopt;
+    const bool isCut = after.clips.size() > before.clips.size();
+    const auto found = std::find_if(after.clips.begin(), after.clips.end(), [&](const TimelineClip& clip) {
+        return isCut ? clip.timelineOffset > gone->timelineOffset
+                     : clip.timelineOffset + clip.trimRange.duration > gone->timelineOffset;
+    });
+    return found == after.clips.end() ? after.clips.back().id : found->id;
+}
+
 }  // namespace
 
 EditorModel::EditorModel(AppState& app, PlayerFactory makePlayer, const TimelineCacheDirectory& caches)
@@ -186,6 +203,7 @@ void EditorModel::closeProject() {
 
 void EditorModel::applyChanges(const Project& before, const Project& after) {
     const Timeline& now = after.timeline;
+    keepSelection(before, after);
     updateTimelineContent();
     inspector_.setProject(after);
     inspector_.lookHasChanged();
@@ -313,6 +331,15 @@ void EditorModel::updateTimelineContent() {
     const TimelineTrack* track = project.videoTrack();
     timeline_.setCanDeleteClip(timeline_.selectedClipID() && track != nullptr && track->clips.size() > 1);
     timeline_.setCanDeleteZoomPanClip(timeline_.selectedZoomPanClipID().has_value());
+}
+
+/// A selected clip that is gone leaves the selection to what lies in its place.
+void EditorModel::keepSelection(const Project& before, const Project& after) {
+    const TimelineTrack* trackBefore = before.videoTrack();
+    const TimelineTrack* trackAfter = after.videoTrack();
+    if (!timeline_.selectedClipID() || trackBefore == nullptr || trackAfter == nullptr) return;
+    const auto clipID = successor(*timeline_.selectedClipID(), *trackBefore, *trackAfter);
+    if (clipID) timeline_.setSelectedClipID(clipID);
 }
 
 void EditorModel::connectTimeline() {

@@ -101,6 +101,7 @@ private:
     void dropDraft();
     void seedZoomPanClips();
     void updateAssetDurations();
+    void keepSelection(const Project& before, const Project& after);
     void updateTimelineContent();
 
     AppState& app_;

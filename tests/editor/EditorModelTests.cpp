@@ -186,6 +186,40 @@ TEST_F(EditorModelTest, TheTimelinesWishesBecomeEdits) {
     EXPECT_FALSE(timeline().selectedZoomPanClipID());
 }
 
+TEST_F(EditorModelTest, TheSelectionStaysInItsPlace) {
+    opens();
+    const auto selected = [&] {
+        for (std::size_t i = 0; i < clips().size(); ++i) {
+            if (clips()[i].id == timeline().selectedClipID()) return static_cast<int>(i);
+        }
+        return -1;
+    };
+    const auto cuts = [&](std::size_t index, double offsetSeconds) {
+        timeline().splitClip(clips()[index].id, timeFromSeconds(offsetSeconds));
+    };
+    cuts(0, 0.5);
+    EXPECT_EQ(selected(), 1) << "the half that begins at the cut";
+    cuts(1, 0.5);
+    cuts(2, 0.5);
+    EXPECT_EQ(selected(), 3);
+    cuts(0, 0.25);
+    EXPECT_EQ(selected(), 4) << "another one was cut";
+    editor->undo();
+    EXPECT_EQ(selected(), 3);
+    editor->undo();
+    EXPECT_EQ(selected(), 2) << "what the halves are of";
+    timeline().setSelectedClipID(clips()[1].id);
+    timeline().pressDelete();
+    EXPECT_EQ(selected(), 1) << "the following one";
+    EXPECT_EQ(clips()[1].trimRange.start, timeFromSeconds(1));
+    timeline().pressDelete();
+    EXPECT_EQ(selected(), 0) << "the one before";
+    timeline().setSelectedClipID(std::nullopt);
+    cuts(0, 0.25);
+    EXPECT_EQ(selected(), -1);
+    isLoaded();
+}
+
 TEST_F(EditorModelTest, KeysStepByFramesAndToTheEnds) {
     opens();
     editor->stepFrames(1);
