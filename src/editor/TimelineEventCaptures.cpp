@@ -48,7 +48,8 @@ bool TimelineDeleteKeyCapture::take(QEvent& event) {
     const QQuickItem* focused = window()->activeFocusItem();
     const bool isEditingText = focused != nullptr && focused->flags().testFlag(ItemAcceptsInputMethod);
     if (isEditingText) return false;
-    emit deleteRequested();
+    // A key that is held deletes one clip, not one after the other.
+    if (!key.isAutoRepeat()) emit deleteRequested();
     return true;
 }
 

@@ -162,6 +162,9 @@ TEST_F(TimelineViewTest, DeleteWorksOnceTheLanesWereUsedAndNeverWhileTyping) {
         view.press(test.key, test.modifiers);
         EXPECT_EQ(asked().size(), test.isTaken ? 1U : 0U) << test.key;
     }
+    QKeyEvent held(QEvent::KeyPress, Qt::Key_Delete, {}, {}, true);
+    QCoreApplication::sendEvent(&view.window, &held);
+    EXPECT_THAT(asked(), IsEmpty());
     QKeyEvent withCapsLock(QEvent::KeyPress, Qt::Key_Delete, {}, 0, 0, 2);
     QCoreApplication::sendEvent(&view.window, &withCapsLock);
     EXPECT_THAT(asked(), IsEmpty());
