@@ -124,7 +124,7 @@ void EditorModel::goToEnd() {
 void EditorModel::leaveEditor() {
     if (app_.mode() == AppMode::editing || !playback_) return;
     dropDraft();
-    if (playback_->isPlaying()) playback_->togglePlayback();
+    playback_->rest();
 }
 
 void EditorModel::dropDraft() {

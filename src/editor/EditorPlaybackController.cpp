@@ -250,10 +250,10 @@ void EditorPlaybackController::failLoad(const std::string& description) {
     set(_loadError, std::optional(description), &EditorPlaybackController::loadErrorChanged);
 }
 
-/// The end of a load: the first one plays, another goes on as it was.
+/// The end of a load: the first one plays if it may, another goes on as it was.
 void EditorPlaybackController::startOrRest() {
     const bool isFirst = !std::exchange(hasLoadedOnce_, true);
-    const bool plays = playsAfterLoad_ || isFirst;
+    const bool plays = playsAfterLoad_ || (isFirst && firstLoadPlays_);
     if (plays) {
         player_->setRate(_playbackRate);
         player_->play();
@@ -275,6 +275,12 @@ void EditorPlaybackController::togglePlayback() {
         player_->play();
     }
     set(_isPlaying, !_isPlaying, &EditorPlaybackController::isPlayingChanged);
+}
+
+void EditorPlaybackController::rest() {
+    if (_isPlaying) togglePlayback();
+    firstLoadPlays_ = false;
+    playsAfterLoad_ = false;
 }
 
 void EditorPlaybackController::seek(const CMTime& time) {

@@ -78,12 +78,14 @@ public:
 
     /// Builds the project's composition on a queue and takes it up; the task ends when its frame at the
     /// resumed position is there, or when a newer load has overtaken this one, which then publishes nothing.
-    /// Nothing of it is published before this returns. A failure becomes `loadError`. The first load plays;
-    /// another one goes on as it was.
+    /// Nothing of it is published before this returns. A failure becomes `loadError`. The first load plays,
+    /// unless `rest` was called; another one goes on as it was.
     QCoro::Task<> load(Project project, bool keepingPosition);
 
     /// Plays, from zero if the playhead stands at the end, or pauses.
     Q_INVOKABLE void togglePlayback();
+    /// Pauses what plays. From now on no load starts playing by itself, not even the first.
+    void rest();
     /// Goes to a time, clamped to [0, duration]. What plays goes on from there.
     void seek(const CMTime& time);
     Q_INVOKABLE void seekToSeconds(double seconds) { seek(timeFromSeconds(seconds)); }
@@ -175,6 +177,7 @@ private:
 
     int loadGeneration_ = 0;
     bool hasLoadedOnce_ = false;
+    bool firstLoadPlays_ = true;
     bool playsAfterLoad_ = false;  ///< the load under way is to go on playing
     LateChanges lateChanges_;
     int seekGeneration_ = 0;

@@ -94,6 +94,27 @@ TEST_F(EditorModelTest, OpensPlaysAndCloses) {
     EXPECT_EQ(editor->playback(), nullptr);
 }
 
+TEST_F(EditorModelTest, WhatIsLoadedBehindTheExportViewRests) {
+    app->beginProject(project);
+    app->showExportView();
+    isLoaded();
+    EXPECT_FALSE(editor->playback()->isPlaying());
+    app->enterEditor();
+    app->editProject([&](TimelineEditor& edited) {
+        edited.splitClip(*project.firstVideoClipID(), 0, timeFromSeconds(1));
+    });
+    isLoaded();
+    EXPECT_FALSE(editor->playback()->isPlaying()) << "nor does coming back start it";
+    EXPECT_THAT(log->commands, testing::Not(Contains("play")));
+
+    editor->togglePlayback();
+    editor->undo();
+    ASSERT_TRUE(editor->playback()->isLoading());
+    app->showExportView();
+    isLoaded();
+    EXPECT_FALSE(editor->playback()->isPlaying());
+}
+
 TEST_F(EditorModelTest, AProjectClosesBeforeItsPlayerHasEnded) {
     std::promise<void> end;
     log->mayEnd = end.get_future().share();
