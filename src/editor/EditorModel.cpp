@@ -60,11 +60,19 @@ bool EditorModel::canRedo() const {
     return app_.timelineEditor() != nullptr && app_.timelineEditor()->canRedo();
 }
 
+/// What is being dragged was begun on the present project, which its end would put back in place of another,
+/// and with that the steps to redo would be lost.
+bool EditorModel::isDragging() const {
+    return draftOverlayConfiguration_.has_value() || timeline_.isDragging();
+}
+
 void EditorModel::undo() {
+    if (isDragging()) return;
     edit([](TimelineEditor& editor) { editor.undo(); });
 }
 
 void EditorModel::redo() {
+    if (isDragging()) return;
     edit([](TimelineEditor& editor) { editor.redo(); });
 }
 
@@ -131,6 +139,7 @@ void EditorModel::dropDraft() {
     wasPlayingBeforeDrag_ = false;
     inspector_.abandonDrags();
     cameraOverlay_.abandonDrag();
+    timeline_.cancelDrag();
     if (!std::exchange(draftOverlayConfiguration_, std::nullopt) || !playback_) return;
     playback_->applyOverlayConfiguration(look());
     inspector_.lookHasChanged();

@@ -55,6 +55,7 @@ public:
     [[nodiscard]] InspectorModel* inspector() { return &inspector_; }
     [[nodiscard]] CameraOverlayModel* cameraOverlay() { return &cameraOverlay_; }
 
+    /// These do nothing while something is being dragged.
     Q_INVOKABLE void undo();
     Q_INVOKABLE void redo();
     /// One undo step, unless the name is the present one.
@@ -97,6 +98,7 @@ private:
     void applyChanges(const Project& before, const Project& after);
     QCoro::Task<> load(bool keepingPosition);
     QCoro::Task<> runSave();
+    [[nodiscard]] bool isDragging() const;
     void leaveEditor();
     void dropDraft();
     void seedZoomPanClips();

@@ -182,6 +182,8 @@ public:
     [[nodiscard]] int zoomPanClipCount() const { return static_cast<int>(zoomPanSpans_.size()); }
     /// The clip under the pointer, whose handles show.
     [[nodiscard]] const std::optional<UUID>& hoveredClipID() const { return hoveredClipID_; }
+    /// A clip is being trimmed or moved.
+    [[nodiscard]] bool isDragging() const { return press_ && press_->isDragging; }
     [[nodiscard]] const std::optional<TimelineTrimDraft>& trimDraft() const { return trimDraft_; }
     [[nodiscard]] const std::optional<TimelineZoomPanTrimDraft>& zoomPanTrimDraft() const {
         return zoomPanTrimDraft_;

@@ -276,6 +276,62 @@ TEST_F(EditorModelTest, DraggingRestsPlayback) {
     EXPECT_EQ(undoSteps(), steps) << "and no step of the history";
 }
 
+TEST_F(EditorModelTest, HistoryStandsStillDuringADrag) {
+    opens();
+    timeline().setViewWidth(848);  // 400 points a second
+    timeline().addZoomPanClip(kCMTimeZero);
+    timeline().trimZoomPanClip(current().timeline.zoomPanClips[0].id, kCMTimeZero, timeFromSeconds(0.5),
+                               timeFromSeconds(2));
+    editor->rename("One");
+    editor->rename("Two");
+    editor->undo();
+    auto& padding = *editor->inspector()->backgroundSliders()[0].value<InspectorSlider*>();
+    editor->cameraOverlay()->setPreviewSize({320, 180});
+    const auto drags = [&](TimelineModel::Lane lane, double x, double toX) {
+        return [this, lane, x, toX] {
+            timeline().press(lane, {x, 5});
+            timeline().drag(toX);
+        };
+    };
+    const auto releases = [&] { timeline().release(300); };
+    struct Case {
+        const char* drag;
+        std::function<void()> begin;
+        std::function<void()> end;
+    };
+    for (const Case& test : {
+             Case{"slider", [&] { padding.drag(100); }, [&] { padding.endDrag(); }},
+             Case{"bubble", [&] { editor->cameraOverlay()->drag(-20, 20); },
+                  [&] { editor->cameraOverlay()->endDrag(-20, 20); }},
+             Case{"trim", drags(TimelineModel::Lane::Primary, 824 - 3, 624), releases},
+             Case{"move of a zoom", drags(TimelineModel::Lane::ZoomPan, 124, 224), releases},
+             Case{"trim of a zoom", drags(TimelineModel::Lane::ZoomPan, 224 - 3, 184), releases},
+         }) {
+        for (const bool redoes : {false, true}) {
+            const Project before = current();
+            const std::size_t steps = undoSteps();
+            test.begin();
+            if (redoes)
+                editor->redo();
+            else
+                editor->undo();
+            EXPECT_EQ(current(), before) << test.drag;
+            test.end();
+            EXPECT_EQ(undoSteps(), steps + 1) << test.drag;
+            editor->undo();
+            EXPECT_EQ(current(), before) << test.drag;
+            EXPECT_TRUE(editor->canRedo()) << test.drag;
+        }
+    }
+    drags(TimelineModel::Lane::Primary, 824 - 3, 624)();
+    app->showExportView();
+    app->enterEditor();
+    const std::size_t steps = undoSteps();
+    editor->undo();
+    EXPECT_EQ(undoSteps(), steps - 1) << "a drag ends with the view that it was in";
+    isLoaded();
+}
+
 TEST_F(EditorModelTest, NamesAreOneStepAndSaved) {
     opens();
     editor->rename("  A name  ");
