@@ -28,7 +28,7 @@ bool URL::exists() const {
 
 URL temporaryDirectory() {
     const char* variable = std::getenv("TMPDIR");
-    const URL directory(variable != nullptr && *variable != '\0' ? variable : "/var/tmp");
+    URL directory(variable != nullptr && *variable != '\0' ? variable : "/var/tmp");
     struct stat status {};
     const bool isShared = stat(directory.path().c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0;
     if (!isShared) return directory;

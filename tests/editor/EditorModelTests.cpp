@@ -7,8 +7,10 @@
 #include <fstream>
 
 #include "app/LaunchedAppTest.h"
+#include "camera/CursorRecordingFile.h"
 #include "editor/FakePlayer.h"
 #include "editor/RecordedProject.h"
+#include "support/Telemetry.h"
 #include "support/ViewFixture.h"
 #include "ui/MenuModel.h"
 
@@ -330,6 +332,36 @@ TEST_F(EditorModelTest, HistoryStandsStillDuringADrag) {
     editor->undo();
     EXPECT_EQ(undoSteps(), steps - 1) << "a drag ends with the view that it was in";
     isLoaded();
+}
+
+TEST_F(EditorModelTest, ZoomsThatWereFoundDuringASaveAreProposedAfterIt) {
+    const URL telemetry = directory.url().appending("cursor.json");
+    CursorRecording cursor = test::pointerPath(2, [](double t) {
+        return CGPoint{160 + 40 * std::cos(t), 90 + 30 * std::sin(t)};
+    });
+    cursor.captureRegion = {0, 0, 320, 180};
+    cursor.activitySamples = {test::button(0.5, CursorActivityKind::leftMouseDown)};
+    writeCursorRecording(cursor, telemetry);
+    project.recordingSession.cursorRecordingURL = telemetry;
+    app->beginProject(project);
+    player->endsSeeks = false;
+    editor->save();
+    const auto waitsForItsFrame = [&] {
+        return !editor->isSaving() && log->commands.size() >= 2 && log->commands.back() == "seek 0";
+    };
+    // The save has given the files other places, so the load that was under way has been overtaken.
+    ASSERT_TRUE(eventually(waitsForItsFrame));
+    ASSERT_TRUE(app->currentProjectFileURL());
+    bool hasLoadedWhileSaving = false;
+    QObject::connect(editor->playback(), &EditorPlaybackController::isLoadingChanged, editor->playback(),
+                     [&] { hasLoadedWhileSaving = editor->isSaving(); });
+    player->endSeek(true);
+    editor->save();
+    ASSERT_TRUE(eventually([&] { return !editor->isSaving() && !editor->playback()->isLoading(); }));
+    if (!hasLoadedWhileSaving) GTEST_SKIP() << "The save was faster than the load.";
+    EXPECT_EQ(current().timeline.zoomPanClips.size(), 1U);
+    EXPECT_EQ(timeline().zoomPanClipCount(), 1);
+    EXPECT_FALSE(editor->canUndo());
 }
 
 TEST_F(EditorModelTest, NamesAreOneStepAndSaved) {

@@ -36,7 +36,6 @@ using test::soundSample;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using Output = ScreenStream::OutputType;
 
 std::vector<double> pictureTimes(const URL& url) {
