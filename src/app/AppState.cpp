@@ -330,7 +330,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
         if (wasNeverSaved) deleteSessionDirectory(previous.recordingSession);
     }
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
-    // Whoever has waited for the save goes first.
+    // Queued, so that whoever awaits this save goes first.
     if (afterSaving_) QMetaObject::invokeMethod(this, std::exchange(afterSaving_, {}), Qt::QueuedConnection);
     if (failure) std::rethrow_exception(failure);
 }
