@@ -330,9 +330,10 @@ QCoro::Task<> AppState::saveCurrentProject() {
         if (wasNeverSaved) deleteSessionDirectory(previous.recordingSession);
     }
     set(_isSavingProject, false, &AppState::isSavingProjectChanged);
-    // Queued, so that whoever awaits this save goes first.
-    if (afterSaving_) QMetaObject::invokeMethod(this, std::exchange(afterSaving_, {}), Qt::QueuedConnection);
+    const std::function<void()> next = std::exchange(afterSaving_, {});
     if (failure) std::rethrow_exception(failure);
+    // Queued, so that whoever awaits this save goes first.
+    if (next) QMetaObject::invokeMethod(this, next, Qt::QueuedConnection);
 }
 
 void AppState::closeCurrentProject(bool deletingRecording) {
@@ -471,7 +472,9 @@ QCoro::Task<> AppState::startExport(ExportSettings settings) {
     if (!_currentProject || _isExporting || isAskingForExportDirectory_) co_return;
     // The files are about to have other places.
     if (_isSavingProject) {
-        afterSaving_ = [this, settings] { startExport(settings); };
+        set(_exportError,
+            std::optional<std::string>("The project is being saved. Please export it after that."),
+            &AppState::exportErrorChanged);
         co_return;
     }
     const std::optional<URL> directory = usableExportDirectory(defaults_, settings.outputDirectory);

@@ -59,7 +59,6 @@ void CameraPreviewHub::show(const VideoFrame& picture) {
 void CameraPreviewHub::clear() {
     const std::lock_guard lock(mutex_);
     last_ = {};
-    if (watcher_) watcher_(last_);
 }
 
 }  // namespace varnelle

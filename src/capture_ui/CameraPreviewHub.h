@@ -17,8 +17,7 @@ public:
     /// A factory whose cameras can be watched here.
     [[nodiscard]] CameraFactory watched(CameraFactory factory);
     /// Who gets the pictures from now on, on the camera's queue; an empty watcher for nobody. When it
-    /// returns, the one before is neither running nor called any more. It is handed the last picture at once,
-    /// and an empty one when the camera ends.
+    /// returns, the one before is neither running nor called any more. It is handed the last picture at once.
     void watch(Watcher watcher);
 
 private:

@@ -45,13 +45,8 @@ CameraPreviewItem::~CameraPreviewItem() {
 
 void CameraPreviewItem::setHub(std::shared_ptr<CameraPreviewHub> hub) {
     hub_ = std::move(hub);
+    showPicture({});
     const auto deliver = [self = QPointer(this), request = request_](const VideoFrame& frame) {
-        if (frame.isEmpty()) {
-            QMetaObject::invokeMethod(qApp, [self] {
-                if (self) self->showPicture({});
-            });
-            return;
-        }
         const int side = request->sidePixels;
         if (side <= 0 || request->isPictureOnItsWay.exchange(true)) return;
         const QImage picture = squarePicture(frame, side, request->isMirrored);

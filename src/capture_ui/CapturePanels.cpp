@@ -369,7 +369,6 @@ void CapturePanels::syncCameraPreview() {
         recordingPreviewPanel_ = makePanel("CameraPreviewView", {}, PanelWindow::Size::isSetFromOutside,
                                            {.level = PanelLevel::floating});
         recordingPreviewPanel_->setTitle("Varnelle Camera");
-        recordingPreviewPanel_->rootObject()->findChild<CameraPreviewItem*>()->setHub(cameras_);
         const CGRect screenFrame = place ? place->frame : CGRect{};
         const CGRect recorded = recordedRectOnScreen(app_.captureSources(), screenFrame);
         recordingPreviewPanel_->placeAt(rounded(cameraPreviewFrame(recorded, place, layout)));
@@ -382,6 +381,8 @@ void CapturePanels::syncCameraPreview() {
     root->setProperty("isMirrored", layout.isMirrored);
     root->setOpacity(1);
     if (recordingPreviewPanel_->isVisible()) return;
+    // It may be another camera's turn.
+    root->findChild<CameraPreviewItem*>()->setHub(cameras_);
     recordingPreviewPanel_->show();
     recordingPreviewPanel_->raise();
 }

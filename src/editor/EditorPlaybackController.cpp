@@ -252,8 +252,7 @@ void EditorPlaybackController::failLoad(const std::string& description) {
 
 /// The end of a load: the first one plays if it may, another goes on as it was.
 void EditorPlaybackController::startOrRest() {
-    const bool isFirst = !std::exchange(hasLoadedOnce_, true);
-    const bool plays = playsAfterLoad_ || (isFirst && firstLoadPlays_);
+    const bool plays = std::exchange(playsByItself_, false) || playsAfterLoad_;
     if (plays) {
         player_->setRate(_playbackRate);
         player_->play();
@@ -279,7 +278,7 @@ void EditorPlaybackController::togglePlayback() {
 
 void EditorPlaybackController::rest() {
     if (_isPlaying) togglePlayback();
-    firstLoadPlays_ = false;
+    playsByItself_ = false;
     playsAfterLoad_ = false;
 }
 

@@ -176,8 +176,7 @@ private:
     bool _isSkimming = false;
 
     int loadGeneration_ = 0;
-    bool hasLoadedOnce_ = false;
-    bool firstLoadPlays_ = true;
+    bool playsByItself_ = true;    ///< until the first load has ended, or `rest` was called
     bool playsAfterLoad_ = false;  ///< the load under way is to go on playing
     LateChanges lateChanges_;
     int seekGeneration_ = 0;

@@ -34,9 +34,9 @@ URL temporaryDirectory() {
     if (!isShared) return directory;
     const URL own = directory.appending("user-" + std::to_string(getuid()));
     mkdir(own.path().c_str(), S_IRWXU);
-    // Anybody may have made it.
+    // Anybody may have made it, and one of one's own may have been opened to others.
     const bool isOwn = lstat(own.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-                       status.st_uid == getuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+                       status.st_uid == getuid() && chmod(own.path().c_str(), S_IRWXU) == 0;
     return isOwn ? own : homeDirectory().appending(".cache");
 }
 

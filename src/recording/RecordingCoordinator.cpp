@@ -100,7 +100,7 @@ QCoro::Task<> RecordingCoordinator::prepareRecording(RecordingConfiguration conf
 }
 
 /// Another recording may have begun in the same second. A directory that can't be made shows as the writer's
-/// failure, which names the file.
+/// failure, which names the file. What is recorded is for its user's eyes.
 void RecordingCoordinator::makeSessionDirectory() {
     const URL sessions = sessionsDirectory(temporaryDirectory_);
     const std::string name = sessionDirectoryName(Date::now());
@@ -111,6 +111,8 @@ void RecordingCoordinator::makeSessionDirectory() {
          !std::filesystem::create_directory(recordingSessionDirectory_->path(), error) && !error; ++number) {
         recordingSessionDirectory_ = sessions.appending(name + "-" + std::to_string(number));
     }
+    std::filesystem::permissions(recordingSessionDirectory_->path(), std::filesystem::perms::owner_all,
+                                 error);
     try {
         sessionLock_ = DirectoryLock::shared(*recordingSessionDirectory_);
     } catch (const FileError& lockError) {

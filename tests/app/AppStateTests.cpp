@@ -467,11 +467,19 @@ TEST_F(AppStateTest, WhatIsAskedForDuringASaveComesAfterIt) {
     settings.outputDirectory = directory_.file("movies");
     app->startExport(settings);
     EXPECT_FALSE(app->isExporting()) << "the files are on their way elsewhere";
-    // The movie is none, which the export sees at its end.
-    EXPECT_TRUE(eventually([&] { return app->exportError().has_value(); }));
-    EXPECT_EQ(app->mode(), AppMode::exporting);
-    EXPECT_EQ(app->currentProjectFileURL(), package("Another"));
+    EXPECT_EQ(app->exportError(), "The project is being saved. Please export it after that.");
     await(std::move(saving));
+
+    std::filesystem::remove_all(package("Another").path());
+    writeFileAtomically(package("Another"), "no folder any more");
+    cuts(2);
+    const QCoro::Task<> failing = app->saveCurrentProject();
+    opens({package("Other")});
+    EXPECT_TRUE(eventually([&] { return !app->isSavingProject(); }));
+    EXPECT_TRUE(eventually([&] { return failing.isReady(); }));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(app->currentProject() && app->currentProject()->name == "Another") << "it isn't saved";
+    EXPECT_FALSE(windows.alert);
 }
 
 TEST_F(AppStateTest, RemovesNothingBesideItsOwnSessions) {
