@@ -29,9 +29,3 @@ extern "C" const char* __tsan_default_suppressions() {
            "race:varnelle::Error::~Error\n"
            "race:QFutureInterfaceBase::~QFutureInterfaceBase\n";
 }
-
-/// A program that starts again (support/UndisturbedRun.h) would forget what it had reported.
-extern "C" const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() {
-    return "halt_on_error=1";
-}
