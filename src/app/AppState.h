@@ -203,8 +203,8 @@ private:
     std::optional<URL> _currentRecordingURL;
     std::unique_ptr<TimelineEditor> _timelineEditor;
     bool _isSavingProject = false;
-    std::function<void()>
-        afterSaving_;  ///< the opening or new recording that was asked for last while a save ran
+    /// The opening or new recording that was asked for last while a save ran.
+    std::function<void()> afterSaving_;
     double _exportProgress = 0;
     bool _isExporting = false;
     std::optional<std::string> _exportError;
