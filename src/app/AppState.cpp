@@ -261,7 +261,7 @@ QCoro::Task<> AppState::openProject(URL url) {
             finishInterruptedSaves(url.parent());
             return readPackage(url);
         };
-        const QFuture<ProjectEditorState> reading = resultOn(fileQueue_, read);
+        const Completion<ProjectEditorState> reading = resultOn(fileQueue_, read);
         ProjectEditorState state = co_await reading;
         // A recording that was started meanwhile goes first.
         if (!self || generation != projectGeneration_ || !isIdle()) co_return;
@@ -316,7 +316,7 @@ QCoro::Task<> AppState::saveCurrentProject() {
     const auto save = [state = *state, package = currentProjectFileURL_, home = directories_.home] {
         return saveProject(state, package, home);
     };
-    const QFuture<SavedProject> saving = resultOn(fileQueue_, save);
+    const Completion<SavedProject> saving = resultOn(fileQueue_, save);
     std::exception_ptr failure;
     SavedProject saved;
     try {
@@ -367,7 +367,7 @@ QCoro::Task<std::vector<RecoverableSession>> AppState::recoverableSessions() {
     const auto find = [temporary = directories_.temporary] {
         return varnelle::recoverableSessions(temporary);
     };
-    const QFuture<std::vector<RecoverableSession>> finding = resultOn(fileQueue_, find);
+    const Completion<std::vector<RecoverableSession>> finding = resultOn(fileQueue_, find);
     co_return co_await finding;
 }
 

@@ -85,7 +85,7 @@ bool CaptureSources::set(Value& field, Value value, void (CaptureSources::*chang
 
 QCoro::Task<> CaptureSources::refreshCaptureSources() {
     const QPointer<CaptureSources> self = this;
-    const QFuture<Reading> reading = resultOn(queue_, [&platform = platform_] { return read(platform); });
+    const Completion<Reading> reading = resultOn(queue_, [&platform = platform_] { return read(platform); });
     const Reading result = co_await reading;
     if (!self) co_return;
     if (result.content) {

@@ -8,7 +8,6 @@
 
 #include "foundation/Log.h"
 #include "media/MediaAsset.h"
-#include "tasks/Completion.h"
 
 namespace varnelle {
 namespace {
@@ -117,7 +116,7 @@ QCoro::Task<> RecordingFlow::stopRecording() {
         failure = std::current_exception();
     }
     if (!self) co_return;
-    const QFuture<void> fading = fadeOutRecordingUI();
+    const Completion<void> fading = fadeOutRecordingUI();
     if (failure) {
         co_await fading;
         if (!self) co_return;
@@ -150,8 +149,8 @@ void RecordingFlow::leaveRecordingUI() {
     windows_.activate();
 }
 
-QFuture<void> RecordingFlow::fadeOutRecordingUI() {
-    return futureOf([this](auto completion) {
+Completion<void> RecordingFlow::fadeOutRecordingUI() {
+    return completionOf([this](auto completion) {
         windows_.fadeOutRecordingUI(kFadeDuration, [completion] { completion(nullptr); });
     });
 }
@@ -159,7 +158,7 @@ QFuture<void> RecordingFlow::fadeOutRecordingUI() {
 /// The movie's own duration; if it can't be told, that of the clock that was shown.
 QCoro::Task<CMTime> RecordingFlow::measuredDuration(URL movie) {
     const auto read = [movie] { return MediaAsset(movie).duration(); };
-    const QFuture<CMTime> reading = resultOn(queue_, read);
+    const Completion<CMTime> reading = resultOn(queue_, read);
     const double shown = std::isfinite(_recordingDuration) && _recordingDuration > 0 ? _recordingDuration : 0;
     try {
         const CMTime duration = co_await reading;

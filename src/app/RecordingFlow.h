@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QCoro/QCoroTask>
-#include <QFuture>
 #include <QObject>
 #include <QTimer>
 #include <chrono>
@@ -15,6 +14,7 @@
 #include "foundation/URL.h"
 #include "platform/DesktopPlatform.h"
 #include "recording/RecordingCoordinator.h"
+#include "tasks/Completion.h"
 
 namespace varnelle {
 
@@ -66,7 +66,7 @@ private:
     void set(Value& field, Value value, void (RecordingFlow::*changed)());
     void startTicker();
     void leaveRecordingUI();
-    [[nodiscard]] QFuture<void> fadeOutRecordingUI();
+    [[nodiscard]] Completion<void> fadeOutRecordingUI();
     QCoro::Task<CMTime> measuredDuration(URL movie);
 
     AppWindows& windows_;

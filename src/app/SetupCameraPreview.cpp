@@ -47,7 +47,8 @@ void SetupCameraPreview::startSetupCameraPreview(const std::string& cameraID, bo
     abandonAttempt();
     dropCamera();
     pendingAttempt_ = {cameraID, allowRetry};
-    settingUp_.setFuture(resultOn(queue_, [make = makeCamera_, cameraID] { return make(cameraID); }));
+    settingUp_.setFuture(
+        resultOn(queue_, [make = makeCamera_, cameraID] { return make(cameraID); }).future());
 }
 
 void SetupCameraPreview::cancel() {

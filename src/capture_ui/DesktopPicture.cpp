@@ -51,8 +51,8 @@ void DesktopPicture::take(const QRect& frame, std::function<void(const QImage&)>
     }
     taken_ = std::move(taken);
     taking_.setFuture(resultOn(queue_, [&platform = platform_, area = pixelsOf(frame, *screen)] {
-        return imageOf(platform.pictureOfDesktop(area));
-    }));
+                          return imageOf(platform.pictureOfDesktop(area));
+                      }).future());
 }
 
 void DesktopPicture::cancel() {

@@ -20,8 +20,8 @@ void StopShortcut::setActive(bool isActive) {
     if (!isActive) return;
     // The press comes on a thread of the desktop's.
     const auto report = [this] { QMetaObject::invokeMethod(this, &StopShortcut::pressed); };
-    shortcut_ = resultOn(
-        queue_, [&platform = platform_, report] { return platform.makeGlobalShortcut(kChord, report); });
+    const auto make = [&platform = platform_, report] { return platform.makeGlobalShortcut(kChord, report); };
+    shortcut_ = resultOn(queue_, make).future();
 }
 
 }  // namespace varnelle

@@ -59,7 +59,7 @@ QCoro::Task<> WindowSelectionModel::readIcon(ShareableWindow window) {
     const auto read = [&platform = platform_, id = window.windowID, sizePixels] {
         return imageOf(platform.windowIcon(id, sizePixels));
     };
-    const QFuture<QImage> reading = resultOn(queue_, read);
+    const Completion<QImage> reading = resultOn(queue_, read);
     const QImage icon = co_await reading;
     if (self && iconWindowID_ == window.windowID) setIcon(icon);
 }

@@ -150,20 +150,15 @@ QCoro::Task<> EditorPlaybackController::load(Project project, bool keepingPositi
     const int seeksBefore = seekGeneration_;
 
     // GCC 12 destroys the captures of a lambda twice if the lambda is made inside an awaiting expression (its
-    // bug 99576), here and below; so the futures have names.
-    QFuture<BuiltComposition> building = resultOn(*buildQueue_, [project, generation, newest = newestBuild_] {
-        if (*newest != generation) throw BuildOvertaken();
-        return build(project);
-    });
-    // What is done early waits for the next turn too, so that who began the load may say more before it ends.
-    QFuture<void> nextTurn = futureOf([this](auto done) {
-        QMetaObject::invokeMethod(
-            this, [done] { done(nullptr); }, Qt::QueuedConnection);
-    });
+    // bug 99576), here and below; so what is awaited has names.
+    const Completion<BuiltComposition> building =
+        resultOn(*buildQueue_, [project, generation, newest = newestBuild_] {
+            if (*newest != generation) throw BuildOvertaken();
+            return build(project);
+        });
     std::optional<BuiltComposition> built;
     std::string failure;
     try {
-        co_await nextTurn;
         built = co_await building;
     } catch (const std::exception& error) {
         failure = error.what();
@@ -180,8 +175,8 @@ QCoro::Task<> EditorPlaybackController::load(Project project, bool keepingPositi
     set(_currentTime, clampedToDuration(resume), &EditorPlaybackController::currentTimeChanged);
     const int seek = ++seekGeneration_;
     isSeeking_ = true;
-    QFuture<void> seeking =
-        futureOf([this](auto done) { player_->seek(_currentTime, [done](bool) { done(nullptr); }); });
+    const Completion<void> seeking =
+        completionOf([this](auto done) { player_->seek(_currentTime, [done](bool) { done(nullptr); }); });
     co_await seeking;
     if (!self || !player_) co_return;
     if (seek == seekGeneration_) isSeeking_ = false;

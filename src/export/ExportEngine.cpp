@@ -9,7 +9,6 @@
 #include "foundation/CMTime.h"
 #include "render/AudioMixBuilder.h"
 #include "render/VideoCompositor.h"
-#include "tasks/Completion.h"
 
 namespace varnelle {
 namespace {
@@ -94,8 +93,8 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
     const int frameRate = exportFrameRate(settings.frameRate.value_or(project.recordingSession.frameRate));
     const auto renderSize = info(settings.preset).targetSize;
     // GCC 12 destroys the captures of a lambda twice if the lambda is made inside an awaiting expression (its
-    // bug 99576), here and below; so the futures have names.
-    QFuture<CompositionResult> building = resultOn(buildQueue_, [project, renderSize, frameRate] {
+    // bug 99576), here and below; so what is awaited has names.
+    const Completion<CompositionResult> building = resultOn(buildQueue_, [project, renderSize, frameRate] {
         return VideoCompositor::buildComposition(project, renderSize, frameRate);
     });
     const CompositionResult composition = co_await building;
@@ -123,17 +122,17 @@ QCoro::Task<URL> ExportEngine::run(Project project, ExportSettings settings,
 
     const auto tracker = std::make_shared<ProgressTracker>();
     startProgressTimer(tracker, clampedSeconds(composition.duration), onProgress);
-    QFuture<void> videoPumping = pump(videoQueue_, videoInput, assetReader_, [tracker](const auto& sample) {
-        tracker->setSeconds(clampedSeconds(sample.presentationTime));
-    });
-    QFuture<void> audioPumping;
+    const Completion<void> videoPumping =
+        pump(videoQueue_, videoInput, assetReader_,
+             [tracker](const auto& sample) { tracker->setSeconds(clampedSeconds(sample.presentationTime)); });
+    Completion<void> audioPumping;
     if (audioReader_) audioPumping = pump(audioQueue_, audioInput, audioReader_, nullptr);
     co_await videoPumping;
     if (audioReader_) co_await audioPumping;
     progressTimer_.stop();
     throwUnlessComplete();
-    QFuture<void> finishing =
-        futureOf([this](auto done) { assetWriter_->finishWriting([done] { done(nullptr); }); });
+    const Completion<void> finishing =
+        completionOf([this](auto done) { assetWriter_->finishWriting([done] { done(nullptr); }); });
     co_await finishing;
     throwUnlessComplete();
     co_return url;
@@ -152,10 +151,10 @@ void ExportEngine::openReaders(const Project& project, const CompositionResult& 
 /// Moves samples from a reader to an input until the reader has no more. The future never fails: what went
 /// wrong shows in the status of reader and writer.
 template <typename Reader>
-QFuture<void> ExportEngine::pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
-                                 std::shared_ptr<Reader> reader,
-                                 std::function<void(const SampleBuffer&)> onAppended) {
-    return futureOf([&](auto done) {
+Completion<void> ExportEngine::pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
+                                    std::shared_ptr<Reader> reader,
+                                    std::function<void(const SampleBuffer&)> onAppended) {
+    return completionOf([&](auto done) {
         // The writer may ask once more after the end: only the first end counts.
         const auto hasFinished = std::make_shared<bool>(false);
         const auto finish = [input, done, hasFinished] {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QCoro/QCoroTask>
-#include <QFuture>
 #include <QObject>
 #include <QTimer>
 #include <exception>
@@ -15,6 +14,7 @@
 #include "media/AssetWriter.h"
 #include "media/AudioMixReader.h"
 #include "model/Project.h"
+#include "tasks/Completion.h"
 
 namespace varnelle {
 
@@ -58,8 +58,9 @@ private:
     QCoro::Task<URL> run(Project project, ExportSettings settings, std::function<void(double)> onProgress);
     void openReaders(const Project& project, const CompositionResult& composition, bool includesAudio);
     template <typename Reader>
-    QFuture<void> pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
-                       std::shared_ptr<Reader> reader, std::function<void(const SampleBuffer&)> onAppended);
+    Completion<void> pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,
+                          std::shared_ptr<Reader> reader,
+                          std::function<void(const SampleBuffer&)> onAppended);
     [[nodiscard]] std::function<void()> stopReading() const;
     void startProgressTimer(const std::shared_ptr<ProgressTracker>& tracker, double durationSeconds,
                             const std::function<void(double)>& onProgress);

@@ -98,7 +98,7 @@ QCoro::Task<> CaptureEngine::startCapture() {
     const auto start = [this](auto completion) {
         controlQueue_.async([stream = stream_.get(), completion] { stream->startCapture(completion); });
     };
-    const QFuture<void> started = futureOf(start);
+    const Completion<void> started = completionOf(start);
     co_await started;
 }
 
@@ -107,7 +107,7 @@ QCoro::Task<> CaptureEngine::stopCapture() {
     const auto stop = [this](auto completion) {
         controlQueue_.async([stream = stream_.get(), completion] { stream->stopCapture(completion); });
     };
-    const QFuture<void> stopped = futureOf(stop);
+    const Completion<void> stopped = completionOf(stop);
     co_await stopped;
     // What is left of it ends beside the main thread.
     controlQueue_.async([stream = std::shared_ptr(std::move(stream_))]() mutable { stream = nullptr; });

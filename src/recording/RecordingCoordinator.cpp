@@ -63,7 +63,7 @@ void RecordingCoordinator::settle() {
 
 QCoro::Task<> RecordingCoordinator::perform(std::function<void()> block) {
     const auto failure = std::make_shared<std::exception_ptr>();
-    const QFuture<void> ended = futureOf([&](auto completion) {
+    const Completion<void> ended = completionOf([&](auto completion) {
         setupQueue_.async([block = std::move(block), failure, completion]() mutable {
             try {
                 block();
