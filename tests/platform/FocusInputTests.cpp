@@ -14,8 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::ContentRect;
 
-constexpr auto kDeadline = 20s;
-
 CGPoint middleOf(const CGRect& rect) {
     return {rect.midX(), rect.midY()};
 }
@@ -31,7 +29,7 @@ protected:
     /// Where the program's window has put something, by what the X server says about the window.
     CGRect global(const ContentRect& rect) {
         X11FrontWindows windows(desktop_->server.displayName());
-        windows.beginSample(std::chrono::steady_clock::now() + kDeadline);
+        windows.beginSample(std::chrono::steady_clock::now() + test::kPatience);
         const auto window = windows.topmostWindow(desktop_->window->processID());
         if (!window) return {};
         return {{window->frame.minX() + rect.x, window->frame.minY() + rect.y},
@@ -49,7 +47,7 @@ protected:
                 focus_->beginSample();
                 return condition();
             },
-            kDeadline);
+            test::kPatience);
     }
     bool seesUnderPointer(const std::string& role, const CGRect& frame) {
         lastSeen_ = "nothing";

@@ -12,14 +12,9 @@
 namespace varnelle {
 namespace {
 
-using namespace std::chrono_literals;
+namespace key = test::key;
 
-constexpr auto kDeadline = 20s;
 constexpr KeyChord kChord{.key = U'r', .hasControl = true, .hasAlternate = true};
-
-// From X11's list of key symbols.
-constexpr std::uint32_t kSymbolR = 0x72, kSymbolT = 0x74, kShift = 0xffe1, kControl = 0xffe3,
-                        kCapsLock = 0xffe5, kAlt = 0xffe9, kSuper = 0xffeb, kNumLock = 0xff7f;
 
 class GlobalShortcutTest : public testing::Test {
 protected:
@@ -44,24 +39,24 @@ TEST_F(GlobalShortcutTest, HearsItsChordAloneWhateverIsLocked) {
     ASSERT_NE(shortcut, nullptr);
     int expectedCount = 0;
     const auto typeAll = [&] {
-        robot_->type(kSymbolR);
-        robot_->type(kSymbolR, {kControl});
-        robot_->type(kSymbolR, {kAlt});
-        robot_->type(kSymbolR, {kControl, kAlt, kShift});
-        robot_->type(kSymbolR, {kControl, kAlt, kSuper});
-        robot_->type(kSymbolT, {kControl, kAlt});
-        robot_->type(kSymbolR, {kControl, kAlt});
-        robot_->type(kSymbolR, {kAlt, kControl});
+        robot_->type(U'r');
+        robot_->type(U'r', {key::kControl});
+        robot_->type(U'r', {key::kAlternate});
+        robot_->type(U'r', {key::kControl, key::kAlternate, key::kShift});
+        robot_->type(U'r', {key::kControl, key::kAlternate, key::kSuper});
+        robot_->type(U't', {key::kControl, key::kAlternate});
+        robot_->type(U'r', {key::kControl, key::kAlternate});
+        robot_->type(U'r', {key::kAlternate, key::kControl});
         expectedCount += 2;
     };
     typeAll();
-    robot_->type(kCapsLock);
+    robot_->type(key::kCapsLock);
     typeAll();
-    robot_->type(kNumLock);
+    robot_->type(key::kNumLock);
     typeAll();
-    robot_->type(kCapsLock);
+    robot_->type(key::kCapsLock);
     typeAll();
-    EXPECT_TRUE(test::waitUntil([&] { return pressCount_ >= expectedCount; }, kDeadline));
+    EXPECT_TRUE(test::waitUntil([&] { return pressCount_ >= expectedCount; }, test::kPatience));
     EXPECT_EQ(pressCount_, expectedCount);
 }
 
@@ -73,12 +68,13 @@ TEST_F(GlobalShortcutTest, BelongsToOneProgramAtATime) {
     LinuxDesktop other(server_->displayName());
     EXPECT_EQ(other.makeGlobalShortcut(kChord, [] {}), nullptr);
     EXPECT_THAT(lines.items(), testing::ElementsAre(testing::HasSubstr("Another program has Ctrl+Alt+r.")));
-    robot_->type(kSymbolR, {kControl, kAlt});
-    EXPECT_TRUE(test::waitUntil([&] { return pressCount_ == 1; }, kDeadline)) << "the first one still has it";
+    robot_->type(U'r', {key::kControl, key::kAlternate});
+    EXPECT_TRUE(test::waitUntil([&] { return pressCount_ == 1; }, test::kPatience))
+        << "the first one still has it";
     first = nullptr;
     // The server lets go once it has seen the connection's end.
     EXPECT_TRUE(
-        test::waitUntil([&] { return other.makeGlobalShortcut(kChord, [] {}) != nullptr; }, kDeadline));
+        test::waitUntil([&] { return other.makeGlobalShortcut(kChord, [] {}) != nullptr; }, test::kPatience));
     EXPECT_EQ(desktop_->makeGlobalShortcut({.key = U'я', .hasControl = true}, [] {}), nullptr)
         << "the keyboard has no such key";
 }
@@ -89,10 +85,10 @@ TEST_F(GlobalShortcutTest, FollowsTheKeyboardsLayout) {
     test::ChildProcess layout({"setxkbmap", "-display", server_->displayName(), "us", "dvorak"});
     ASSERT_EQ(layout.waitForEnd(), 0);
     const auto isHeard = [&] {
-        robot_->type(kSymbolR, {kControl, kAlt});
+        robot_->type(U'r', {key::kControl, key::kAlternate});
         return pressCount_ > 0;
     };
-    EXPECT_TRUE(test::waitUntil(isHeard, kDeadline));
+    EXPECT_TRUE(test::waitUntil(isHeard, test::kPatience));
 }
 
 TEST_F(GlobalShortcutTest, EndsWhileTheDisplayHangsOrIsGone) {
@@ -106,7 +102,7 @@ TEST_F(GlobalShortcutTest, EndsWhileTheDisplayHangsOrIsGone) {
             shortcut = make();
             return shortcut != nullptr;
         },
-        kDeadline));
+        test::kPatience));
     server_->kill();
     shortcut = nullptr;
     EXPECT_EQ(make(), nullptr);

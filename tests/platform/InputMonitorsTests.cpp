@@ -11,16 +11,8 @@
 namespace varnelle {
 namespace {
 
-using namespace std::chrono_literals;
+namespace key = test::key;
 using testing::ElementsAre;
-
-constexpr auto kDeadline = 20s;
-
-// From X11's list of key symbols.
-constexpr std::uint32_t kSymbolA = 0x61, kSymbolHome = 0xff50, kSymbolLeft = 0xff51, kSymbolPageUp = 0xff55,
-                        kSymbolReturn = 0xff0d, kSymbolF1 = 0xffbe, kShift = 0xffe1, kControl = 0xffe3,
-                        kCapsLock = 0xffe5, kAlt = 0xffe9, kSuper = 0xffeb, kNumLock = 0xff7f,
-                        kKeypadHome = 0xff95;
 
 TEST(ScrollDevice, CountsNotchesOfItsValuators) {
     ScrollDevice device({{.valuator = 2, .isHorizontal = true, .increment = 15},
@@ -72,7 +64,7 @@ TEST(InputMonitors, TellTheWheelWhereverThePointerIs) {
         robot.setButton(button, true);
         robot.setButton(button, false);
     }
-    ASSERT_TRUE(events.waitForCount(4, kDeadline));
+    ASSERT_TRUE(events.waitForCount(4, test::kPatience));
     std::vector<std::pair<double, double>> deltas;
     for (const ScrollEvent& event : events.items()) {
         deltas.emplace_back(event.scrollingDeltaX, event.scrollingDeltaY);
@@ -106,25 +98,28 @@ TEST(InputMonitors, TellKeysWithTheModifiersOfTheirMoment) {
     };
     std::vector<KeyDownEvent> expected;
     const std::vector<Case> cases{
-        {"letter", kSymbolA, {}, plain},
-        {"capital", kSymbolA, {kShift}, plain},
-        {"return", kSymbolReturn, {}, plain},
-        {"function key", kSymbolF1, {}, plain},
-        {"home", kSymbolHome, {}, navigation},
-        {"page up", kSymbolPageUp, {}, navigation},
-        {"shift and arrow", kSymbolLeft, {kShift}, navigation},
-        {"control", kSymbolA, {kControl}, KeyDownEvent{.hasControl = true}},
-        {"alt", kSymbolA, {kAlt}, KeyDownEvent{.hasAlternate = true}},
-        {"super and arrow", kSymbolLeft, {kSuper}, KeyDownEvent{.hasCommand = true, .isNavigationKey = true}},
-        {"modifier alone", kControl, {}, std::nullopt},
-        {"modifiers alone", kShift, {kAlt}, std::nullopt},
-        {"caps lock", kCapsLock, {}, std::nullopt},
-        {"letter in caps", kSymbolA, {}, plain},
-        {"keypad", kKeypadHome, {}, navigation},
-        {"num lock", kNumLock, {}, std::nullopt},
-        {"keypad's digits", kKeypadHome, {}, plain},
-        {"arrow in num lock", kSymbolLeft, {}, navigation},
-        {"the end", kSymbolA, {kControl, kShift}, KeyDownEvent{.hasControl = true}},
+        {"letter", U'a', {}, plain},
+        {"capital", U'a', {key::kShift}, plain},
+        {"return", key::kReturn, {}, plain},
+        {"function key", key::kF1, {}, plain},
+        {"home", key::kHome, {}, navigation},
+        {"page up", key::kPageUp, {}, navigation},
+        {"shift and arrow", key::kLeft, {key::kShift}, navigation},
+        {"control", U'a', {key::kControl}, KeyDownEvent{.hasControl = true}},
+        {"alt", U'a', {key::kAlternate}, KeyDownEvent{.hasAlternate = true}},
+        {"super and arrow",
+         key::kLeft,
+         {key::kSuper},
+         KeyDownEvent{.hasCommand = true, .isNavigationKey = true}},
+        {"modifier alone", key::kControl, {}, std::nullopt},
+        {"modifiers alone", key::kShift, {key::kAlternate}, std::nullopt},
+        {"caps lock", key::kCapsLock, {}, std::nullopt},
+        {"letter in caps", U'a', {}, plain},
+        {"keypad", key::kKeypadHome, {}, navigation},
+        {"num lock", key::kNumLock, {}, std::nullopt},
+        {"keypad's digits", key::kKeypadHome, {}, plain},
+        {"arrow in num lock", key::kLeft, {}, navigation},
+        {"the end", U'a', {key::kControl, key::kShift}, KeyDownEvent{.hasControl = true}},
     };
     for (const Case& c : cases) {
         if (c.held.size() == 2)
@@ -135,7 +130,7 @@ TEST(InputMonitors, TellKeysWithTheModifiersOfTheirMoment) {
             robot.type(c.symbol);
         if (c.expected) expected.push_back(*c.expected);
     }
-    ASSERT_TRUE(events.waitForCount(expected.size(), kDeadline));
+    ASSERT_TRUE(events.waitForCount(expected.size(), test::kPatience));
     const auto seen = events.items();
     ASSERT_EQ(seen.size(), expected.size());
     std::size_t next = 0;

@@ -10,8 +10,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kDeadline = 20s;
-
 TEST(LinuxPermissions, AccessibilityIsTrustedOnceItIsAskedFor) {
     if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
     if (!test::AccessibilitySession::isAvailable()) GTEST_SKIP() << test::AccessibilitySession::kMissing;
@@ -20,18 +18,18 @@ TEST(LinuxPermissions, AccessibilityIsTrustedOnceItIsAskedFor) {
     LinuxPermissions permissions(server.displayName());
     EXPECT_FALSE(permissions.isAccessibilityTrusted()) << "the service is there, but off";
     permissions.requestAccessibilityTrust();
-    EXPECT_TRUE(test::waitUntil([&] { return permissions.isAccessibilityTrusted(); }, kDeadline));
+    EXPECT_TRUE(test::waitUntil([&] { return permissions.isAccessibilityTrusted(); }, test::kPatience));
     session.endService();
-    EXPECT_TRUE(test::waitUntil([&] { return !permissions.isAccessibilityTrusted(); }, kDeadline));
+    EXPECT_TRUE(test::waitUntil([&] { return !permissions.isAccessibilityTrusted(); }, test::kPatience));
 }
 
 TEST(LinuxPermissions, ScreenIsAccessibleWhileTheDisplayAnswers) {
     if (!test::XServer::isAvailable()) GTEST_SKIP() << test::XServer::kMissing;
     test::XServer server;
     const LinuxPermissions permissions(server.displayName());
-    EXPECT_TRUE(test::waitUntil([&] { return permissions.hasScreenCaptureAccess(); }, kDeadline));
+    EXPECT_TRUE(test::waitUntil([&] { return permissions.hasScreenCaptureAccess(); }, test::kPatience));
     server.kill();
-    EXPECT_TRUE(test::waitUntil([&] { return !permissions.hasScreenCaptureAccess(); }, kDeadline));
+    EXPECT_TRUE(test::waitUntil([&] { return !permissions.hasScreenCaptureAccess(); }, test::kPatience));
 }
 
 TEST(LinuxPermissions, SessionThatHangsIsAskedForAShortTime) {

@@ -20,7 +20,6 @@ using test::waitUntil;
 using testing::Contains;
 using testing::Not;
 
-constexpr auto kDeadline = 20s;
 constexpr test::WindowProperties kManaged{.isManaged = true};
 constexpr std::uint32_t kAllWorkspaces = 0xFFFFFFFF;
 
@@ -79,14 +78,14 @@ protected:
     }
     /// Whether they come to lie in this order.
     bool becomeStacked(const std::vector<const PatternWindow*>& windows) {
-        return waitUntil([&] { return areStacked(windows); }, kDeadline);
+        return waitUntil([&] { return areStacked(windows); }, test::kPatience);
     }
     /// Returns once the window manager has dealt with all that happened before.
     void waitForManager() {
         auto fence = window();
-        ASSERT_TRUE(waitUntil([&] { return isManaged(fence->windowID()); }, kDeadline));
+        ASSERT_TRUE(waitUntil([&] { return isManaged(fence->windowID()); }, test::kPatience));
         fence->hide();
-        ASSERT_TRUE(waitUntil([&] { return !isManaged(fence->windowID()); }, kDeadline));
+        ASSERT_TRUE(waitUntil([&] { return !isManaged(fence->windowID()); }, test::kPatience));
     }
     /// Clicks into the window, wherever the window manager has put it.
     void click(const PatternWindow& window) {
@@ -112,27 +111,27 @@ protected:
 TEST_F(WindowManagementTest, PanelIsOneHoweverItIsShown) {
     start(true);
     const auto shown = window();
-    ASSERT_TRUE(waitUntil([&] { return isManaged(shown->windowID()); }, kDeadline));
+    ASSERT_TRUE(waitUntil([&] { return isManaged(shown->windowID()); }, test::kPatience));
     management_->applyPanelBehaviour(shown->windowID(), {});
-    EXPECT_TRUE(waitUntil([&] { return isPanel(shown->windowID()); }, kDeadline));
+    EXPECT_TRUE(waitUntil([&] { return isPanel(shown->windowID()); }, test::kPatience));
 
     const auto hidden = window(false);
     management_->applyPanelBehaviour(hidden->windowID(), {.level = PanelLevel::statusBar});
     hidden->show();
-    EXPECT_TRUE(
-        waitUntil([&] { return isManaged(hidden->windowID()) && isPanel(hidden->windowID()); }, kDeadline));
+    EXPECT_TRUE(waitUntil([&] { return isManaged(hidden->windowID()) && isPanel(hidden->windowID()); },
+                          test::kPatience));
     EXPECT_THAT(numbers(hidden->windowID(), "_NET_WM_WINDOW_TYPE"),
                 Contains(x_->atom("_NET_WM_WINDOW_TYPE_DOCK")));
 
     // Hidden and shown again, by a toolkit that writes the states anew meanwhile.
     hidden->hide();
-    ASSERT_TRUE(waitUntil([&] { return !isManaged(hidden->windowID()); }, kDeadline));
+    ASSERT_TRUE(waitUntil([&] { return !isManaged(hidden->windowID()); }, test::kPatience));
     xcb_delete_property(x_->get(), hidden->windowID(), x_->atom("_NET_WM_STATE"));
     xcb_delete_property(x_->get(), hidden->windowID(), x_->atom("_NET_WM_DESKTOP"));
     (void)numbers(hidden->windowID(), "_NET_WM_STATE");
     hidden->show();
-    EXPECT_TRUE(
-        waitUntil([&] { return isManaged(hidden->windowID()) && isPanel(hidden->windowID()); }, kDeadline));
+    EXPECT_TRUE(waitUntil([&] { return isManaged(hidden->windowID()) && isPanel(hidden->windowID()); },
+                          test::kPatience));
 
     const PanelBehaviour plain{.isOnAllWorkspaces = false, .isInTaskbarAndPager = true};
     management_->applyPanelBehaviour(shown->windowID(), plain);
@@ -141,7 +140,7 @@ TEST_F(WindowManagementTest, PanelIsOneHoweverItIsShown) {
             return !hasState(shown->windowID(), "_NET_WM_STATE_SKIP_TASKBAR") &&
                    numbers(shown->windowID(), "_NET_WM_DESKTOP") == std::vector<std::uint32_t>{0};
         },
-        kDeadline))
+        test::kPatience))
         << "it can be changed";
 }
 
@@ -196,21 +195,21 @@ TEST_F(WindowManagementTest, ClickGivesTheKeyboardToPanelsThatWantIt) {
     eager->show();
     waitForManager();
     desktop_->raiseWindow(ordinary->windowID());
-    ASSERT_TRUE(waitUntil([&] { return activeWindow() == ordinary->windowID(); }, kDeadline));
+    ASSERT_TRUE(waitUntil([&] { return activeWindow() == ordinary->windowID(); }, test::kPatience));
     click(*quiet);
     // Dealt with after the click, and no new window that would get the keyboard.
     management_->applyPanelBehaviour(quiet->windowID(), {.isInTaskbarAndPager = true});
     ASSERT_TRUE(
-        waitUntil([&] { return !hasState(quiet->windowID(), "_NET_WM_STATE_SKIP_PAGER"); }, kDeadline));
+        waitUntil([&] { return !hasState(quiet->windowID(), "_NET_WM_STATE_SKIP_PAGER"); }, test::kPatience));
     EXPECT_EQ(activeWindow(), ordinary->windowID());
     click(*eager);
-    EXPECT_TRUE(waitUntil([&] { return activeWindow() == eager->windowID(); }, kDeadline));
+    EXPECT_TRUE(waitUntil([&] { return activeWindow() == eager->windowID(); }, test::kPatience));
 }
 
 TEST_F(WindowManagementTest, KnowsWhetherWindowsAreComposited) {
     start(false);
     const auto becomes = [&](bool expected) {
-        return waitUntil([&] { return management_->isCompositing() == expected; }, kDeadline);
+        return waitUntil([&] { return management_->isCompositing() == expected; }, test::kPatience);
     };
     EXPECT_FALSE(management_->isCompositing());
     const auto manager = window();

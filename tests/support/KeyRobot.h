@@ -18,10 +18,16 @@ inline constexpr std::uint32_t kEscape = 0xff1b;
 inline constexpr std::uint32_t kHome = 0xff50;
 inline constexpr std::uint32_t kLeft = 0xff51;
 inline constexpr std::uint32_t kRight = 0xff53;
+inline constexpr std::uint32_t kPageUp = 0xff55;
 inline constexpr std::uint32_t kEnd = 0xff57;
+inline constexpr std::uint32_t kNumLock = 0xff7f;
+inline constexpr std::uint32_t kKeypadHome = 0xff95;
+inline constexpr std::uint32_t kF1 = 0xffbe;
 inline constexpr std::uint32_t kShift = 0xffe1;
 inline constexpr std::uint32_t kControl = 0xffe3;
+inline constexpr std::uint32_t kCapsLock = 0xffe5;
 inline constexpr std::uint32_t kAlternate = 0xffe9;
+inline constexpr std::uint32_t kSuper = 0xffeb;
 inline constexpr std::uint32_t kDelete = 0xffff;
 }  // namespace key
 

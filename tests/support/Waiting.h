@@ -9,6 +9,9 @@
 
 namespace varnelle::test {
 
+/// For what surely comes, even on a busy machine.
+inline constexpr std::chrono::seconds kPatience{20};
+
 /// Looks again and again, until `condition` holds or the deadline has passed; tells which. For conditions
 /// that can't notify, such as those of another process.
 template <typename Condition>
