@@ -14,6 +14,10 @@ target_link_libraries(varnelle_options INTERFACE varnelle_warnings)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(varnelle_options INTERFACE -Wno-restrict -Wno-maybe-uninitialized)
 endif()
+# In batches of sources, GCC takes all but the first for headers.
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(varnelle_options INTERFACE -Wno-subobject-linkage)
+endif()
 if(VARNELLE_FUZZERS)
     # A loop in which every branch is counted can't be vectorised, which is no mistake of the loop's. And undefined
     # behaviour has to end the program: that is how a fuzz target tells what it found.
