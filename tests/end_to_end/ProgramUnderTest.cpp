@@ -11,25 +11,17 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/Waiting.h"
-
 namespace varnelle::test {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kDeadline = 30s;
 /// How long the main thread may wait for anything, and work at anything, in answer to one event. It works for
 /// less than 8 ms everywhere, also while others have the processors, and the rest is for slower machines. It
 /// waits longer only for a window's drawing thread: without a graphics card, as long as the window takes to
 /// draw. Time in which a host runs other machines counts as waiting, too.
 constexpr double kLongestWaitMilliseconds = 50;
 constexpr double kLongestWorkMilliseconds = 16;
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kIsAsFastAsForUsers = false;
-#else
-constexpr bool kIsAsFastAsForUsers = true;
-#endif
 
 std::vector<URL> entriesOf(const URL& directory) {
     std::vector<URL> entries;
@@ -140,8 +132,7 @@ void ProgramUnderTest::start(const std::vector<std::string>& arguments,
 bool ProgramUnderTest::startsAtTheDockBar(const std::vector<std::string>& environment) {
     start({}, environment);
     const std::string afterPermissions = "Continue to Varnelle →";
-    if (!waitUntil([&] { return isShown("Recording setup") || isShown(afterPermissions); }, kDeadline))
-        return false;
+    if (!until([&] { return isShown("Recording setup") || isShown(afterPermissions); })) return false;
     if (isShown(afterPermissions)) {
         click("Accessibility, REQUIRED");
         if (!shows("Accessibility, ENABLED")) return false;
@@ -156,20 +147,17 @@ int ProgramUnderTest::startSecond(const std::vector<std::string>& arguments) {
     const OutputFile file(directory_.file("output"));
     ChildProcess second(command, environment(), -1, file.get());
     int status = 0;
-    const bool hasEnded =
-        waitUntil([&] { return waitpid(second.processID(), &status, WNOHANG) != 0; }, kDeadline);
+    const bool hasEnded = until([&] { return waitpid(second.processID(), &status, WNOHANG) != 0; });
     return hasEnded && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 bool ProgramUnderTest::hasEnded() {
     siginfo_t info{};
-    return waitUntil(
-        [&] {
-            info.si_pid = 0;
-            return waitid(P_PID, static_cast<id_t>(processID()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-                   info.si_pid != 0;
-        },
-        kDeadline);
+    return until([&] {
+        info.si_pid = 0;
+        return waitid(P_PID, static_cast<id_t>(processID()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               info.si_pid != 0;
+    });
 }
 
 bool ProgramUnderTest::isShown(const std::string& name) const {
@@ -177,38 +165,40 @@ bool ProgramUnderTest::isShown(const std::string& name) const {
 }
 
 bool ProgramUnderTest::shows(const std::string& name) const {
-    return waitUntil([&] { return isShown(name); }, kDeadline);
+    return until([&] { return isShown(name); });
 }
 
 bool ProgramUnderTest::showsNoMore(const std::string& name) const {
-    return waitUntil([&] { return !isShown(name); }, kDeadline);
+    return until([&] { return !isShown(name); });
 }
 
-bool ProgramUnderTest::hasKeyboard(const std::string& window) const {
-    return waitUntil(
-        [&] {
-            const auto found = shownElement(processID(), window);
-            return found && found->isActive;
-        },
-        kDeadline);
+bool ProgramUnderTest::hasKeyboard(const std::string& name) const {
+    return until([&] {
+        const auto found = shownElement(processID(), name);
+        return found && found->isInActiveWindow;
+    });
 }
 
 AccessibleElement ProgramUnderTest::element(const std::string& name) const {
-    EXPECT_TRUE(shows(name)) << name;
-    return shownElement(processID(), name).value_or(AccessibleElement{});
+    std::optional<AccessibleElement> found;
+    // Without a size it has just gone, or the program didn't get round to the answer.
+    const auto isFound = [&] {
+        found = shownElement(processID(), name);
+        return found && found->width > 0;
+    };
+    EXPECT_TRUE(until(isFound)) << name;
+    return found.value_or(AccessibleElement{});
 }
 
 AccessibleElement ProgramUnderTest::restingElement(const std::string& name) const {
     AccessibleElement last = element(name);
-    const bool rests = waitUntil(
-        [&] {
-            std::this_thread::sleep_for(50ms);
-            const AccessibleElement now = element(name);
-            const bool isSame = now.midX() == last.midX() && now.midY() == last.midY();
-            last = now;
-            return isSame && now.width > 0;
-        },
-        kDeadline);
+    const bool rests = until([&] {
+        std::this_thread::sleep_for(50ms);
+        const AccessibleElement now = element(name);
+        const bool isSame = now.midX() == last.midX() && now.midY() == last.midY();
+        last = now;
+        return isSame;
+    });
     EXPECT_TRUE(rests) << name;
     return last;
 }

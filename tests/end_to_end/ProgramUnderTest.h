@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "support/PatternWindow.h"
 #include "support/PipeWireServer.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Waiting.h"
 #include "support/XServer.h"
 
 namespace varnelle::test {
@@ -37,8 +39,22 @@ public:
     void drag(int fromX, int fromY, int toX, int toY);
 };
 
-/// The program itself, started as a user starts it, with a home of its own. What a test waits for comes
-/// within `kDeadline` or fails it.
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr bool kIsAsFastAsForUsers = false;
+#else
+inline constexpr bool kIsAsFastAsForUsers = true;
+#endif
+/// What a test waits for comes by then, or fails it.
+inline constexpr std::chrono::seconds kProgramDeadline{kIsAsFastAsForUsers ? 40 : 120};
+
+/// Looks until `condition` holds or `kProgramDeadline` has passed; tells which. Each look takes the program
+/// time, which it needs to get there.
+template <typename Condition>
+bool until(Condition condition) {
+    return waitUntil(condition, kProgramDeadline, std::chrono::milliseconds(30));
+}
+
+/// The program itself, started as a user starts it, with a home of its own. What waits, waits as `until`.
 class ProgramUnderTest {
 public:
     explicit ProgramUnderTest(Desktop& desktop);
@@ -60,8 +76,8 @@ public:
     /// Waits until something of the name is shown, and until nothing of the name is.
     [[nodiscard]] bool shows(const std::string& name) const;
     [[nodiscard]] bool showsNoMore(const std::string& name) const;
-    /// Waits until the window is the active one, and so really on the screen.
-    [[nodiscard]] bool hasKeyboard(const std::string& window) const;
+    /// Waits until the window, or the one with the element, is the active one, and so really on the screen.
+    [[nodiscard]] bool hasKeyboard(const std::string& name) const;
     [[nodiscard]] AccessibleElement element(const std::string& name) const;
     /// What has just come is still on its way to its place: waits until it is there.
     [[nodiscard]] AccessibleElement restingElement(const std::string& name) const;

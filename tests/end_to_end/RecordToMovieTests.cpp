@@ -166,7 +166,9 @@ TEST_F(RecordToMovie, CellsAndPointerAreWhereTheArithmeticPutsThem) {
     const auto recording = std::make_shared<MediaAsset>(session.screenRecordingURL);
     EXPECT_EQ(recording->tracks(MediaType::video).front().sampleIndex->front().presentationTime, kCMTimeZero);
     EXPECT_LT(recording->tracks(MediaType::video).front().sampleIndex->size(), 20U) << "nothing moved";
-    EXPECT_NEAR(recording->duration().seconds(), 4.5, 0.5) << "the movie lasts until the stop";
+    // The timer may come a twentieth too early.
+    EXPECT_GE(recording->duration().seconds(), 4.2) << "the movie lasts until the stop";
+    EXPECT_LT(recording->duration().seconds(), 7);
 
     OverlayConfiguration look;
     look.wallpaperPath = "procedural://gradient/glacier";

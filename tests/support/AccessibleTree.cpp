@@ -55,7 +55,6 @@ AccessibleElement elementOf(AtspiAccessible* object, const States& states) {
     element.isFocused = has(states, ATSPI_STATE_FOCUSED);
     element.isEnabled = has(states, ATSPI_STATE_ENABLED);
     element.isChecked = has(states, ATSPI_STATE_CHECKED);
-    element.isActive = has(states, ATSPI_STATE_ACTIVE);
     const std::unique_ptr<AtspiRect, Free> place(
         atspi_component_get_extents(ATSPI_COMPONENT(object), ATSPI_COORD_TYPE_SCREEN, nullptr));
     if (place) {
@@ -94,6 +93,10 @@ std::vector<Object> windowsOf(pid_t program) {
     return {};
 }
 
+bool isActive(const Object& window) {
+    return has(States{atspi_accessible_get_state_set(window.get())}, ATSPI_STATE_ACTIVE);
+}
+
 /// Goes through all windows until `visit` returns true.
 template <typename Visit>
 void visitShowing(const std::vector<Object>& windows, const Visit& visit) {
@@ -115,15 +118,16 @@ std::vector<AccessibleElement> accessibleElements(pid_t program) {
 
 std::optional<AccessibleElement> shownElement(pid_t program, const std::string& name) {
     std::vector<Object> windows = windowsOf(program);
-    std::stable_partition(windows.begin(), windows.end(), [](const Object& window) {
-        return has(States{atspi_accessible_get_state_set(window.get())}, ATSPI_STATE_ACTIVE);
-    });
+    const auto inactive = std::stable_partition(windows.begin(), windows.end(), isActive);
     std::optional<AccessibleElement> found;
-    visitShowing(windows, [&](AtspiAccessible* object, const States& states) {
-        if (nameOf(object) != name) return false;
-        found = elementOf(object, states);
-        return true;
-    });
+    for (auto window = windows.begin(); window != windows.end() && !found; ++window) {
+        visitShowing(*window, [&](AtspiAccessible* object, const States& states) {
+            if (nameOf(object) != name) return false;
+            found = elementOf(object, states);
+            found->isInActiveWindow = window < inactive;
+            return true;
+        });
+    }
     return found;
 }
 

@@ -22,7 +22,7 @@ struct AccessibleElement {
     bool isFocused = false;
     bool isEnabled = false;
     bool isChecked = false;
-    bool isActive = false;  ///< a window that has the keyboard
+    bool isInActiveWindow = false;  ///< in the window that has the keyboard, or that window itself
 
     [[nodiscard]] int midX() const { return x + width / 2; }
     [[nodiscard]] int midY() const { return y + height / 2; }

@@ -13,13 +13,14 @@ namespace varnelle::test {
 inline constexpr std::chrono::seconds kPatience{20};
 
 /// Looks again and again, until `condition` holds or the deadline has passed; tells which. For conditions
-/// that can't notify, such as those of another process.
+/// that can't notify, such as those of another process. Pauses between the looks.
 template <typename Condition>
-bool waitUntil(Condition condition, std::chrono::milliseconds deadline) {
+bool waitUntil(Condition condition, std::chrono::milliseconds deadline,
+               std::chrono::milliseconds pause = std::chrono::milliseconds(2)) {
     const auto end = std::chrono::steady_clock::now() + deadline;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(pause);
     }
     return true;
 }
