@@ -11,6 +11,9 @@ namespace varnelle {
 namespace {
 
 constexpr std::chrono::milliseconds kAnswerPatience{200};
+/// For the first answer, by which the program decides what it shows at its start: on a machine that is busy
+/// with starting, a permission that was given shouldn't be asked for again.
+constexpr std::chrono::milliseconds kFirstAnswerPatience{1000};
 /// For a queue to wait: a bus that has to be started takes a while.
 constexpr std::chrono::seconds kBusTime{1};
 
@@ -106,7 +109,8 @@ bool LinuxPermissions::BoundedCheck::answer() {
             changed_.notify_all();
         });
     }
-    changed_.wait_for(lock, kAnswerPatience, [this] { return !isAsking_; });
+    const auto patience = std::exchange(isFirst_, false) ? kFirstAnswerPatience : kAnswerPatience;
+    changed_.wait_for(lock, patience, [this] { return !isAsking_; });
     return lastAnswer_;
 }
 

@@ -15,8 +15,8 @@ namespace varnelle {
 /// programs can be read where the accessibility bus answers and the session says that accessibility is on,
 /// for only then do toolkits build them.
 ///
-/// The answers come from queues of their own; one that doesn't come within a fifth of a second is taken to be
-/// the last one. Destruction may wait for a bus for a second.
+/// The answers come from queues of their own; one that doesn't come within a fifth of a second (the first
+/// one: a second) is taken to be the last one. Destruction may wait for a bus for a second.
 class LinuxPermissions final : public SystemPermissions {
 public:
     /// `displayName` as in `$DISPLAY`; empty takes `$DISPLAY`.
@@ -42,6 +42,7 @@ private:
         const std::function<bool()> check_;
         std::mutex mutex_;
         std::condition_variable changed_;
+        bool isFirst_ = true;      // guarded by mutex_
         bool isAsking_ = false;    // guarded by mutex_
         bool lastAnswer_ = false;  // guarded by mutex_
         SerialQueue queue_;
