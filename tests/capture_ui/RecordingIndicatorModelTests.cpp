@@ -39,7 +39,8 @@ TEST_F(RecordingIndicatorModelTest, TellsTheStateAndEndsWhatRuns) {
     EXPECT_EQ(indicator.menuBarText(), "0:01");
     indicator.tap();
     indicator.tap();
-    ASSERT_TRUE(eventually([&] { return app->mode() == AppMode::editing; }));
+    ASSERT_TRUE(eventually([&] { return app->recordingFlow().recordingState() == RecordingState::idle; }));
+    EXPECT_EQ(app->mode(), AppMode::editing);
     EXPECT_THAT(texts, ElementsAre("Ready", "Starting...", "Stop Recording", "Stopping...", "Ready"));
 }
 

@@ -44,6 +44,7 @@ TEST_F(SourceOverlaysTest, OneMarksWhatIsChosenAndFollowsIt) {
     EXPECT_EQ(overlays.current(), std::nullopt);
     app->returnToSetup();
     EXPECT_EQ(overlays.current(), std::nullopt) << "the source is chosen anew";
+    refreshes();  // what was begun by the return reads the windows too, on another thread
     sources().setRecordingType(RecordingType::window);
     desktop.windows.clear();
     refreshes();

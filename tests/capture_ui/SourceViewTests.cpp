@@ -131,6 +131,8 @@ TEST_F(SourceViewTest, AWindowsCardFitsIntoTheWindow) {
     shown->click(shown->item("startButton"));
     EXPECT_TRUE(isPreparing());
 
+    // What prepares the recording reads the windows too, on another thread.
+    ASSERT_TRUE(eventually([&] { return desktop.isStreamRunning(); }));
     desktop.windows.clear();
     refreshes();
     EXPECT_FALSE(card.isVisible());

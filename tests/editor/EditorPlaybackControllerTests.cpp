@@ -433,7 +433,8 @@ TEST_F(EditorPlaybackTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
         controller = nullptr;
         ASSERT_TRUE(waitFor([&] { return loading.isReady() && reloading.isReady(); }));
     }
-    EXPECT_EQ(threadCount(), threads);
+    // A thread that was joined leaves the list a little later.
+    EXPECT_TRUE(waitFor([&] { return threadCount() <= threads; }));
 }
 
 }  // namespace

@@ -77,8 +77,7 @@ private:
 };
 
 TEST_F(FocusInputTest, TellsTheFrontWindowWithItsDecoration) {
-    focus_->beginSample();
-    ASSERT_EQ(focus_->frontmostProcess(), desktop_->window->processID());
+    ASSERT_TRUE(sampleUntil([&] { return focus_->frontmostProcess() == desktop_->window->processID(); }));
     const auto frame = focus_->windowFrame(desktop_->window->processID());
     ASSERT_TRUE(frame.has_value());
     const CGRect content = global({0, 0, test::kWindowContent.width, test::kWindowContent.height});
@@ -97,15 +96,15 @@ TEST_F(FocusInputTest, TellsRoleAndFrameOfWhatIsUnderThePointer) {
             << role << ": " << lastSeen_;
     }
     // Up from there to the window, and no further than the program.
-    focus_->beginSample();
-    auto element = focus_->elementUnderPointer();
-    ASSERT_NE(element, nullptr);
     std::vector<std::string> roles;
-    for (; element != nullptr && roles.size() < 20; element = element->parent()) {
-        roles.push_back(element->role().value_or(""));
-    }
-    ASSERT_GE(roles.size(), 2U);
-    EXPECT_EQ(roles.back(), "AXApplication");
+    EXPECT_TRUE(sampleUntil([&] {
+        roles.clear();
+        for (auto element = focus_->elementUnderPointer(); element != nullptr && roles.size() < 20;
+             element = element->parent()) {
+            roles.push_back(element->role().value_or(""));
+        }
+        return roles.size() >= 2 && roles.back() == "AXApplication";
+    })) << testing::PrintToString(roles);
     desktop_->robot.moveTo(790, 590);
     EXPECT_TRUE(sampleUntil([&] { return focus_->elementUnderPointer() == nullptr; })) << "the bare screen";
 }
@@ -113,11 +112,12 @@ TEST_F(FocusInputTest, TellsRoleAndFrameOfWhatIsUnderThePointer) {
 TEST_F(FocusInputTest, FollowsTheKeyboardAndItsSelection) {
     const CGRect lineEdit = global(test::kLineEditContent);
     ASSERT_TRUE(sampleUntil([&] { return seesKeyboardAt("AXTextField", lineEdit); })) << lastSeen_;
-    focus_->beginSample();
-    const auto element = focus_->focusedElement(desktop_->window->processID());
-    ASSERT_NE(element, nullptr);
-    const auto selection = element->selectedTextBounds();
-    ASSERT_TRUE(selection.has_value());
+    std::optional<CGRect> selection;
+    ASSERT_TRUE(sampleUntil([&] {
+        const auto element = focus_->focusedElement(desktop_->window->processID());
+        if (element != nullptr) selection = element->selectedTextBounds();
+        return selection.has_value();
+    }));
     EXPECT_EQ(lineEdit.unionWith(*selection), lineEdit);
     EXPECT_GT(selection->width(), 20);
     EXPECT_LT(selection->width(), lineEdit.width() * 0.6) << "one of three words";
@@ -128,8 +128,10 @@ TEST_F(FocusInputTest, FollowsTheKeyboardAndItsSelection) {
     desktop_->robot.setButton(1, false);
     EXPECT_TRUE(sampleUntil([&] { return seesKeyboardAt("AXTextArea", global(test::kTextEditContent)); }))
         << lastSeen_;
-    focus_->beginSample();
-    EXPECT_EQ(focus_->focusedElement(desktop_->window->processID())->selectedTextBounds(), std::nullopt);
+    EXPECT_TRUE(sampleUntil([&] {
+        const auto element = focus_->focusedElement(desktop_->window->processID());
+        return element != nullptr && !element->selectedTextBounds();
+    }));
 }
 
 TEST_F(FocusInputTest, ProgramThatHangsTakesLittleTime) {
@@ -180,8 +182,12 @@ TEST(FocusInput, WithoutWindowManagerAndBusTheWindowIsThere) {
     const test::AccessibleWindow window(server);
     test::PointerRobot robot(server.displayName());
     robot.moveTo(test::kWindowContent.x + 30, test::kWindowContent.y + 30);
-    focus->beginSample();
-    ASSERT_EQ(focus->frontmostProcess(), window.processID());
+    ASSERT_TRUE(test::waitUntil(
+        [&] {
+            focus->beginSample();
+            return focus->frontmostProcess() == window.processID();
+        },
+        test::kPatience));
     EXPECT_EQ(focus->windowFrame(window.processID()),
               (CGRect{{test::kWindowContent.x, test::kWindowContent.y},
                       {test::kWindowContent.width, test::kWindowContent.height}}));

@@ -69,24 +69,24 @@ TEST_F(PipeWireTest, ListsOfDevicesFollowWhatIsConnected) {
     const CaptureDevice one{"mic.one", "Desk Microphone"};
     const CaptureDevice two{"mic.two", "Headset"};
     const CaptureDevice camera{"camera.one", "Webcam"};
-    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{one}; }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{one}; }, test::kPatience));
     EXPECT_TRUE(devices.cameras().empty());
 
     auto second = microphone("mic.two", "Headset");
-    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == (std::vector{one, two}); }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == (std::vector{one, two}); }, test::kPatience));
     {
         const VirtualCamera webcam(remote(), "camera.one", "Webcam", {{}});
-        EXPECT_TRUE(waitUntil([&] { return devices.cameras() == std::vector{camera}; }, 5s));
+        EXPECT_TRUE(waitUntil([&] { return devices.cameras() == std::vector{camera}; }, test::kPatience));
     }
-    EXPECT_TRUE(waitUntil([&] { return devices.cameras().empty(); }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return devices.cameras().empty(); }, test::kPatience));
     first = nullptr;
-    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{two}; }, 5s));
-    EXPECT_TRUE(changes.waitForCount(4, 5s));
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones() == std::vector{two}; }, test::kPatience));
+    EXPECT_TRUE(changes.waitForCount(4, test::kPatience));
 
     observation = nullptr;
     const std::size_t count = changes.count();
     second = nullptr;
-    EXPECT_TRUE(waitUntil([&] { return devices.microphones().empty(); }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return devices.microphones().empty(); }, test::kPatience));
     EXPECT_EQ(changes.count(), count);
 
     server->kill();
@@ -233,11 +233,11 @@ TEST_F(PipeWireTest, UnpluggedMicrophoneIsNotReplacedByWhatIsPlayed) {
     };
     auto only = microphone();
     const auto hub = std::make_shared<PipeWireHub>(remote());
-    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 2; }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 2; }, test::kPatience));
     Listener listener(hub, PipeWireSoundStream::Source::microphone);
     ASSERT_TRUE(listener.waitForSeconds(0.3));
     only = nullptr;
-    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 1; }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return hub->nodes().size() == 1; }, test::kPatience));
     std::this_thread::sleep_for(1500ms);
     only = microphone();
     const double before = Listener::frameCount(listener.samples());
@@ -291,7 +291,7 @@ TEST_F(PipeWireTest, CamerasOfEveryFormatAndSizeDeliverTheirPictures) {
             const auto cameras = desktop.captureDevices().cameras();
             return std::find(cameras.begin(), cameras.end(), CaptureDevice{name, "Webcam"}) != cameras.end();
         };
-        ASSERT_TRUE(waitUntil(isListed, 5s));
+        ASSERT_TRUE(waitUntil(isListed, test::kPatience));
         Viewer viewer(desktop, name);
         EXPECT_EQ(viewer.session().activeFormatDimensions(),
                   (CameraDimensions{offer.widthPixels, offer.heightPixels}));
@@ -328,14 +328,19 @@ TEST_F(PipeWireTest, CameraRunsAtItsBestFormatAndDropsWhatIsLate) {
                                 {Layout::yuy2, 1920, 1080, 5},
                                 {Layout::yuy2, 3840, 2160, 30}});
     LinuxDesktop desktop({}, remote());
-    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, test::kPatience));
     Viewer viewer(desktop, "camera");
     EXPECT_EQ(viewer.session().activeFormatDimensions(), (CameraDimensions{1280, 720}));
     viewer.session().startRunning();
     ASSERT_TRUE(viewer.waitForFrames(2));
     EXPECT_EQ(camera.agreed(), (VirtualCamera::Offer{Layout::yuy2, 1280, 720, 30}));
+    std::promise<void> begun;
     std::promise<void> release;
-    viewer.queue_.async([released = release.get_future().share()] { released.wait(); });
+    viewer.queue_.async([&begun, released = release.get_future().share()] {
+        begun.set_value();
+        released.wait();
+    });
+    begun.get_future().wait();
     const std::size_t before = viewer.frames.count();
     const int shownBefore = camera.pictureCount();
     ASSERT_TRUE(waitUntil([&] { return camera.pictureCount() > shownBefore + 10; }, 10s));
@@ -371,8 +376,9 @@ TEST_F(PipeWireTest, DevicesAndServersThatGoAreToldOnceAndComeBack) {
         SoundFeeder::Options{48'000, 1, "other", "Other microphone"});
     auto camera = newCamera();
     LinuxDesktop desktop({}, remote());
-    ASSERT_TRUE(waitUntil([&] { return desktop.captureDevices().microphones().size() == 2; }, 5s));
-    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, 5s));
+    ASSERT_TRUE(
+        waitUntil([&] { return desktop.captureDevices().microphones().size() == 2; }, test::kPatience));
+    ASSERT_TRUE(waitUntil([&] { return !desktop.captureDevices().cameras().empty(); }, test::kPatience));
     const auto hub = std::make_shared<PipeWireHub>(remote());
     Listener sound(hub, PipeWireSoundStream::Source::microphone, "mic");
     Listener system(hub, PipeWireSoundStream::Source::systemSound);
@@ -385,7 +391,7 @@ TEST_F(PipeWireTest, DevicesAndServersThatGoAreToldOnceAndComeBack) {
 
     microphone = nullptr;
     camera = nullptr;
-    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 2; }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 2; }, test::kPatience));
     std::this_thread::sleep_for(300ms);
     sound.clear();
     viewer.frames.clear();
@@ -402,7 +408,7 @@ TEST_F(PipeWireTest, DevicesAndServersThatGoAreToldOnceAndComeBack) {
 
     log.clear();
     server->kill();
-    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 3; }, 5s));
+    EXPECT_TRUE(waitUntil([&] { return lines("is missing") == 3; }, test::kPatience));
     server->start();
     microphone = newMicrophone();
     camera = newCamera();

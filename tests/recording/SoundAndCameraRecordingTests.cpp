@@ -117,7 +117,8 @@ protected:
             return std::any_of(list.begin(), list.end(),
                                [&](const CaptureDevice& device) { return device.uniqueID == name; });
         };
-        return test::waitUntil([&] { return isIn(devices.microphones()) || isIn(devices.cameras()); }, 5s);
+        return test::waitUntil([&] { return isIn(devices.microphones()) || isIn(devices.cameras()); },
+                               test::kPatience);
     }
     /// Records until `during` has ended.
     RecordingSession record(RecordingConfiguration configuration, std::function<QCoro::Task<>()> during,
@@ -211,7 +212,7 @@ TEST_F(SoundAndCameraRecordingTest, PreviewIsHandedOnRunningAndKeepsItsPictures)
     test::Inbox<int> previewed;
     manager->setOnPreviewFrame([&](const SampleBuffer&) { previewed.put(0); });
     manager->start();
-    ASSERT_TRUE(previewed.waitForCount(5, 5s));
+    ASSERT_TRUE(previewed.waitForCount(5, test::kPatience));
     RecordingConfiguration wanted = configuration();
     wanted.captureCamera = true;
     std::size_t shownWhileRecording = 0;
@@ -301,7 +302,8 @@ TEST_F(SoundAndCameraRecordingTest, WithoutServerOrWithASilentCameraTheScreenIsR
     EXPECT_FALSE(MediaAsset(silent.screenRecordingURL).tracks(MediaType::video).at(0).sampleIndex->empty());
 
     server->kill();
-    ASSERT_TRUE(test::waitUntil([&] { return desktop->captureDevices().cameras().empty(); }, 5s));
+    ASSERT_TRUE(
+        test::waitUntil([&] { return desktop->captureDevices().cameras().empty(); }, test::kPatience));
     log.clear();
     const RecordingSession deaf = record(wanted, [] { return pause(300ms); });
     EXPECT_THAT(log.items(),

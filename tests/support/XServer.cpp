@@ -9,11 +9,13 @@
 #include <xcb/xcb.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 
 #include "support/Waiting.h"
 
@@ -157,6 +159,10 @@ XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::strin
 XServer::XServer(std::vector<std::string> command) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    // A number of its own: one that is searched for may be that of a server which another test has just
+    // killed.
+    static std::atomic<int> count{0};
+    command.insert(command.begin() + 1, ":" + std::to_string(10'000 + getpid() % 5000 * 10 + count++ % 10));
     command.insert(command.end(), {"-displayfd", std::to_string(ends[1]), "-nolisten", "tcp", "-noreset"});
     server_ = std::make_unique<ChildProcess>(command, std::vector<std::string>{}, ends[1]);
     close(ends[1]);
