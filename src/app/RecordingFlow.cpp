@@ -150,9 +150,8 @@ void RecordingFlow::leaveRecordingUI() {
 }
 
 Completion<void> RecordingFlow::fadeOutRecordingUI() {
-    return completionOf([this](auto completion) {
-        windows_.fadeOutRecordingUI(kFadeDuration, [completion] { completion(nullptr); });
-    });
+    return completionOf(
+        [this](auto done) { windows_.fadeOutRecordingUI(kFadeDuration, [done] { done(nullptr); }); });
 }
 
 /// The movie's own duration; if it can't be told, that of the clock that was shown.

@@ -148,7 +148,7 @@ void ExportEngine::openReaders(const Project& project, const CompositionResult& 
         composition.composition, audioMix(routing, project.timeline.audioConfiguration, kOtherVolume));
 }
 
-/// Moves samples from a reader to an input until the reader has no more. The future never fails: what went
+/// Moves samples from a reader to an input until the reader has no more. It never fails: what went
 /// wrong shows in the status of reader and writer.
 template <typename Reader>
 Completion<void> ExportEngine::pump(SerialQueue& queue, std::shared_ptr<AssetWriterInput> input,

@@ -95,8 +95,8 @@ void CaptureEngine::addOutputs(ScreenStream& stream, const CaptureStreamOptions&
 
 QCoro::Task<> CaptureEngine::startCapture() {
     if (stream_ == nullptr) throw CaptureError(CaptureError::Code::notConfigured);
-    const auto start = [this](auto completion) {
-        controlQueue_.async([stream = stream_.get(), completion] { stream->startCapture(completion); });
+    const auto start = [this](auto done) {
+        controlQueue_.async([stream = stream_.get(), done] { stream->startCapture(done); });
     };
     const Completion<void> started = completionOf(start);
     co_await started;
@@ -104,8 +104,8 @@ QCoro::Task<> CaptureEngine::startCapture() {
 
 QCoro::Task<> CaptureEngine::stopCapture() {
     if (stream_ == nullptr) co_return;
-    const auto stop = [this](auto completion) {
-        controlQueue_.async([stream = stream_.get(), completion] { stream->stopCapture(completion); });
+    const auto stop = [this](auto done) {
+        controlQueue_.async([stream = stream_.get(), done] { stream->stopCapture(done); });
     };
     const Completion<void> stopped = completionOf(stop);
     co_await stopped;

@@ -81,8 +81,8 @@ QCoro::Task<> MovieTrackRecorder::finish(CMTime endTime) {
     for (AssetWriterInput* input : {videoInput_, systemAudioInput_, microphoneAudioInput_}) {
         if (input != nullptr) input->markAsFinished();
     }
-    const Completion<void> finished = completionOf(
-        [this](auto completion) { writer_.finishWriting([completion] { completion(nullptr); }); });
+    const Completion<void> finished =
+        completionOf([this](auto done) { writer_.finishWriting([done] { done(nullptr); }); });
     co_await finished;
     if (const std::exception_ptr failure = writer_.error()) std::rethrow_exception(failure);
 }

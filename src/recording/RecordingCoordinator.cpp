@@ -63,15 +63,15 @@ void RecordingCoordinator::settle() {
 
 QCoro::Task<> RecordingCoordinator::perform(std::function<void()> block) {
     const auto failure = std::make_shared<std::exception_ptr>();
-    const Completion<void> ended = completionOf([&](auto completion) {
-        setupQueue_.async([block = std::move(block), failure, completion]() mutable {
+    const Completion<void> ended = completionOf([&](auto done) {
+        setupQueue_.async([block = std::move(block), failure, done]() mutable {
             try {
                 block();
             } catch (...) {
                 *failure = std::current_exception();
             }
             block = nullptr;  // nothing of it is left when its end is told
-            completion(nullptr);
+            done(nullptr);
         });
     });
     co_await ended;

@@ -15,8 +15,8 @@ namespace varnelle {
 
 /// What goes on on other threads, for a coroutine on the Qt main thread to await. The coroutine always goes
 /// on in a later turn of the event loop, even if the result is there already: whoever began the operation
-/// says the rest first, however fast the other thread was. Awaiting gives the result or throws what it failed
-/// with.
+/// ends its own turn first, however fast the other thread was. Awaiting gives the result or throws what it
+/// failed with.
 template <typename Result>
 class Completion {
 public:
@@ -34,8 +34,8 @@ private:
         [[nodiscard]] bool await_ready() const { return false; }
 
         void await_suspend(std::coroutine_handle<> coroutine) const {
-            auto* watcher =
-                new QFutureWatcher<Result>;  // it mustn't end with the coroutine, inside its own signal
+            // On its own, as it mustn't end inside its signal, with the coroutine.
+            auto* watcher = new QFutureWatcher<Result>;
             QObject::connect(watcher, &QFutureWatcherBase::finished, [watcher, coroutine] {
                 watcher->deleteLater();
                 coroutine.resume();

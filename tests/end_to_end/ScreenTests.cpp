@@ -62,14 +62,11 @@ protected:
     void dragBarToTheSecondScreen() {
         constexpr int kUp = 600;
         const AccessibleElement area = program().restingElement("Area");
+        const int x = area.x + area.width + 12;
+        desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - kUp);
         const auto isUnderThePointer = [&] {
-            const AccessibleElement now = program().restingElement("Area");
-            if (now.midX() == area.midX() + kFirstWidth && now.midY() == area.midY() - kUp) return true;
-            // A screen that has just come may bring the bar back once more.
-            const int x = area.x + area.width + 12;
-            if (now.x == area.x && now.y == area.y)
-                desktop().drag(x, area.midY(), x + kFirstWidth, area.midY() - kUp);
-            return false;
+            const auto moved = test::shownElement(program().processID(), "Area");
+            return moved && moved->midX() == area.midX() + kFirstWidth && moved->midY() == area.midY() - kUp;
         };
         ASSERT_TRUE(test::until(isUnderThePointer));
     }

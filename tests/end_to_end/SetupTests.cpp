@@ -102,7 +102,7 @@ TEST_F(SetupTest, RecordsAnAreaThatWasDrawnMovedAndResized) {
     ASSERT_TRUE(program().startsAtTheDockBar());
     program().click("Area");
     ASSERT_TRUE(program().shows("Start recording"));
-    (void)program().restingElement("Start recording");
+    (void)program().restingElement("Start recording");  // then the overlay is on the screen, too
     // Beside the rectangle that was there at first, a new one is drawn.
     desktop().drag(40, 40, 440, 340);
     ASSERT_TRUE(program().shows("400 × 300"));

@@ -31,9 +31,20 @@ constexpr int kFrameCount = 120;
 constexpr double kSeconds = double{kFrameCount} / kFrameRate;
 constexpr std::size_t kSoundRate = AudioOutput::kRate;
 
+/// Once it stays the same: a thread that was joined leaves the list a little later.
 std::size_t threadCount() {
-    const auto tasks = std::filesystem::directory_iterator("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+    std::size_t last = 0;
+    int sameLooks = 0;
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            const auto tasks = std::filesystem::directory_iterator("/proc/self/task");
+            const auto count = static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+            sameLooks = count == last ? sameLooks + 1 : 1;
+            last = count;
+            return sameLooks == 5;
+        },
+        kDeadline, 20ms));
+    return last;
 }
 
 float noiseAt(double seconds) {
@@ -479,8 +490,7 @@ TEST_F(PlayerTest, NoThreadIsLeftWhateverItIsInTheMidstOf) {
         EXPECT_EQ(told, seeks) << "each seek hears of its end";
         completions.clear();
     }
-    // A thread that was joined leaves the list a little later.
-    EXPECT_TRUE(test::waitUntil([&] { return threadCount() <= threads; }, kDeadline));
+    EXPECT_EQ(threadCount(), threads);
 }
 
 }  // namespace

@@ -128,10 +128,12 @@ TEST_F(FocusInputTest, FollowsTheKeyboardAndItsSelection) {
     desktop_->robot.setButton(1, false);
     EXPECT_TRUE(sampleUntil([&] { return seesKeyboardAt("AXTextArea", global(test::kTextEditContent)); }))
         << lastSeen_;
-    EXPECT_TRUE(sampleUntil([&] {
-        const auto element = focus_->focusedElement(desktop_->window->processID());
-        return element != nullptr && !element->selectedTextBounds();
+    std::unique_ptr<AccessibilityElement> textEdit;
+    ASSERT_TRUE(sampleUntil([&] {
+        textEdit = focus_->focusedElement(desktop_->window->processID());
+        return textEdit != nullptr;
     }));
+    EXPECT_EQ(textEdit->selectedTextBounds(), std::nullopt);
 }
 
 TEST_F(FocusInputTest, ProgramThatHangsTakesLittleTime) {

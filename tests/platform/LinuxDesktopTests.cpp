@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
-
 #include "platform/PlatformError.h"
 #include "support/PatternWindow.h"
 #include "support/Waiting.h"
@@ -14,7 +12,6 @@
 namespace varnelle {
 namespace {
 
-using namespace std::chrono_literals;
 using test::waitUntil;
 
 TEST(LinuxDesktop, NamesTheDisplayThatIsMissing) {

@@ -43,7 +43,7 @@ TEST(LinuxPermissions, SessionThatHangsIsAskedForAShortTime) {
         const auto begin = std::chrono::steady_clock::now();
         permissions.requestAccessibilityTrust();
         for (int i = 0; i < 5; ++i) EXPECT_FALSE(permissions.isAccessibilityTrusted());
-        // A second in all, with room for a slow machine; the bus would hold each of them for 25.
+        // Two seconds in all, with room for a slow machine; the bus would hold each of them for 25.
         EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
     }
     session.thawSessionBus();

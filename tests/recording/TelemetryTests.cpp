@@ -21,10 +21,6 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 
 constexpr CGRect kRegion{{0, 0}, {800, 600}};
-constexpr std::uint32_t kSymbolA = 0x61, kSymbolLeft = 0xff51, kControl = 0xffe3;
-/// For something to happen on the desktop and to be sampled; slower than any machine needs.
-constexpr auto kDeadline = 20s;
-
 /// Several intervals of the pointer's.
 constexpr auto kSlowCall = 50ms;
 
@@ -130,20 +126,20 @@ protected:
     }
     void awaitMore(const std::atomic<int>& count, int more) {
         const int before = count;
-        EXPECT_TRUE(test::waitUntil([&] { return count >= before + more; }, kDeadline));
+        EXPECT_TRUE(test::waitUntil([&] { return count >= before + more; }, test::kPatience));
     }
     /// A press long enough to be seen.
     void click() {
         for (const bool isPressed : {true, false}) {
             desktop_->robot.setButton(1, isPressed);
-            EXPECT_TRUE(test::waitUntil([&] { return counts_.isLeftPressed == isPressed; }, kDeadline));
+            EXPECT_TRUE(test::waitUntil([&] { return counts_.isLeftPressed == isPressed; }, test::kPatience));
         }
     }
     void turnWheel(int button) {
         const int before = counts_.scrolls;
         desktop_->robot.setButton(button, true);
         desktop_->robot.setButton(button, false);
-        EXPECT_TRUE(test::waitUntil([&] { return counts_.scrolls > before; }, kDeadline));
+        EXPECT_TRUE(test::waitUntil([&] { return counts_.scrolls > before; }, test::kPatience));
     }
     CursorRecording save() {
         recorder_->stopAndSave();
@@ -169,10 +165,10 @@ TEST_F(TelemetryTest, FileTellsWhatWasDone) {
     desktop_->robot.moveTo(400, 150);
     turnWheel(5);
     test::KeyRobot keys(desktop_->server.displayName());
-    keys.type(kSymbolA);
-    keys.type(kSymbolLeft);
-    keys.type(kSymbolA, {kControl});
-    EXPECT_TRUE(test::waitUntil([&] { return counts_.keys >= 3; }, kDeadline));
+    keys.type(U'a');
+    keys.type(test::key::kLeft);
+    keys.type(U'a', {test::key::kControl});
+    EXPECT_TRUE(test::waitUntil([&] { return counts_.keys >= 3; }, test::kPatience));
     click();
     // When the second is told, the sample with the first one is there.
     awaitMore(counts_.focusedElements, 2);
@@ -212,7 +208,7 @@ TEST_F(TelemetryTest, ProgramThatHangsDoesNotDelayThePointer) {
     const auto sampledThroughout = [this] {
         return counts_.slowCalls >= 3 && counts_.mostLooksDuringSlowCall >= 4;
     };
-    EXPECT_TRUE(test::waitUntil(sampledThroughout, kDeadline))
+    EXPECT_TRUE(test::waitUntil(sampledThroughout, test::kPatience))
         << counts_.mostLooksDuringSlowCall << " looks in " << counts_.slowCalls << " slow calls";
     const int windowSamples = counts_.windowSamples;
     const auto begin = std::chrono::steady_clock::now();

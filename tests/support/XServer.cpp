@@ -4,12 +4,15 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <array>
-#include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -159,10 +162,6 @@ XServer::XServer(int widthPixels, int heightPixels, const std::vector<std::strin
 XServer::XServer(std::vector<std::string> command) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    // A number of its own: one that is searched for may be that of a server which another test has just
-    // killed.
-    static std::atomic<int> count{0};
-    command.insert(command.begin() + 1, ":" + std::to_string(10'000 + getpid() % 5000 * 10 + count++ % 10));
     command.insert(command.end(), {"-displayfd", std::to_string(ends[1]), "-nolisten", "tcp", "-noreset"});
     server_ = std::make_unique<ChildProcess>(command, std::vector<std::string>{}, ends[1]);
     close(ends[1]);
@@ -189,6 +188,15 @@ void XServer::startWindowManager() {
 void XServer::kill() {
     server_->sendSignal(SIGKILL);
     server_->waitForEnd();
+    // The next server, perhaps another test's, mustn't get the number: who looks for this one would find
+    // that.
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string name = "/tmp/.X11-unix/X" + displayName_.substr(1);
+    std::copy(name.begin(), name.end(), address.sun_path + 1);  // as an abstract name
+    numberHolder_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    (void)bind(numberHolder_.get(), reinterpret_cast<const sockaddr*>(&address), length);
 }
 
 void XServer::freeze() {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/Descriptor.h"
+
 namespace varnelle::test {
 
 /// A program that the test started; ended, by its process id, and waited for at the latest on destruction.
@@ -66,6 +68,7 @@ private:
     /// manager.
     std::shared_ptr<void> managerProbe_;
     std::string displayName_;
+    Descriptor numberHolder_;  ///< open once the server was killed
 };
 
 }  // namespace varnelle::test

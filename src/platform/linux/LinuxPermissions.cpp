@@ -77,9 +77,11 @@ public:
     bool operator()() {
         try {
             if (connection_ == nullptr) connection_ = std::make_shared<X11Connection>(displayName_);
-            // Until it has answered, so that a display which is frozen counts as one that is lost.
+            // Until it has answered, so that a display which is frozen counts as one that is lost; for as
+            // long as anybody may wait for this.
             const auto cookie = xcb_get_input_focus(connection_->get());
-            (void)connection_->reply<xcb_get_input_focus_reply_t>(cookie, "GetInputFocus", kAnswerPatience);
+            (void)connection_->reply<xcb_get_input_focus_reply_t>(cookie, "GetInputFocus",
+                                                                  kFirstAnswerPatience);
             return true;
         } catch (const PlatformError&) {
             connection_ = nullptr;
